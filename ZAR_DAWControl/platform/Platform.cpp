@@ -1,0 +1,31 @@
+#include "ZAR_DAWControl/platform/Platform.h"
+
+#include <atomic>
+
+#include "ZAR_DAWControl/platform/DefaultPlatform.h"
+
+namespace zar::platform {
+
+namespace {
+std::atomic<std::shared_ptr<const Platform>>& installed() {
+  static std::atomic<std::shared_ptr<const Platform>> platform;
+  return platform;
+}
+}  // namespace
+
+void Platform::install(std::shared_ptr<const Platform> platform) { installed().store(std::move(platform)); }
+
+std::shared_ptr<const Platform> Platform::current() {
+  auto platform = installed().load();
+  if (platform) {
+    return platform;
+  }
+  std::shared_ptr<const Platform> made = makeDefaultPlatform(HostIdentity{});
+  std::shared_ptr<const Platform> expected;
+  if (installed().compare_exchange_strong(expected, made)) {
+    return made;
+  }
+  return expected;
+}
+
+}  // namespace zar::platform

@@ -1,0 +1,6 @@
+# Every third-party library comes from the system (Debian's packages, see scripts/install-deps.sh).
+find_package(Threads REQUIRED)
+find_package(fmt REQUIRED)
+find_package(spdlog REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+namespace zar::test {
+
+/// A fresh directory under the system's temporary directory, removed with everything in it.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+  const std::string& path() const { return _path; }
+  /// The path of an entry inside the directory.
+  std::string file(const std::string& name) const { return _path + "/" + name; }
+
+ private:
+  std::string _path;
+};
+
+}  // namespace zar::test

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+// Each subcommand of dawctl lives in a file of its own and registers itself here.
+namespace dawctl {
+
+/// `dawctl timecode TEXT`: reads a counter text as the framework reads it.
+void addTimecodeCommand(CLI::App& app);
+
+}  // namespace dawctl
