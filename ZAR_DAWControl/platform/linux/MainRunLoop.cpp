@@ -196,7 +196,7 @@ void MainRunLoop::fireDueTimers(std::unique_lock<std::mutex>& lock, const RunFra
       break;
     }
     // An earlier callback may have run the loop nested and fired or invalidated this one.
-    if (!timer->isValid() || timer->firing || timer->fireDate() > now) {
+    if (!timer->isValid() || timer->fireDate() > now) {
       continue;
     }
     timer->firing = true;
