@@ -1,7 +1,9 @@
 #include "ZAR_DAWControl/platform/DefaultPlatform.h"
 
 #include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
+#include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
+#include "ZAR_DAWControl/platform/linux/ThreadPoolDispatch.h"
 
 namespace zar::platform {
 
@@ -9,6 +11,9 @@ std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host) {
   auto platform = std::make_shared<Platform>();
   platform->host = host;
   platform->clock = std::make_shared<native::SystemClock>();
+  // The thread that makes the default platform (the first to ask for it) becomes the main thread.
+  platform->mainRunLoop = std::make_shared<native::MainRunLoop>(platform->clock);
+  platform->dispatch = std::make_shared<native::ThreadPoolDispatch>(platform->mainRunLoop);
   platform->fileUtility = std::make_shared<native::LocalFileUtility>(
       native::LocalFileUtility::defaultApplicationSupportDirectory(host.applicationName));
   return platform;

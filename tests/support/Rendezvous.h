@@ -1,0 +1,27 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+namespace zar::test {
+
+/// A meeting point for a fixed number of threads. Each one arrives and waits for the others, but
+/// never longer than the timeout, so work that fails to run concurrently fails a test instead of
+/// hanging it.
+class Rendezvous {
+ public:
+  explicit Rendezvous(int parties, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+  /// True once every party has arrived; false when the timeout came first.
+  bool arriveAndWait();
+
+ private:
+  const int _parties;
+  const std::chrono::milliseconds _timeout;
+  std::mutex _mutex;
+  std::condition_variable _arrived;
+  int _count = 0;
+};
+
+}  // namespace zar::test
