@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+
 namespace zar::sim {
 
 using platform::AXError;
@@ -26,7 +28,7 @@ platform::AXUIElementRef SimAccessibility::createApplication(std::int32_t pid) {
   if (const auto application = _workspace->application(pid)) {
     return application->applicationElement();
   }
-  auto absent = SimElement::create(pid, "AXApplication");
+  auto absent = SimElement::create(pid, ax::kApplicationRole);
   absent->setFailure(AXError::cannotComplete);
   return absent;
 }

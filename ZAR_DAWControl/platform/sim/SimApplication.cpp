@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+
 #include "ZAR_DAWControl/platform/KeyboardLayout.h"
 
 namespace zar::sim {
 
 namespace {
-
-constexpr const char* applicationRole = "AXApplication";
-constexpr const char* windowRole = "AXWindow";
 
 std::shared_ptr<SimElement> deepestElementAt(const std::shared_ptr<SimElement>& element, platform::Point point) {
   if (!element->isValid()) {
@@ -31,18 +30,18 @@ std::shared_ptr<SimElement> deepestElementAt(const std::shared_ptr<SimElement>& 
 }  // namespace
 
 SimApplication::SimApplication(Info info)
-    : _info(std::move(info)), _applicationElement(SimElement::create(_info.processIdentifier, applicationRole)) {
+    : _info(std::move(info)), _applicationElement(SimElement::create(_info.processIdentifier, ax::kApplicationRole)) {
   if (_info.localizedName) {
-    _applicationElement->setAttribute(SimElement::titleAttribute, *_info.localizedName);
+    _applicationElement->setAttribute(ax::kTitleAttribute, *_info.localizedName);
   }
-  _applicationElement->setAttribute(windowsAttribute, platform::AXValueList{});
+  _applicationElement->setAttribute(ax::kWindowsAttribute, platform::AXValueList{});
 }
 
 std::shared_ptr<SimElement> SimApplication::makeElement(const std::string& role,
                                                         const std::optional<std::string>& title) {
   auto element = SimElement::create(_info.processIdentifier, role);
   if (title) {
-    element->setAttribute(SimElement::titleAttribute, *title);
+    element->setAttribute(ax::kTitleAttribute, *title);
   }
   auto lock = SimElement::lockTree();
   // Applications that rebuild their interface often make many short-lived elements.
@@ -55,7 +54,7 @@ std::shared_ptr<SimElement> SimApplication::makeElement(const std::string& role,
 }
 
 std::shared_ptr<SimElement> SimApplication::addWindow(const std::string& title) {
-  auto window = makeElement(windowRole, title);
+  auto window = makeElement(ax::kWindowRole, title);
   auto lock = SimElement::lockTree();
   _applicationElement->addChild(window);
   _windows.push_back(window);
@@ -84,7 +83,7 @@ void SimApplication::updateWindowsAttribute() {
   for (const auto& window : _windows) {
     list.emplace_back(platform::AXUIElementRef(window));
   }
-  _applicationElement->setAttribute(windowsAttribute, std::move(list));
+  _applicationElement->setAttribute(ax::kWindowsAttribute, std::move(list));
 }
 
 std::shared_ptr<SimElement> SimApplication::hitTest(platform::Point point) const {

@@ -26,8 +26,6 @@ class SimApplication : public std::enable_shared_from_this<SimApplication> {
     platform::PropertyDictionary infoDictionary;
   };
 
-  static constexpr const char* windowsAttribute = "AXWindows";
-
   explicit SimApplication(Info info);
   virtual ~SimApplication() = default;
   SimApplication(const SimApplication&) = delete;
@@ -42,7 +40,8 @@ class SimApplication : public std::enable_shared_from_this<SimApplication> {
   /// A new element of this application, with a listed "AXTitle" when a title is given. The
   /// application kills it when it quits, wherever it hangs.
   std::shared_ptr<SimElement> makeElement(const std::string& role, const std::optional<std::string>& title = {});
-  /// Opens a window: a child of the application element, listed last in "AXWindows".
+  /// Opens a window: a child of the application element, listed last in "AXWindows". The list runs
+  /// front to back, so a window opened later lies behind the ones opened before it.
   std::shared_ptr<SimElement> addWindow(const std::string& title);
   /// Closes a window of this application: it leaves "AXWindows" and it and everything in it stop
   /// answering. Returns whether it was one of the application's windows.
@@ -50,7 +49,8 @@ class SimApplication : public std::enable_shared_from_this<SimApplication> {
   /// The open windows, in "AXWindows" order.
   std::vector<std::shared_ptr<SimElement>> windows() const;
   /// The deepest live element with a frame containing `point` (accessibility coordinates), looking
-  /// through the windows in order and the later of overlapping siblings first; null when none.
+  /// through the windows front to back and the later of overlapping siblings first; an element
+  /// without a frame is looked through. Null when none.
   std::shared_ptr<SimElement> hitTest(platform::Point point) const;
 
   /// Kills every element of the application (what quitting does).

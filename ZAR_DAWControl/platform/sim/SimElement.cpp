@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+
 namespace zar::sim {
 
 using platform::AXError;
@@ -25,7 +27,7 @@ std::shared_ptr<SimElement> SimElement::create(std::int32_t pid, const std::stri
 }
 
 SimElement::SimElement(std::int32_t pid, const std::string& role) : _pid(pid) {
-  _attributes.push_back(Attribute{roleAttribute, Value(role), true, false, {}});
+  _attributes.push_back(Attribute{ax::kRoleAttribute, Value(role), true, false, {}});
 }
 
 std::recursive_mutex& SimElement::treeMutex() {
@@ -76,7 +78,7 @@ std::optional<SimElement::Value> SimElement::attribute(const std::string& name) 
   if (const auto* stored = storedAttribute(name)) {
     return stored->value;
   }
-  if (name == childrenAttribute) {
+  if (name == ax::kChildrenAttribute) {
     platform::AXValueList list;
     list.reserve(_children.size());
     for (const auto& child : _children) {
@@ -84,7 +86,7 @@ std::optional<SimElement::Value> SimElement::attribute(const std::string& name) 
     }
     return Value(std::move(list));
   }
-  if (name == parentAttribute) {
+  if (name == ax::kParentAttribute) {
     if (auto parentElement = _parent.lock()) {
       return Value(platform::AXUIElementRef(std::move(parentElement)));
     }
@@ -93,7 +95,7 @@ std::optional<SimElement::Value> SimElement::attribute(const std::string& name) 
 }
 
 std::optional<std::string> SimElement::title() const {
-  const auto value = attribute(titleAttribute);
+  const auto value = attribute(ax::kTitleAttribute);
   if (value && value->get<std::string>()) {
     return *value->get<std::string>();
   }
@@ -102,16 +104,16 @@ std::optional<std::string> SimElement::title() const {
 
 SimElement& SimElement::setFrame(platform::Rect frame) {
   auto lock = lockTree();
-  setAttribute(positionAttribute, platform::AXTypedValue::point(frame.origin));
-  setAttribute(sizeAttribute, platform::AXTypedValue::size(frame.size));
-  setAttribute(frameAttribute, platform::AXTypedValue::rect(frame), false);
+  setAttribute(ax::kPositionAttribute, platform::AXTypedValue::point(frame.origin));
+  setAttribute(ax::kSizeAttribute, platform::AXTypedValue::size(frame.size));
+  setAttribute(ax::kFrameAttribute, platform::AXTypedValue::rect(frame), false);
   return *this;
 }
 
 std::optional<platform::Rect> SimElement::frame() const {
   auto lock = lockTree();
-  const auto position = attribute(positionAttribute);
-  const auto size = attribute(sizeAttribute);
+  const auto position = attribute(ax::kPositionAttribute);
+  const auto size = attribute(ax::kSizeAttribute);
   const auto* positionValue = position ? position->get<platform::AXTypedValue>() : nullptr;
   const auto* sizeValue = size ? size->get<platform::AXTypedValue>() : nullptr;
   if (positionValue == nullptr || sizeValue == nullptr || positionValue->pointValue() == nullptr ||
@@ -220,11 +222,11 @@ AXError SimElement::copyAttributeNames(std::vector<std::string>& names) const {
       names.push_back(stored.name);
     }
   }
-  if (storedAttribute(parentAttribute) == nullptr && !_parent.expired()) {
-    names.emplace_back(parentAttribute);
+  if (storedAttribute(ax::kParentAttribute) == nullptr && !_parent.expired()) {
+    names.emplace_back(ax::kParentAttribute);
   }
-  if (storedAttribute(childrenAttribute) == nullptr) {
-    names.emplace_back(childrenAttribute);
+  if (storedAttribute(ax::kChildrenAttribute) == nullptr) {
+    names.emplace_back(ax::kChildrenAttribute);
   }
   return AXError::success;
 }
@@ -247,7 +249,7 @@ AXError SimElement::getAttributeValueCount(const std::string& attributeName, lon
   if (const auto error = answerability(); error != AXError::success) {
     return error;
   }
-  if (attributeName == childrenAttribute && storedAttribute(childrenAttribute) == nullptr) {
+  if (attributeName == ax::kChildrenAttribute && storedAttribute(ax::kChildrenAttribute) == nullptr) {
     count = static_cast<long>(_children.size());
     return AXError::success;
   }

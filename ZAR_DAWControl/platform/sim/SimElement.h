@@ -30,14 +30,6 @@ class SimElement final : public platform::AXUIElement, public std::enable_shared
   using SetHook = std::function<void(const Value&)>;
   using ActionHandler = std::function<void()>;
 
-  static constexpr const char* roleAttribute = "AXRole";
-  static constexpr const char* titleAttribute = "AXTitle";
-  static constexpr const char* childrenAttribute = "AXChildren";
-  static constexpr const char* parentAttribute = "AXParent";
-  static constexpr const char* positionAttribute = "AXPosition";
-  static constexpr const char* sizeAttribute = "AXSize";
-  static constexpr const char* frameAttribute = "AXFrame";
-
   /// A new element of process `pid` with a listed, read-only "AXRole".
   static std::shared_ptr<SimElement> create(std::int32_t pid, const std::string& role);
 
