@@ -15,7 +15,7 @@ namespace zar::sim {
 
 /// A simulated running application: its identity, its accessibility tree and its reactions to
 /// input. Subclasses give it behaviour by overriding `keyEvent` and `mouseEvent`.
-class SimApplication : public std::enable_shared_from_this<SimApplication> {
+class SimApplication {
  public:
   struct Info {
     std::int32_t processIdentifier = 0;

@@ -77,15 +77,6 @@ TEST_F(SimAccessibilityTest, NullAndForeignHandlesAreIllegalArguments) {
   EXPECT_EQ(accessibility.genericDescription(foreign).rfind("<AXUIElement 0x", 0), 0u);
 }
 
-TEST_F(SimAccessibilityTest, GenericDescriptionNamesTheObjectAndItsProcess) {
-  auto application = launch("App");
-  const auto element = application->makeElement("AXButton");
-  const auto text = accessibility.genericDescription(element);
-  EXPECT_EQ(text.rfind("<AXUIElement 0x", 0), 0u) << text;
-  EXPECT_NE(text.find(" pid=" + std::to_string(application->processIdentifier()) + ">"), std::string::npos) << text;
-  EXPECT_NE(text, accessibility.genericDescription(application->makeElement("AXButton")));
-}
-
 TEST_F(SimAccessibilityTest, WhileUntrustedEveryCallIsRefused) {
   auto application = launch("App");
   const auto element = accessibility.createApplication(application->processIdentifier());

@@ -49,13 +49,6 @@ TEST(SimApplication, BareKeyCodesAreMappedThroughTheLayout) {
   EXPECT_EQ(application->typedText(), "1:\n");
 }
 
-TEST(SimApplication, ByDefaultNoMouseEventIsHandled) {
-  auto application = makeApplication();
-  auto window = application->addWindow("Main");
-  window->setFrame(Rect{{0, 0}, {100, 100}});
-  EXPECT_FALSE(application->mouseEvent({}));
-}
-
 TEST(SimApplication, HitTestFindsTheDeepestLiveElementUnderThePoint) {
   auto application = makeApplication();
   auto window = application->addWindow("Edit: Session");

@@ -159,10 +159,4 @@ TEST_F(SimEventPosterTest, UnhandledOrNonDownEventsDoNotActivate) {
   EXPECT_EQ(workspace->frontmostApplication(), workspace->hostApplication());
 }
 
-TEST_F(SimEventPosterTest, EventSourcesKeepTheirStateId) {
-  const auto source = poster.createEventSource(1);
-  ASSERT_NE(source, nullptr);
-  EXPECT_EQ(source->stateID(), 1);
-}
-
 }  // namespace

@@ -127,13 +127,4 @@ TEST(SimWorkspace, BundleInformationOutlivesTheProcess) {
   EXPECT_FALSE(workspace.bundleInfoDictionary("file:///nowhere/").has_value());
 }
 
-TEST(SimWorkspace, UnusedProcessIdentifiersAreFree) {
-  SimWorkspace workspace(HostIdentity{});
-  const auto first = workspace.unusedProcessIdentifier();
-  ASSERT_TRUE(workspace.launch(makeApplication(first, "com.a")));
-  const auto second = workspace.unusedProcessIdentifier();
-  EXPECT_NE(first, second);
-  EXPECT_TRUE(workspace.launch(makeApplication(second, "com.b")));
-}
-
 }  // namespace
