@@ -4,6 +4,7 @@
 #include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
 #include "ZAR_DAWControl/platform/linux/ThreadPoolDispatch.h"
+#include "ZAR_DAWControl/platform/sim/SimDesktop.h"
 
 namespace zar::platform {
 
@@ -16,6 +17,8 @@ std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host) {
   platform->dispatch = std::make_shared<native::ThreadPoolDispatch>(platform->mainRunLoop);
   platform->fileUtility = std::make_shared<native::LocalFileUtility>(
       native::LocalFileUtility::defaultApplicationSupportDirectory(host.applicationName));
+  // The desktop takes the main run loop for its alerts, so it must be set before this line.
+  sim::SimDesktop(platform->clock, platform->mainRunLoop, host).provideServices(*platform);
   return platform;
 }
 

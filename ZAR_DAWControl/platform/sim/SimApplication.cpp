@@ -1,0 +1,138 @@
+#include "ZAR_DAWControl/platform/sim/SimApplication.h"
+
+#include <algorithm>
+
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+
+#include "ZAR_DAWControl/platform/KeyboardLayout.h"
+
+namespace zar::sim {
+
+namespace {
+
+std::shared_ptr<SimElement> deepestElementAt(const std::shared_ptr<SimElement>& element, platform::Point point) {
+  if (!element->isValid()) {
+    return nullptr;
+  }
+  const auto frame = element->frame();
+  if (frame && !platform::pointInRect(point, *frame)) {
+    return nullptr;
+  }
+  const auto children = element->children();
+  for (auto it = children.rbegin(); it != children.rend(); ++it) {
+    if (auto hit = deepestElementAt(*it, point)) {
+      return hit;
+    }
+  }
+  return frame ? element : nullptr;
+}
+
+}  // namespace
+
+SimApplication::SimApplication(Info info)
+    : _info(std::move(info)), _applicationElement(SimElement::create(_info.processIdentifier, ax::kApplicationRole)) {
+  if (_info.localizedName) {
+    _applicationElement->setAttribute(ax::kTitleAttribute, *_info.localizedName);
+  }
+  _applicationElement->setAttribute(ax::kWindowsAttribute, platform::AXValueList{});
+}
+
+std::shared_ptr<SimElement> SimApplication::makeElement(const std::string& role,
+                                                        const std::optional<std::string>& title) {
+  auto element = SimElement::create(_info.processIdentifier, role);
+  if (title) {
+    element->setAttribute(ax::kTitleAttribute, *title);
+  }
+  auto lock = SimElement::lockTree();
+  // Applications that rebuild their interface often make many short-lived elements.
+  if (_madeElements.size() >= _pruneThreshold) {
+    std::erase_if(_madeElements, [](const auto& weak) { return weak.expired(); });
+    _pruneThreshold = std::max<std::size_t>(64, 2 * _madeElements.size());
+  }
+  _madeElements.push_back(element);
+  return element;
+}
+
+std::shared_ptr<SimElement> SimApplication::addWindow(const std::string& title) {
+  auto window = makeElement(ax::kWindowRole, title);
+  auto lock = SimElement::lockTree();
+  _applicationElement->addChild(window);
+  _windows.push_back(window);
+  updateWindowsAttribute();
+  return window;
+}
+
+bool SimApplication::closeWindow(const std::shared_ptr<SimElement>& window) {
+  auto lock = SimElement::lockTree();
+  if (std::erase(_windows, window) == 0) {
+    return false;
+  }
+  _applicationElement->removeChild(window);
+  window->invalidate();
+  updateWindowsAttribute();
+  return true;
+}
+
+std::vector<std::shared_ptr<SimElement>> SimApplication::windows() const {
+  auto lock = SimElement::lockTree();
+  return _windows;
+}
+
+void SimApplication::updateWindowsAttribute() {
+  platform::AXValueList list;
+  for (const auto& window : _windows) {
+    list.emplace_back(platform::AXUIElementRef(window));
+  }
+  _applicationElement->setAttribute(ax::kWindowsAttribute, std::move(list));
+}
+
+std::shared_ptr<SimElement> SimApplication::hitTest(platform::Point point) const {
+  for (const auto& window : windows()) {
+    if (auto hit = deepestElementAt(window, point)) {
+      return hit;
+    }
+  }
+  return nullptr;
+}
+
+void SimApplication::invalidateElements() {
+  auto lock = SimElement::lockTree();
+  _applicationElement->invalidate();
+  for (const auto& weak : _madeElements) {
+    if (auto element = weak.lock()) {
+      element->invalidate();
+    }
+  }
+  _madeElements.clear();
+}
+
+void SimApplication::keyEvent(const platform::KeyboardEvent& event) {
+  if (!event.keyDown || (event.flags & (platform::EventFlagMaskCommand | platform::EventFlagMaskControl)) != 0) {
+    return;
+  }
+  std::string text = event.characters;
+  if (text.empty()) {
+    const auto character =
+        platform::KeyboardLayout::characterForKeyCode(event.keyCode, (event.flags & platform::EventFlagMaskShift) != 0);
+    if (!character) {
+      return;
+    }
+    text = platform::KeyboardLayout::encodeUTF8(*character);
+  }
+  std::lock_guard lock(_textMutex);
+  _typedText += text;
+}
+
+bool SimApplication::mouseEvent(const platform::MouseEvent& /*event*/) { return false; }
+
+std::string SimApplication::typedText() const {
+  std::lock_guard lock(_textMutex);
+  return _typedText;
+}
+
+void SimApplication::clearTypedText() {
+  std::lock_guard lock(_textMutex);
+  _typedText.clear();
+}
+
+}  // namespace zar::sim
