@@ -82,6 +82,18 @@ std::optional<AXTypedValue> typedValueFromText(AXValueType kind, const std::stri
   }
 }
 
+// "<role: “title”>", or "<role>" without a title; the platform's generic text without a role.
+std::string elementDescription(const UIElementUtilities::Element& element) {
+  UIElementUtilities::Value role;
+  if (accessibility().copyAttributeValue(element, zar::ax::kRoleAttribute, role) != AXError::success) {
+    return accessibility().genericDescription(element);
+  }
+  if (const auto title = UIElementUtilities::valueOfAttribute(zar::ax::kTitleAttribute, element)) {
+    return fmt::format("<{}: \u201c{}\u201d>", textForm(role), textForm(*title));
+  }
+  return fmt::format("<{}>", textForm(role));
+}
+
 }  // namespace
 
 std::int32_t UIElementUtilities::processIdentifierOfUIElement(const Element& element) {
@@ -230,16 +242,7 @@ std::optional<std::string> UIElementUtilities::descriptionOfValue(const std::opt
   if (!value) return std::nullopt;
   if (const auto* typed = value->get<AXTypedValue>()) return stringDescriptionOfAXValue(*typed, beingVerbose);
   if (const auto* list = value->get<AXValueList>()) return fmt::format("<array of size {}>", list->size());
-  if (const auto* element = value->get<Element>()) {
-    Value role;
-    if (accessibility().copyAttributeValue(*element, zar::ax::kRoleAttribute, role) != AXError::success) {
-      return accessibility().genericDescription(*element);
-    }
-    if (const auto title = valueOfAttribute(zar::ax::kTitleAttribute, *element)) {
-      return fmt::format("<{}: \u201c{}\u201d>", textForm(role), textForm(*title));
-    }
-    return fmt::format("<{}>", textForm(role));
-  }
+  if (const auto* element = value->get<Element>()) return elementDescription(*element);
   return textForm(*value);
 }
 
@@ -271,7 +274,7 @@ std::vector<std::string> UIElementUtilities::lineageOfUIElement(const Element& e
   std::vector<std::string> lineage;
   lineage.reserve(chain.size());
   for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
-    lineage.push_back(textOrNull(descriptionOfValue(Value(*it), false)));
+    lineage.push_back(elementDescription(*it));
   }
   return lineage;
 }

@@ -1,0 +1,291 @@
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <vector>
+
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+#include "ZAR_DAWControl/accessibility/UIElementUtilities.h"
+#include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/sim/SimDesktop.h"
+#include "ZAR_DAWControl/platform/sim/SimElement.h"
+#include "ZAR_DAWControl/platform/sim/VirtualClock.h"
+
+namespace {
+
+using zar::platform::AXAttributeValue;
+using zar::platform::AXError;
+using zar::platform::AXRange;
+using zar::platform::AXTypedValue;
+using zar::platform::AXValueList;
+using zar::platform::AXValueType;
+using zar::platform::Point;
+using zar::platform::Rect;
+using zar::platform::Size;
+using zar::sim::SimElement;
+
+// Keeps the statements the framework logs.
+class CapturingLogger final : public zar::platform::Logger {
+ public:
+  void log(zar::platform::LogFlag, const char*, const char*, int, std::string message) override {
+    std::lock_guard lock(_mutex);
+    _messages.push_back(std::move(message));
+  }
+  void flush() override {}
+  std::vector<std::string> messages() const {
+    std::lock_guard lock(_mutex);
+    return _messages;
+  }
+
+ private:
+  mutable std::mutex _mutex;
+  std::vector<std::string> _messages;
+};
+
+class UIElementUtilitiesTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    _previous = zar::platform::Platform::current();
+    auto platform = std::make_shared<zar::platform::Platform>();
+    platform->clock = std::make_shared<zar::sim::VirtualClock>();
+    platform->logger = _logger;
+    _desktop = std::make_unique<zar::sim::SimDesktop>(platform->clock, nullptr, zar::platform::HostIdentity{});
+    _desktop->provideServices(*platform);
+    zar::platform::Platform::install(platform);
+  }
+  void TearDown() override { zar::platform::Platform::install(_previous); }
+
+  std::shared_ptr<SimElement> element(const std::string& role, std::optional<std::string> title = {}) {
+    auto e = SimElement::create(_pid, role);
+    if (title) e->setAttribute(zar::ax::kTitleAttribute, *title);
+    return e;
+  }
+  void setScreens(std::vector<Rect> frames) { _desktop->screens()->setScreenFrames(std::move(frames)); }
+
+  std::shared_ptr<CapturingLogger> _logger = std::make_shared<CapturingLogger>();
+  std::unique_ptr<zar::sim::SimDesktop> _desktop;
+  std::shared_ptr<const zar::platform::Platform> _previous;
+  std::int32_t _pid = 4242;
+};
+
+TEST_F(UIElementUtilitiesTest, ReadsOnlyListedAttributesAndTurnsFailuresIntoNothing) {
+  auto field = element(zar::ax::kTextFieldRole, "Edit Selection Start");
+  field->setAttribute(zar::ax::kValueAttribute, "01:00:00:00");
+  field->setAttribute("AXHidden", "secret", /*listed=*/false);
+
+  EXPECT_EQ(UIElementUtilities::valueOfAttribute(zar::ax::kValueAttribute, field), AXAttributeValue("01:00:00:00"));
+  // The element answers a direct read of the unlisted attribute, but the utility doesn't ask.
+  AXAttributeValue direct;
+  ASSERT_EQ(field->copyAttributeValue("AXHidden", direct), AXError::success);
+  EXPECT_FALSE(UIElementUtilities::valueOfAttribute("AXHidden", field).has_value());
+  EXPECT_FALSE(UIElementUtilities::valueOfAttribute("AXMissing", field).has_value());
+  EXPECT_EQ(UIElementUtilities::titleOfUIElement(field), "Edit Selection Start");
+  EXPECT_EQ(UIElementUtilities::roleOfUIElement(field), zar::ax::kTextFieldRole);
+  EXPECT_EQ(UIElementUtilities::processIdentifierOfUIElement(field), _pid);
+  EXPECT_FALSE(UIElementUtilities::isApplicationUIElement(field));
+
+  field->setFailure(AXError::cannotComplete);
+  EXPECT_FALSE(UIElementUtilities::titleOfUIElement(field).has_value());
+  EXPECT_EQ(UIElementUtilities::processIdentifierOfUIElement(field), 0);
+  EXPECT_FALSE(UIElementUtilities::attributeNamesOfUIElement(field).has_value());
+  EXPECT_FALSE(UIElementUtilities::canSetAttribute(zar::ax::kValueAttribute, field));
+  EXPECT_FALSE(UIElementUtilities::titleOfUIElement(nullptr).has_value());
+}
+
+TEST_F(UIElementUtilitiesTest, PerformsActionsAndReadsTheirDescriptions) {
+  int presses = 0;
+  auto button = element(zar::ax::kButtonRole, "TrackInput Monitor");
+  button->addAction(zar::ax::kPressAction, "press", [&] { ++presses; });
+  UIElementUtilities::performAction(zar::ax::kPressAction, button);
+  UIElementUtilities::performAction("AXShowMenu", button);  // unsupported: ignored
+  EXPECT_EQ(presses, 1);
+  EXPECT_EQ(UIElementUtilities::actionNamesOfUIElement(button), (std::vector<std::string>{"AXPress"}));
+  EXPECT_EQ(UIElementUtilities::descriptionOfAction(zar::ax::kPressAction, button), "press");
+  EXPECT_FALSE(UIElementUtilities::descriptionOfAction("AXShowMenu", button).has_value());
+}
+
+TEST_F(UIElementUtilitiesTest, SetsTypedValuesFromTextThroughFloats) {
+  auto window = element(zar::ax::kWindowRole, "Edit: Reel 1");
+  window->setAttribute(zar::ax::kPositionAttribute, AXTypedValue::point({0, 0}));
+  window->setAttribute(zar::ax::kSizeAttribute, AXTypedValue::size({1, 1}));
+  window->setAttribute("AXBounds", AXTypedValue::rect({}));
+  window->setAttribute("AXSelectedTextRange", AXTypedValue::range({}));
+  for (const char* name : {zar::ax::kPositionAttribute, zar::ax::kSizeAttribute, "AXBounds", "AXSelectedTextRange"}) {
+    window->setSettable(name, true);
+  }
+
+  UIElementUtilities::setStringValue("x=10 y=20", std::string(zar::ax::kPositionAttribute), window);
+  EXPECT_EQ(window->attribute(zar::ax::kPositionAttribute), AXAttributeValue(AXTypedValue::point({10, 20})));
+
+  // A position's text given for a size matches nothing of the size pattern: the size stays.
+  UIElementUtilities::setStringValue("x=10 y=20", std::string(zar::ax::kSizeAttribute), window);
+  EXPECT_EQ(window->attribute(zar::ax::kSizeAttribute), AXAttributeValue(AXTypedValue::size({1, 1})));
+  // So does a text that matches only the first component.
+  UIElementUtilities::setStringValue("w=5 h=oops", std::string(zar::ax::kSizeAttribute), window);
+  EXPECT_EQ(window->attribute(zar::ax::kSizeAttribute), AXAttributeValue(AXTypedValue::size({1, 1})));
+
+  // Components pass through 32-bit floats.
+  UIElementUtilities::setStringValue("x=0.1 y=-2.5 w=800 h=600.25", std::string("AXBounds"), window);
+  EXPECT_EQ(window->attribute("AXBounds"),
+            AXAttributeValue(AXTypedValue::rect({{static_cast<double>(0.1f), -2.5}, {800, 600.25}})));
+  EXPECT_NE(static_cast<double>(0.1f), 0.1);
+
+  UIElementUtilities::setStringValue("pos=9000000000 len=-3", std::string("AXSelectedTextRange"), window);
+  EXPECT_EQ(window->attribute("AXSelectedTextRange"),
+            AXAttributeValue(AXTypedValue::range({9000000000, -3})));
+
+  // No attribute name: nothing happens at all.
+  UIElementUtilities::setStringValue("x=1 y=1", std::nullopt, window);
+  EXPECT_EQ(window->attribute(zar::ax::kPositionAttribute), AXAttributeValue(AXTypedValue::point({10, 20})));
+}
+
+TEST_F(UIElementUtilitiesTest, SetsTextsAndNumbersAndLogsTheTextResult) {
+  auto field = element(zar::ax::kTextFieldRole, "Track name");
+  field->setAttribute(zar::ax::kValueAttribute, "Dialog 1");
+  field->setSettable(zar::ax::kValueAttribute, true);
+  field->setAttribute("AXLocked", "no");  // a text that can't be set
+  field->setAttribute("AXFontSize", 12.0);
+  field->setSettable("AXFontSize", true);
+
+  UIElementUtilities::setStringValue("JO_2_101", std::string(zar::ax::kValueAttribute), field);
+  EXPECT_EQ(field->attribute(zar::ax::kValueAttribute), AXAttributeValue("JO_2_101"));
+  UIElementUtilities::setStringValue("yes", std::string("AXLocked"), field);
+  EXPECT_EQ(field->attribute("AXLocked"), AXAttributeValue("no"));
+  EXPECT_EQ(_logger->messages(), (std::vector<std::string>{"Error: 0", "Error: -25205"}));
+
+  UIElementUtilities::setStringValue("14.5pt", std::string("AXFontSize"), field);
+  EXPECT_EQ(field->attribute("AXFontSize"), AXAttributeValue(14.5));
+  UIElementUtilities::setStringValue("large", std::string("AXFontSize"), field);
+  EXPECT_EQ(field->attribute("AXFontSize"), AXAttributeValue(0.0));
+}
+
+TEST_F(UIElementUtilitiesTest, ConvertsCocoaPointsByTheLastScreenThatHoldsThem) {
+  setScreens({Rect{{0, 0}, {1920, 1080}}, Rect{{1000, 0}, {1920, 1200}}});
+  // On the primary screen only.
+  EXPECT_EQ(UIElementUtilities::carbonScreenPointFromCocoaScreenPoint({100, 0}), (Point{100, 1079}));
+  // On both screens: the later one's height counts, not its origin.
+  EXPECT_EQ(UIElementUtilities::carbonScreenPointFromCocoaScreenPoint({1500, 100}), (Point{1500, 1099}));
+  // Right and top edges lie outside a screen; a point on no screen gives the zero point.
+  EXPECT_EQ(UIElementUtilities::carbonScreenPointFromCocoaScreenPoint({2920, 100}), (Point{0, 0}));
+  EXPECT_EQ(UIElementUtilities::carbonScreenPointFromCocoaScreenPoint({-1, 5}), (Point{0, 0}));
+}
+
+TEST_F(UIElementUtilitiesTest, FlipsRectanglesAboutThePrimaryScreenTop) {
+  setScreens({Rect{{0, 0}, {1440, 900}}, Rect{{1440, -300}, {1920, 1200}}});
+  const Rect bounds{{100, 50}, {300, 200}};
+  const Rect flipped = UIElementUtilities::flippedScreenBounds(bounds);
+  EXPECT_EQ(flipped, (Rect{{100, 650}, {300, 200}}));
+  EXPECT_EQ(UIElementUtilities::flippedScreenBounds(flipped), bounds);
+
+  setScreens({});
+  EXPECT_EQ(UIElementUtilities::flippedScreenBounds(bounds), (Rect{{100, -250}, {300, 200}}));
+}
+
+TEST_F(UIElementUtilitiesTest, FrameOfAnElementIsInCocoaCoordinates) {
+  setScreens({Rect{{0, 0}, {1920, 1080}}});
+  auto group = element(zar::ax::kGroupRole, "Dialog 1 - Audio Track ");
+  group->setFrame(Rect{{0, 100}, {800, 60}});
+  EXPECT_EQ(UIElementUtilities::frameOfUIElement(group), (Rect{{0, 920}, {800, 60}}));
+  group->removeAttribute(zar::ax::kSizeAttribute);
+  EXPECT_EQ(UIElementUtilities::frameOfUIElement(group), zar::platform::zeroRect);
+}
+
+TEST_F(UIElementUtilitiesTest, DescribesTypedValuesPlainAndVerbose) {
+  const auto rect = AXTypedValue::rect({{1.5, 2}, {3, 4}});
+  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(rect, false), "x=1.5 y=2 w=3 h=4");
+  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(rect, true), "<AXRectValue  x=1.5 y=2 w=3 h=4>");
+  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(AXTypedValue::point({0.1, 1e7}), true),
+            "<AXPointValue x=0.1 y=1e+07>");
+  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(AXTypedValue::size({640, 480}), false), "w=640 h=480");
+  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(AXTypedValue::range({3, 12}), true),
+            "<AXRangeValue pos=3 len=12>");
+  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(AXTypedValue::opaque(AXValueType::axError), true),
+            "AXValue???");
+}
+
+TEST_F(UIElementUtilitiesTest, DescribesValuesOfEveryKind) {
+  EXPECT_FALSE(UIElementUtilities::descriptionOfValue(std::nullopt, true).has_value());
+  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue("text"), true), "text");
+  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(42.0), true), "42");
+  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(AXValueList{"a", "b", "c"}), false),
+            "<array of size 3>");
+  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(AXTypedValue::point({1, 2})), false), "x=1 y=2");
+
+  auto mute = element(zar::ax::kButtonRole, "Mute");
+  auto untitled = element(zar::ax::kGroupRole);
+  auto emptyTitle = element(zar::ax::kGroupRole, "");
+  auto broken = element(zar::ax::kGroupRole, "Broken");
+  broken->setFailure(AXError::cannotComplete);
+  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(mute), false), "<AXButton: \u201cMute\u201d>");
+  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(untitled), false), "<AXGroup>");
+  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(emptyTitle), false), "<AXGroup: \u201c\u201d>");
+  const auto generic = UIElementUtilities::descriptionOfValue(AXAttributeValue(broken), false);
+  ASSERT_TRUE(generic.has_value());
+  EXPECT_EQ(generic->rfind("<AXUIElement", 0), 0u) << *generic;
+}
+
+TEST_F(UIElementUtilitiesTest, DescribesAttributesAndCountsChildrenWithoutThem) {
+  auto window = element(zar::ax::kWindowRole, "Edit: Reel 1");
+  window->addChild(element(zar::ax::kGroupRole, "Dialog 1 - Audio Track "));
+  window->addChild(element(zar::ax::kGroupRole, "Dialog 2 - Audio Track "));
+  window->setAttribute(zar::ax::kPositionAttribute, AXTypedValue::point({5, 6}));
+  EXPECT_EQ(UIElementUtilities::descriptionForUIElement(window, zar::ax::kChildrenAttribute, false),
+            "<array of size 2>");
+  EXPECT_EQ(UIElementUtilities::descriptionForUIElement(window, zar::ax::kPositionAttribute, true),
+            "<AXPointValue x=5 y=6>");
+  EXPECT_FALSE(UIElementUtilities::descriptionForUIElement(window, "AXMissing", false).has_value());
+}
+
+TEST_F(UIElementUtilitiesTest, LineageRunsFromTheTopWithGrowingIndent) {
+  auto window = element(zar::ax::kWindowRole, "Edit: Reel 1");
+  auto row = window->addChild(element(zar::ax::kGroupRole, "Dialog 1 - Audio Track "));
+  auto mute = row->addChild(element(zar::ax::kButtonRole, "Mute"));
+
+  EXPECT_EQ(UIElementUtilities::parentOfUIElement(mute), row);
+  EXPECT_EQ(UIElementUtilities::lineageOfUIElement(mute),
+            (std::vector<std::string>{"<AXWindow: \u201cEdit: Reel 1\u201d>",
+                                      "<AXGroup: \u201cDialog 1 - Audio Track \u201d>", "<AXButton: \u201cMute\u201d>"}));
+  EXPECT_EQ(UIElementUtilities::lineageDescriptionOfUIElement(mute),
+            "<AXWindow: \u201cEdit: Reel 1\u201d>\n"
+            " <AXGroup: \u201cDialog 1 - Audio Track \u201d>\n"
+            "  <AXButton: \u201cMute\u201d>\n");
+  EXPECT_EQ(UIElementUtilities::lineageOfUIElement(window).size(), 1u);
+}
+
+TEST_F(UIElementUtilitiesTest, LineageOfAParentLoopEnds) {
+  auto a = element(zar::ax::kGroupRole, "A");
+  auto b = element(zar::ax::kGroupRole, "B");
+  a->setAttribute(zar::ax::kParentAttribute, AXAttributeValue(b));
+  b->setAttribute(zar::ax::kParentAttribute, AXAttributeValue(a));
+  EXPECT_EQ(UIElementUtilities::lineageOfUIElement(a),
+            (std::vector<std::string>{"<AXGroup: \u201cB\u201d>", "<AXGroup: \u201cA\u201d>"}));
+  a->removeAttribute(zar::ax::kParentAttribute);  // break the cycle so both can be freed
+}
+
+TEST_F(UIElementUtilitiesTest, FullDescriptionListsAttributesAndActions) {
+  auto window = element(zar::ax::kWindowRole, "Edit: Reel 1");
+  auto button = window->addChild(element(zar::ax::kButtonRole, "Mute"));
+  button->setAttribute(zar::ax::kValueAttribute, "off");
+  button->setSettable(zar::ax::kValueAttribute, true);
+  button->addAction(zar::ax::kPressAction, "press", {});
+
+  const std::string description = UIElementUtilities::stringDescriptionOfUIElement(button);
+  EXPECT_EQ(description.rfind("<AXWindow: \u201cEdit: Reel 1\u201d>\n <AXButton: \u201cMute\u201d>\n\nAttributes:\n", 0),
+            0u)
+      << description;
+  EXPECT_NE(description.find("   AXValue (W):  \u201coff\u201d\n"), std::string::npos) << description;
+  EXPECT_NE(description.find("   AXTitle:  \u201cMute\u201d\n"), std::string::npos) << description;
+  EXPECT_NE(description.find("   AXParent:  \u201c<AXWindow: \u201cEdit: Reel 1\u201d>\u201d\n"), std::string::npos)
+      << description;
+  EXPECT_NE(description.find("\nActions:\n   AXPress - press\n"), std::string::npos) << description;
+}
+
+TEST_F(UIElementUtilitiesTest, DescriptionAttributeOrNoDescription) {
+  auto button = element(zar::ax::kButtonRole, "Mute");
+  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "No Description");
+  button->setAttribute(zar::ax::kDescriptionAttribute, "");
+  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "No Description");
+  button->setAttribute(zar::ax::kDescriptionAttribute, "mute button");
+  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "mute button");
+}
+
+}  // namespace
