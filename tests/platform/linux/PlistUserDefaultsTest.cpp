@@ -191,7 +191,8 @@ TEST_F(PlistUserDefaultsTest, FileIsAnXmlPropertyListThatPlistutilReads) {
 }
 
 TEST_F(PlistUserDefaultsTest, CorruptFileIsKeptAsideByteForByteAndTheDomainStartsEmpty) {
-  const std::string garbage("<?xml version=\"1.0\"?><plist><dict><key>cut off\0\xff", 50);
+  constexpr char bytes[] = "<?xml version=\"1.0\"?><plist><dict><key>cut off\0\xff";
+  const std::string garbage(bytes, sizeof bytes - 1);
   writeAll(path, garbage);
 
   PlistUserDefaults defaults(path, logger);
