@@ -70,7 +70,11 @@ SpdLogger::SpdLogger(std::vector<spdlog::sink_ptr> sinks)
   _asynchronous->set_pattern(pattern);
 }
 
-SpdLogger::~SpdLogger() { flush(); }
+SpdLogger::~SpdLogger() {
+  // Ending the pool writes what is queued and joins the writer thread, so the queued statements'
+  // references to the logger are gone before the logger itself is released here.
+  _pool.reset();
+}
 
 std::shared_ptr<SpdLogger> SpdLogger::makeDefault() {
   return std::make_shared<SpdLogger>(
