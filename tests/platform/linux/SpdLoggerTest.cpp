@@ -116,21 +116,6 @@ TEST_F(SpdLoggerTest, EachFlagIsEmittedOnlyWhenSetInTheLogLevel) {
   EXPECT_EQ(seen[16], (Names{"verbose"}));
 }
 
-TEST_F(SpdLoggerTest, FlagsMapToSpdlogLevels) {
-  ddLogLevel = zar::platform::LogLevelAll;
-  ZAR_LOG_ERROR("e");
-  ZAR_LOG_WARN("w");
-  ZAR_LOG_INFO("i");
-  ZAR_LOG_DEBUG("d");
-  ZAR_LOG_VERBOSE("v");
-  logger->flush();
-  std::vector<spdlog::level::level_enum> levels;
-  for (const auto& record : sink->records()) levels.push_back(record.level);
-  EXPECT_EQ(levels, (std::vector<spdlog::level::level_enum>{spdlog::level::err, spdlog::level::warn,
-                                                            spdlog::level::info, spdlog::level::debug,
-                                                            spdlog::level::trace}));
-}
-
 TEST_F(SpdLoggerTest, StatementsCarryFileFunctionAndLineIntoThePattern) {
   ddLogLevel = zar::platform::LogLevelAll;
   const int line = __LINE__ + 1;

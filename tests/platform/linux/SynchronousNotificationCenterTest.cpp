@@ -182,13 +182,6 @@ TEST(SynchronousNotificationCenter, ThrowingCallbackLeavesTheObserverRemovable) 
   EXPECT_NO_THROW(center.post("N"));
 }
 
-TEST(SynchronousNotificationCenter, EmptyCallbackIsNeverCalled) {
-  SynchronousNotificationCenter center;
-  const auto id = center.addObserver("N", {});
-  EXPECT_NO_THROW(center.post("N"));
-  center.removeObserver(id);
-}
-
 TEST(SynchronousNotificationCenter, ObserverIsNeverCalledAfterItsRemovalUnderConcurrentPosts) {
   SynchronousNotificationCenter center;
   constexpr int posters = 3;
