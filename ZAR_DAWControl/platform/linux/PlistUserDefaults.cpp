@@ -1,0 +1,358 @@
+#include "ZAR_DAWControl/platform/linux/PlistUserDefaults.h"
+
+#include <fcntl.h>
+#include <plist/plist.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <system_error>
+#include <vector>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+namespace zar::native {
+
+namespace fs = std::filesystem;
+using platform::LogFlag;
+using platform::PropertyArray;
+using platform::PropertyData;
+using platform::PropertyDictionary;
+using platform::PropertyValue;
+
+namespace {
+
+std::string homeDirectory() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/') {
+    return home;
+  }
+  // Without a usable HOME the password database still knows where the user lives.
+  long size = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+  std::vector<char> buffer(size > 0 ? static_cast<std::size_t>(size) : 16384);
+  passwd entry{};
+  passwd* found = nullptr;
+  if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
+      found->pw_dir != nullptr) {
+    return found->pw_dir;
+  }
+  return "/tmp";
+}
+
+std::string utcTimestamp() {
+  return fmt::format("{:%Y%m%dT%H%M%SZ}", fmt::gmtime(std::chrono::system_clock::to_time_t(
+                                              std::chrono::system_clock::now())));
+}
+
+/// Renames without replacing an existing entry; EEXIST when `to` is taken.
+bool renameNoReplace(const std::string& from, const std::string& to, int& error) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+    return true;
+  }
+  error = errno;
+  if (error != EINVAL && error != ENOSYS) {
+    return false;
+  }
+  // File systems without RENAME_NOREPLACE: a hard link fails on an existing name just the same.
+  if (::link(from.c_str(), to.c_str()) != 0) {
+    error = errno;
+    return false;
+  }
+  ::unlink(from.c_str());
+  return true;
+}
+
+/// The value of a node, or nothing when it (or anything inside it) has no PropertyValue form.
+std::optional<PropertyValue> fromNode(plist_t node) {
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+      std::uint8_t value = 0;
+      plist_get_bool_val(node, &value);
+      return PropertyValue(value != 0);
+    }
+    case PLIST_UINT: {
+      // Negative integers are stored as their two's complement.
+      std::uint64_t value = 0;
+      plist_get_uint_val(node, &value);
+      return PropertyValue(static_cast<std::int64_t>(value));
+    }
+    case PLIST_REAL: {
+      double value = 0;
+      plist_get_real_val(node, &value);
+      return PropertyValue(value);
+    }
+    case PLIST_STRING: {
+      std::uint64_t length = 0;
+      const char* text = plist_get_string_ptr(node, &length);
+      return PropertyValue(text != nullptr ? std::string(text, length) : std::string());
+    }
+    case PLIST_DATA: {
+      std::uint64_t length = 0;
+      const char* bytes = plist_get_data_ptr(node, &length);
+      const auto* first = reinterpret_cast<const std::uint8_t*>(bytes);
+      return PropertyValue(bytes != nullptr ? PropertyData(first, first + length) : PropertyData());
+    }
+    case PLIST_ARRAY: {
+      PropertyArray array;
+      const std::uint32_t count = plist_array_get_size(node);
+      array.reserve(count);
+      for (std::uint32_t i = 0; i < count; ++i) {
+        auto item = fromNode(plist_array_get_item(node, i));
+        if (!item) return std::nullopt;
+        array.push_back(std::move(*item));
+      }
+      return PropertyValue(std::move(array));
+    }
+    case PLIST_DICT: {
+      PropertyDictionary dictionary;
+      plist_dict_iter iterator = nullptr;
+      plist_dict_new_iter(node, &iterator);
+      bool representable = true;
+      for (;;) {
+        char* key = nullptr;
+        plist_t item = nullptr;
+        plist_dict_next_item(node, iterator, &key, &item);
+        if (item == nullptr) {
+          std::free(key);
+          break;
+        }
+        auto value = fromNode(item);
+        if (value) {
+          dictionary.insert_or_assign(key != nullptr ? key : "", std::move(*value));
+        } else {
+          representable = false;
+        }
+        std::free(key);
+        if (!representable) break;
+      }
+      std::free(iterator);
+      if (!representable) return std::nullopt;
+      return PropertyValue(std::move(dictionary));
+    }
+    default:
+      return std::nullopt;
+  }
+}
+
+plist_t toNode(const PropertyValue& value) {
+  return std::visit(
+      [](const auto& v) -> plist_t {
+        using T = std::decay_t<decltype(v)>;
+        if constexpr (std::is_same_v<T, bool>) {
+          return plist_new_bool(v ? 1 : 0);
+        } else if constexpr (std::is_same_v<T, std::int64_t>) {
+          return plist_new_uint(static_cast<std::uint64_t>(v));
+        } else if constexpr (std::is_same_v<T, double>) {
+          return plist_new_real(v);
+        } else if constexpr (std::is_same_v<T, std::string>) {
+          return plist_new_string(v.c_str());
+        } else if constexpr (std::is_same_v<T, PropertyData>) {
+          return plist_new_data(reinterpret_cast<const char*>(v.data()), v.size());
+        } else if constexpr (std::is_same_v<T, PropertyArray>) {
+          plist_t array = plist_new_array();
+          for (const auto& item : v) plist_array_append_item(array, toNode(item));
+          return array;
+        } else {
+          plist_t dictionary = plist_new_dict();
+          for (const auto& [key, item] : v) plist_dict_set_item(dictionary, key.c_str(), toNode(item));
+          return dictionary;
+        }
+      },
+      value.storage);
+}
+
+}  // namespace
+
+void PlistUserDefaults::NodeDeleter::operator()(void* node) const { plist_free(node); }
+
+PlistUserDefaults::PlistUserDefaults(std::optional<std::string> path, std::shared_ptr<platform::Logger> logger)
+    : _path(std::move(path)), _logger(std::move(logger)), _files(std::string()) {
+  if (_path) {
+    load(*_path);
+  }
+}
+
+PlistUserDefaults::~PlistUserDefaults() = default;
+
+std::string PlistUserDefaults::defaultPath(const std::string& bundleIdentifier) {
+  std::string name = bundleIdentifier;
+  std::replace(name.begin(), name.end(), '/', '_');
+  name += ".plist";
+  if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg != nullptr && xdg[0] == '/') {
+    return (fs::path(xdg) / name).string();
+  }
+  return (fs::path(homeDirectory()) / ".config" / name).string();
+}
+
+void PlistUserDefaults::load(const std::string& path) {
+  std::error_code error;
+  const auto status = fs::status(path, error);
+  if (status.type() == fs::file_type::not_found) {
+    return;
+  }
+  if (error) {
+    // Whether there is a file is unknown, so writing could destroy one.
+    log(LogFlag::error, fmt::format("Can't look at preferences file {} ({}); preferences are kept in memory only",
+                                    path, error.message()));
+    _path.reset();
+    return;
+  }
+  const auto content = _files.readFile(path);
+  if (!content) {
+    setAside(path, "can't be read");
+    return;
+  }
+  if (content->size() > std::numeric_limits<std::uint32_t>::max()) {
+    setAside(path, "is too large");
+    return;
+  }
+  plist_t parsed = nullptr;
+  if (!content->empty()) {
+    plist_from_memory(content->data(), static_cast<std::uint32_t>(content->size()), &parsed);
+  }
+  const Node root(parsed);
+  if (!root) {
+    setAside(path, "is not a property list");
+    return;
+  }
+  if (plist_get_node_type(root.get()) != PLIST_DICT) {
+    setAside(path, "does not hold a dictionary");
+    return;
+  }
+
+  plist_dict_iter iterator = nullptr;
+  plist_dict_new_iter(root.get(), &iterator);
+  for (;;) {
+    char* key = nullptr;
+    plist_t item = nullptr;
+    plist_dict_next_item(root.get(), iterator, &key, &item);
+    if (item == nullptr) {
+      std::free(key);
+      break;
+    }
+    const std::string name = key != nullptr ? key : "";
+    std::free(key);
+    if (auto value = fromNode(item)) {
+      _stored.insert_or_assign(name, std::move(*value));
+    } else {
+      log(LogFlag::warning,
+          fmt::format("Preference \"{}\" in {} holds a date or uid; it is kept in the file but can't be read", name,
+                      path));
+      _unrepresentable.insert_or_assign(name, Node(plist_copy(item)));
+    }
+  }
+  std::free(iterator);
+}
+
+void PlistUserDefaults::setAside(const std::string& path, const std::string& reason) {
+  const std::string base = path + ".corrupt-" + utcTimestamp();
+  int error = 0;
+  for (int attempt = 1; attempt <= 100; ++attempt) {
+    const std::string aside = attempt == 1 ? base : fmt::format("{}-{}", base, attempt);
+    if (renameNoReplace(path, aside, error)) {
+      log(LogFlag::error, fmt::format("Preferences file {} {}; moved it to {} and started with empty preferences",
+                                      path, reason, aside));
+      return;
+    }
+    if (error != EEXIST) break;
+  }
+  log(LogFlag::error, fmt::format("Preferences file {} {} and can't be moved aside ({}); preferences are kept "
+                                  "in memory only and the file is left as it is",
+                                  path, reason, std::strerror(error)));
+  _path.reset();
+}
+
+void PlistUserDefaults::registerDefaults(const PropertyDictionary& defaults) {
+  const std::lock_guard lock(_mutex);
+  for (const auto& [key, value] : defaults) {
+    _registered.insert_or_assign(key, value);
+  }
+}
+
+std::optional<PropertyValue> PlistUserDefaults::objectForKey(const std::string& key) const {
+  const std::lock_guard lock(_mutex);
+  if (const auto stored = _stored.find(key); stored != _stored.end()) {
+    return stored->second;
+  }
+  if (const auto registered = _registered.find(key); registered != _registered.end()) {
+    return registered->second;
+  }
+  return std::nullopt;
+}
+
+void PlistUserDefaults::setObject(const std::string& key, PropertyValue value) {
+  std::uint64_t generation = 0;
+  std::string xml;
+  {
+    const std::lock_guard lock(_mutex);
+    _stored.insert_or_assign(key, std::move(value));
+    _unrepresentable.erase(key);
+    generation = ++_generation;
+    if (_path) xml = serialize();
+  }
+  write(generation, xml);
+}
+
+void PlistUserDefaults::removeObjectForKey(const std::string& key) {
+  std::uint64_t generation = 0;
+  std::string xml;
+  {
+    const std::lock_guard lock(_mutex);
+    _stored.erase(key);
+    _unrepresentable.erase(key);
+    generation = ++_generation;
+    if (_path) xml = serialize();
+  }
+  write(generation, xml);
+}
+
+std::string PlistUserDefaults::serialize() const {
+  const Node root(plist_new_dict());
+  for (const auto& [key, node] : _unrepresentable) {
+    plist_dict_set_item(root.get(), key.c_str(), plist_copy(node.get()));
+  }
+  for (const auto& [key, value] : _stored) {
+    plist_dict_set_item(root.get(), key.c_str(), toNode(value));
+  }
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(root.get(), &text, &length);
+  std::string xml = text != nullptr ? std::string(text, length) : std::string();
+  plist_to_xml_free(text);
+  return xml;
+}
+
+void PlistUserDefaults::write(std::uint64_t generation, const std::string& xml) {
+  if (!_path) {
+    return;
+  }
+  const std::lock_guard lock(_writeMutex);
+  if (generation <= _writtenGeneration) {
+    return;  // a later change has been written already and holds this one too
+  }
+  const fs::path target(*_path);
+  std::error_code error;
+  if (target.has_parent_path()) {
+    fs::create_directories(target.parent_path(), error);
+  }
+  if (xml.empty() || !_files.writeFileAtomically(*_path, xml)) {
+    log(LogFlag::error, fmt::format("Can't write preferences file {}", *_path));
+    return;
+  }
+  _writtenGeneration = generation;
+}
+
+void PlistUserDefaults::log(LogFlag flag, std::string message, std::source_location where) const {
+  if (_logger && platform::logFlagEnabled(flag)) {
+    _logger->log(flag, where.file_name(), where.function_name(), static_cast<int>(where.line()), std::move(message));
+  }
+}
+
+}  // namespace zar::native
