@@ -7,25 +7,27 @@
 namespace zar::platform {
 
 namespace {
-std::atomic<std::shared_ptr<const Platform>>& installed() {
+std::atomic<std::shared_ptr<const Platform>>& slot() {
   static std::atomic<std::shared_ptr<const Platform>> platform;
   return platform;
 }
 }  // namespace
 
-void Platform::install(std::shared_ptr<const Platform> platform) { installed().store(std::move(platform)); }
+void Platform::install(std::shared_ptr<const Platform> platform) { slot().store(std::move(platform)); }
 
 std::shared_ptr<const Platform> Platform::current() {
-  auto platform = installed().load();
+  auto platform = slot().load();
   if (platform) {
     return platform;
   }
   std::shared_ptr<const Platform> made = makeDefaultPlatform(HostIdentity{});
   std::shared_ptr<const Platform> expected;
-  if (installed().compare_exchange_strong(expected, made)) {
+  if (slot().compare_exchange_strong(expected, made)) {
     return made;
   }
   return expected;
 }
+
+std::shared_ptr<const Platform> Platform::installed() { return slot().load(); }
 
 }  // namespace zar::platform

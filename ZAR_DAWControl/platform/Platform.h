@@ -49,6 +49,8 @@ struct Platform {
   static void install(std::shared_ptr<const Platform> platform);
   /// The platform in use; when none was installed, the default one is made and installed.
   static std::shared_ptr<const Platform> current();
+  /// The platform installed, or nothing; never makes the default one.
+  static std::shared_ptr<const Platform> installed();
 };
 
 }  // namespace zar::platform

@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <vector>
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/accessibility/UIElementUtilities.h"
-#include "ZAR_DAWControl/platform/Platform.h"
-#include "ZAR_DAWControl/platform/sim/SimDesktop.h"
 #include "ZAR_DAWControl/platform/sim/SimElement.h"
-#include "ZAR_DAWControl/platform/sim/VirtualClock.h"
+#include "support/SimPlatform.h"
 
 namespace {
 
@@ -23,47 +20,16 @@ using zar::platform::Rect;
 using zar::platform::Size;
 using zar::sim::SimElement;
 
-// Keeps the statements the framework logs.
-class CapturingLogger final : public zar::platform::Logger {
- public:
-  void log(zar::platform::LogFlag, const char*, const char*, int, std::string message) override {
-    std::lock_guard lock(_mutex);
-    _messages.push_back(std::move(message));
-  }
-  void flush() override {}
-  std::vector<std::string> messages() const {
-    std::lock_guard lock(_mutex);
-    return _messages;
-  }
-
- private:
-  mutable std::mutex _mutex;
-  std::vector<std::string> _messages;
-};
-
 class UIElementUtilitiesTest : public testing::Test {
  protected:
-  void SetUp() override {
-    _previous = zar::platform::Platform::current();
-    auto platform = std::make_shared<zar::platform::Platform>();
-    platform->clock = std::make_shared<zar::sim::VirtualClock>();
-    platform->logger = _logger;
-    _desktop = std::make_unique<zar::sim::SimDesktop>(platform->clock, nullptr, zar::platform::HostIdentity{});
-    _desktop->provideServices(*platform);
-    zar::platform::Platform::install(platform);
-  }
-  void TearDown() override { zar::platform::Platform::install(_previous); }
-
   std::shared_ptr<SimElement> element(const std::string& role, std::optional<std::string> title = {}) {
     auto e = SimElement::create(_pid, role);
     if (title) e->setAttribute(zar::ax::kTitleAttribute, *title);
     return e;
   }
-  void setScreens(std::vector<Rect> frames) { _desktop->screens()->setScreenFrames(std::move(frames)); }
+  void setScreens(std::vector<Rect> frames) { _sim.desktop->screens()->setScreenFrames(std::move(frames)); }
 
-  std::shared_ptr<CapturingLogger> _logger = std::make_shared<CapturingLogger>();
-  std::unique_ptr<zar::sim::SimDesktop> _desktop;
-  std::shared_ptr<const zar::platform::Platform> _previous;
+  zar::test::SimPlatform _sim;
   std::int32_t _pid = 4242;
 };
 
@@ -150,7 +116,7 @@ TEST_F(UIElementUtilitiesTest, SetsTextsAndNumbersAndLogsTheTextResult) {
   EXPECT_EQ(field->attribute(zar::ax::kValueAttribute), AXAttributeValue("JO_2_101"));
   UIElementUtilities::setStringValue("yes", std::string("AXLocked"), field);
   EXPECT_EQ(field->attribute("AXLocked"), AXAttributeValue("no"));
-  EXPECT_EQ(_logger->messages(), (std::vector<std::string>{"Error: 0", "Error: -25205"}));
+  EXPECT_EQ(_sim.logger->messages(), (std::vector<std::string>{"Error: 0", "Error: -25205"}));
 
   UIElementUtilities::setStringValue("14.5pt", std::string("AXFontSize"), field);
   EXPECT_EQ(field->attribute("AXFontSize"), AXAttributeValue(14.5));

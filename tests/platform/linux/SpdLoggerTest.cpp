@@ -68,8 +68,8 @@ class RecordingSink final : public spdlog::sinks::base_sink<std::mutex> {
 class SpdLoggerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    _previous = Platform::current();
-    auto platform = std::make_shared<Platform>(*_previous);
+    _previous = Platform::installed();
+    auto platform = std::make_shared<Platform>();
     platform->logger = logger;
     Platform::install(platform);
   }

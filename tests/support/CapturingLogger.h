@@ -1,0 +1,32 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "ZAR_DAWControl/platform/Logger.h"
+
+namespace zar::test {
+
+/// A logger that keeps every statement, for tests to read.
+class CapturingLogger final : public platform::Logger {
+ public:
+  struct Statement {
+    platform::LogFlag flag;
+    std::string function;
+    std::string message;
+  };
+
+  void log(platform::LogFlag flag, const char* file, const char* function, int line, std::string message) override;
+  void flush() override {}
+
+  std::vector<Statement> statements() const;
+  std::vector<std::string> messages() const;
+  void clear();
+
+ private:
+  mutable std::mutex _mutex;
+  std::vector<Statement> _statements;
+};
+
+}  // namespace zar::test

@@ -1,0 +1,29 @@
+#include "support/SimPlatform.h"
+
+namespace zar::test {
+
+SimPlatform::SimPlatform(sim::SimDispatch::Mode dispatchMode)
+    : clock(std::make_shared<sim::VirtualClock>()),
+      runLoop(std::make_shared<native::MainRunLoop>(clock)),
+      dispatch(std::make_shared<sim::SimDispatch>(runLoop, dispatchMode)),
+      notificationCenter(std::make_shared<native::SynchronousNotificationCenter>()),
+      logger(std::make_shared<CapturingLogger>()),
+      userDefaults(std::make_shared<native::PlistUserDefaults>(std::nullopt, logger)),
+      fileUtility(std::make_shared<native::LocalFileUtility>(supportDirectory.path())),
+      platform(std::make_shared<platform::Platform>()) {
+  platform->clock = clock;
+  platform->mainRunLoop = runLoop;
+  platform->dispatch = dispatch;
+  platform->notificationCenter = notificationCenter;
+  platform->logger = logger;
+  platform->userDefaults = userDefaults;
+  platform->fileUtility = fileUtility;
+  desktop = std::make_unique<sim::SimDesktop>(clock, runLoop, platform->host);
+  desktop->provideServices(*platform);
+  _previous = platform::Platform::installed();
+  platform::Platform::install(platform);
+}
+
+SimPlatform::~SimPlatform() { platform::Platform::install(_previous); }
+
+}  // namespace zar::test
