@@ -43,23 +43,20 @@ bool classify(unsigned char byte, LeadByte& lead) {
 std::string utf8TextFromBytes(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
+  // Well-formed bytes are copied in runs; only an ill-formed sequence interrupts a run.
+  std::size_t runStart = 0;
   std::size_t i = 0;
   while (i < bytes.size()) {
     const auto byte = static_cast<unsigned char>(bytes[i]);
     if (byte < 0x80) {
-      text.push_back(bytes[i]);
       ++i;
       continue;
     }
     LeadByte lead;
-    if (!classify(byte, lead)) {
-      text.append(replacementCharacter);
-      ++i;
-      continue;
-    }
     std::size_t end = i + 1;
     std::size_t matched = 0;
-    while (matched < lead.continuationBytes && end < bytes.size()) {
+    const bool leads = classify(byte, lead);
+    while (leads && matched < lead.continuationBytes && end < bytes.size()) {
       const auto next = static_cast<unsigned char>(bytes[end]);
       const unsigned char low = matched == 0 ? lead.firstLow : 0x80;
       const unsigned char high = matched == 0 ? lead.firstHigh : 0xBF;
@@ -67,13 +64,14 @@ std::string utf8TextFromBytes(std::string_view bytes) {
       ++end;
       ++matched;
     }
-    if (matched == lead.continuationBytes) {
-      text.append(bytes.substr(i, end - i));
-    } else {
+    if (!leads || matched < lead.continuationBytes) {
+      text.append(bytes.substr(runStart, i - runStart));
       text.append(replacementCharacter);
+      runStart = end;
     }
     i = end;
   }
+  text.append(bytes.substr(runStart));
   return text;
 }
 

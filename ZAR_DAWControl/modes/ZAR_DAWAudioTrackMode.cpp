@@ -72,3 +72,8 @@ void ZAR_DAWAudioTrackMode::setUuid(std::optional<std::string> uuid) {
   const std::lock_guard lock(_textMutex);
   _uuid = std::move(uuid);
 }
+
+bool ZAR_DAWAudioTrackMode::hasUuid(std::string_view text) const {
+  const std::lock_guard lock(_textMutex);
+  return _uuid && *_uuid == text;
+}

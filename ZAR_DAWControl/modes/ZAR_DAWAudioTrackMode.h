@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "ZAR_DAWControl/modes/ZAR_DAWTrackState.h"
 #include "ZAR_DAWControl/modes/ZAR_ProtobufSerializable.h"
@@ -47,6 +48,9 @@ class ZAR_DAWAudioTrackMode final : public ZAR_ProtobufSerializable {
   void setAfterState(ZAR_DAWTrackState state) { _afterState.store(state); }
   std::optional<std::string> uuid() const;
   void setUuid(std::optional<std::string> uuid);
+  /// Whether the uuid is present and exactly `text`, compared without copying it out (lookups
+  /// compare every mode of a list).
+  bool hasUuid(std::string_view text) const;
 
  private:
   struct NoUuid {};

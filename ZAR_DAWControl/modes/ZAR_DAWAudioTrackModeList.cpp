@@ -1,7 +1,10 @@
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 
+#include <google/protobuf/arena.h>
+
 #include <algorithm>
 #include <array>
+#include <unordered_map>
 #include <utility>
 
 #include "ZAR_DAWControl/modes/SettingsFile.h"
@@ -75,7 +78,7 @@ std::shared_ptr<ZAR_DAWAudioTrackMode> ZAR_DAWAudioTrackModeList::modeWithUUID(
   if (uuid) {
     const std::lock_guard lock(_mutex);
     for (const auto& mode : *_internalModeList) {
-      if (mode && mode->uuid() == *uuid) {
+      if (mode && mode->hasUuid(*uuid)) {
         return mode;
       }
     }
@@ -83,8 +86,32 @@ std::shared_ptr<ZAR_DAWAudioTrackMode> ZAR_DAWAudioTrackModeList::modeWithUUID(
   return ZAR_DAWAudioTrackMode::nullTrackMode();
 }
 
+ZAR_DAWAudioTrackModeList::ModeSequence ZAR_DAWAudioTrackModeList::modesWithUUIDs(
+    const std::vector<std::string>& uuids) const {
+  std::unordered_map<std::string, std::shared_ptr<ZAR_DAWAudioTrackMode>> firstWithUuid;
+  {
+    const std::lock_guard lock(_mutex);
+    firstWithUuid.reserve(_internalModeList->size());
+    for (const auto& mode : *_internalModeList) {
+      if (!mode) continue;
+      if (std::optional<std::string> uuid = mode->uuid()) {
+        firstWithUuid.emplace(std::move(*uuid), mode);  // a later duplicate does not replace the first
+      }
+    }
+  }
+  ModeSequence modes;
+  modes.reserve(uuids.size());
+  for (const std::string& uuid : uuids) {
+    const auto found = firstWithUuid.find(uuid);
+    modes.push_back(found != firstWithUuid.end() ? found->second : ZAR_DAWAudioTrackMode::nullTrackMode());
+  }
+  return modes;
+}
+
 void ZAR_DAWAudioTrackModeList::saveChanges() const {
-  ZAR_ProtoDAWAudioTrackModeList message;
+  // The arena makes the message's many small pieces one allocation.
+  google::protobuf::Arena arena;
+  auto& message = *google::protobuf::Arena::CreateMessage<ZAR_ProtoDAWAudioTrackModeList>(&arena);
   {
     const std::lock_guard lock(_mutex);
     for (const auto& mode : *_internalModeList) {
@@ -113,7 +140,8 @@ void ZAR_DAWAudioTrackModeList::restoreListFromFile() {
     return;
   }
   const std::optional<std::string> content = file.read();
-  ZAR_ProtoDAWAudioTrackModeList message;
+  google::protobuf::Arena arena;
+  auto& message = *google::protobuf::Arena::CreateMessage<ZAR_ProtoDAWAudioTrackModeList>(&arena);
   if (!content || !message.ParseFromString(*content)) {
     return;
   }

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -43,6 +44,9 @@ class ZAR_DAWAudioTrackModeList {
   /// The first mode in list order whose uuid is exactly `uuid`; the null mode when none is (and
   /// for absent text, which matches nothing).
   std::shared_ptr<ZAR_DAWAudioTrackMode> modeWithUUID(std::optional<std::string_view> uuid) const;
+  /// What `modeWithUUID` gives for each of `uuids`, in order, found with one walk over the list
+  /// instead of one per uuid (a matrix restore resolves 192 of them).
+  ModeSequence modesWithUUIDs(const std::vector<std::string>& uuids) const;
 
   /// Writes the whole list to the file.
   void saveChanges() const;

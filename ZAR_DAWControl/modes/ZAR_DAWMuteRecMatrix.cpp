@@ -1,6 +1,12 @@
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 
+#include <google/protobuf/arena.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "ZAR_DAWControl/modes/SettingsFile.h"
 #include "ZAR_DAWControl/modes/Utf8Text.h"
@@ -16,16 +22,6 @@ bool isTrackIndex(std::int32_t trackIndex) {
 
 void appendUuid(google::protobuf::RepeatedPtrField<std::string>* uuids, const ZAR_DAWAudioTrackMode& mode) {
   uuids->Add(mode.uuid().value_or(std::string()));
-}
-
-// The mode that entry `index` of `uuids` names; the null mode past the end of a short list.
-std::shared_ptr<ZAR_DAWAudioTrackMode> resolve(const ZAR_DAWAudioTrackModeList* list,
-                                               const google::protobuf::RepeatedPtrField<std::string>& uuids,
-                                               int index) {
-  if (list == nullptr || index >= uuids.size()) {
-    return ZAR_DAWAudioTrackMode::nullTrackMode();
-  }
-  return list->modeWithUUID(zar::modes::utf8TextFromBytes(uuids.Get(index)));
 }
 
 }  // namespace
@@ -68,7 +64,9 @@ std::shared_ptr<ZAR_DAWAudioTrackMode> ZAR_DAWMuteRecMatrix::reviewModeAtTrackIn
 }
 
 void ZAR_DAWMuteRecMatrix::saveChanges() const {
-  ZAR_ProtoDAWMuteRecMatrix message;
+  // The arena makes the message's many small pieces one allocation.
+  google::protobuf::Arena arena;
+  auto& message = *google::protobuf::Arena::CreateMessage<ZAR_ProtoDAWMuteRecMatrix>(&arena);
   {
     const std::lock_guard lock(_mutex);
     for (std::size_t index = 0; index < trackCount; ++index) {
@@ -83,24 +81,37 @@ void ZAR_DAWMuteRecMatrix::saveChanges() const {
 
 void ZAR_DAWMuteRecMatrix::restoreMatrixFromFile() {
   const std::optional<std::string> content = matrixFile().read();
-  ZAR_ProtoDAWMuteRecMatrix message;
+  google::protobuf::Arena arena;
+  auto& message = *google::protobuf::Arena::CreateMessage<ZAR_ProtoDAWMuteRecMatrix>(&arena);
   if (!content || !message.ParseFromString(*content)) {
     return;
   }
-  const auto list = audioTrackModeList();
-  ModeColumn rehearse;
-  ModeColumn record;
-  ModeColumn review;
-  for (std::size_t index = 0; index < trackCount; ++index) {
-    const int entry = static_cast<int>(index);
-    rehearse[index] = resolve(list.get(), message.rehearsemodeuuids(), entry);
-    record[index] = resolve(list.get(), message.recordmodeuuids(), entry);
-    review[index] = resolve(list.get(), message.reviewmodeuuids(), entry);
+  // Entry i of each stored list names the mode of position i; positions past the end of a short
+  // list, and every position once the list is gone, keep the null mode, as an unknown uuid does.
+  const google::protobuf::RepeatedPtrField<std::string>* stored[] = {
+      &message.rehearsemodeuuids(), &message.recordmodeuuids(), &message.reviewmodeuuids()};
+  std::array<ModeColumn, 3> columns;
+  for (ModeColumn& column : columns) column.fill(ZAR_DAWAudioTrackMode::nullTrackMode());
+  if (const auto list = audioTrackModeList()) {
+    std::vector<std::string> uuids;
+    for (const auto* entries : stored) {
+      const auto used = std::min(static_cast<std::size_t>(entries->size()), trackCount);
+      for (std::size_t index = 0; index < used; ++index) {
+        uuids.push_back(zar::modes::utf8TextFromBytes(entries->Get(static_cast<int>(index))));
+      }
+    }
+    const auto modes = list->modesWithUUIDs(uuids);
+    auto next = modes.begin();
+    for (std::size_t column = 0; column < columns.size(); ++column) {
+      const auto used = std::min(static_cast<std::size_t>(stored[column]->size()), trackCount);
+      std::copy_n(next, used, columns[column].begin());
+      next += static_cast<std::ptrdiff_t>(used);
+    }
   }
   const std::lock_guard lock(_mutex);
-  _rehearseModes = std::move(rehearse);
-  _recordModes = std::move(record);
-  _reviewModes = std::move(review);
+  _rehearseModes = std::move(columns[0]);
+  _recordModes = std::move(columns[1]);
+  _reviewModes = std::move(columns[2]);
 }
 
 ZAR_DAWMuteRecMatrix::ModeColumn ZAR_DAWMuteRecMatrix::rehearseModes() const { return column(_rehearseModes); }

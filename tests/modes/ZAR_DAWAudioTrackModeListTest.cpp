@@ -135,6 +135,17 @@ TEST_F(ModeListTest, LookupFindsTheFrontmostExactMatchOrElseTheNullMode) {
   list.audioTrackModes()->back()->setUuid(std::nullopt);
   EXPECT_EQ(list.modeWithUUID(""), none);
   EXPECT_EQ(list.modeWithUUID(std::nullopt), none);
+
+  // Resolving many at once agrees with resolving them one by one.
+  const std::vector<std::string> uuids = {"dup", "unknown", ZAR_DAWAudioTrackModeNullUUID, "", "DUP",
+                                          *(*list.audioTrackModes())[3]->uuid(), "dup"};
+  const auto resolved = list.modesWithUUIDs(uuids);
+  ASSERT_EQ(resolved.size(), uuids.size());
+  for (std::size_t i = 0; i < uuids.size(); ++i) {
+    EXPECT_EQ(resolved[i], list.modeWithUUID(uuids[i])) << uuids[i];
+  }
+  EXPECT_EQ(resolved[0], first);
+  EXPECT_EQ(resolved[5], (*list.audioTrackModes())[3]);
 }
 
 TEST_F(ModeListTest, RemovingAModeRemovesEveryOccurrenceAndAlwaysSaves) {

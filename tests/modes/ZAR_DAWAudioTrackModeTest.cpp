@@ -40,6 +40,9 @@ TEST(ZAR_DAWAudioTrackMode, NewModeHasAFreshUuidNoNameAndPlaysThroughout) {
   EXPECT_TRUE(isAlphanumeric(*first.uuid()));
   EXPECT_NE(first.uuid(), second.uuid());
   EXPECT_NE(first.uuid(), ZAR_DAWAudioTrackMode::nullTrackMode()->uuid());
+  EXPECT_TRUE(first.hasUuid(*first.uuid()));
+  EXPECT_FALSE(first.hasUuid(*second.uuid()));
+  EXPECT_FALSE(first.hasUuid(first.uuid()->substr(0, 15)));
 }
 
 TEST(ZAR_DAWAudioTrackMode, MessageRoundTripGivesAnEqualButDistinctMode) {
