@@ -88,6 +88,8 @@ void ZAR_DAWMuteRecMatrix::restoreMatrixFromFile() {
   }
   // Entry i of each stored list names the mode of position i; positions past the end of a short
   // list, and every position once the list is gone, keep the null mode, as an unknown uuid does.
+  // Stored uuids are decoded as the list decodes its own (ill-formed UTF-8 becomes U+FFFD), so a
+  // uuid with bad bytes still finds its mode.
   const google::protobuf::RepeatedPtrField<std::string>* stored[] = {
       &message.rehearsemodeuuids(), &message.recordmodeuuids(), &message.reviewmodeuuids()};
   std::array<ModeColumn, 3> columns;

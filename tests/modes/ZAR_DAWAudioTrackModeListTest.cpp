@@ -200,20 +200,6 @@ TEST_F(ModeListTest, ModesSurviveARestartWithOddValuesIntact) {
   EXPECT_EQ(namesIn(next).back(), "Caf\xC3\xA9 \xF0\x9F\x8E\xAC");
 }
 
-TEST_F(ModeListTest, ChangesInPlaceLastOnlyAfterAnExplicitSave) {
-  {
-    ModeList list;
-    (*list.audioTrackModes())[0]->setName("Playback");
-  }
-  {
-    ModeList list;
-    EXPECT_EQ(namesIn(list)[0], "Play");
-    (*list.audioTrackModes())[0]->setName("Playback");
-    list.saveChanges();
-  }
-  EXPECT_EQ(namesIn(ModeList())[0], "Playback");
-}
-
 TEST_F(ModeListTest, TheModeSequenceIsLiveAndCanBeReplaced) {
   ModeList list;
   const auto view = list.audioTrackModes();
@@ -232,13 +218,6 @@ TEST_F(ModeListTest, TheModeSequenceIsLiveAndCanBeReplaced) {
 
   list.setInternalModeList(nullptr);
   EXPECT_TRUE(list.audioTrackModes()->empty());
-}
-
-TEST_F(ModeListTest, ExplicitRestoreAppendsToWhatTheListHolds) {
-  ModeList list;
-  list.restoreListFromFile();
-  EXPECT_EQ(namesIn(list), (std::vector<std::string>{"Play", "Mute", "Input", "Record", "Play", "Mute", "Input",
-                                                     "Record"}));
 }
 
 TEST(ModeListWithoutFiles, FailedWritesLeaveTheListInMemoryAsItIs) {
