@@ -7,5 +7,7 @@ namespace dawctl {
 
 /// `dawctl timecode TEXT`: reads a counter text as the framework reads it.
 void addTimecodeCommand(CLI::App& app);
+/// `dawctl settings ...`: shows and edits the track modes and the mode matrix.
+void addSettingsCommand(CLI::App& app);
 
 }  // namespace dawctl

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "ZAR_DAWControl/platform/FileUtility.h"
+
+namespace zar::sim {
+
+/// Files kept in memory, keyed by their full path. The support directory is a name only; nothing
+/// touches the disk. Writes always succeed and replace the whole content at once.
+class MemoryFileUtility final : public platform::FileUtility {
+ public:
+  explicit MemoryFileUtility(std::string applicationSupportDirectory);
+
+  std::string applicationSupportDirectoryPath() override;
+  bool fileExists(const std::string& path) override;
+  std::optional<std::string> readFile(const std::string& path) override;
+  bool writeFileAtomically(const std::string& path, std::string_view content) override;
+
+  /// Every file with its content, by path.
+  std::map<std::string, std::string> files() const;
+  /// How many writes there have been so far.
+  std::size_t writeCount() const;
+
+ private:
+  const std::string _directory;
+  mutable std::mutex _mutex;
+  std::map<std::string, std::string> _files;
+  std::size_t _writeCount = 0;
+};
+
+}  // namespace zar::sim

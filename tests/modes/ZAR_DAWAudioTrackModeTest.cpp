@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
+
+namespace {
+
+bool isAlphanumeric(const std::string& text) {
+  for (const char c : text) {
+    if (!((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'))) return false;
+  }
+  return true;
+}
+
+TEST(ZAR_DAWAudioTrackMode, NullModeIsOneSharedObjectWithItsFixedValues) {
+  const auto first = ZAR_DAWAudioTrackMode::nullTrackMode();
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first, ZAR_DAWAudioTrackMode::nullTrackMode());
+  EXPECT_EQ(first->name(), "none");
+  EXPECT_EQ(first->beforeState(), -1);
+  EXPECT_EQ(first->duringState(), -1);
+  EXPECT_EQ(first->afterState(), -1);
+  EXPECT_EQ(first->uuid(), "ZAR_DAWAudioTrackModeNullUUID");
+  EXPECT_EQ(std::string(ZAR_DAWAudioTrackModeNullUUID).size(), 29u);
+}
+
+TEST(ZAR_DAWAudioTrackMode, NewModeHasAFreshUuidNoNameAndPlaysThroughout) {
+  const ZAR_DAWAudioTrackMode first;
+  const ZAR_DAWAudioTrackMode second;
+  EXPECT_FALSE(first.name().has_value());
+  EXPECT_EQ(first.beforeState(), ZAR_DAWTrackStatePlay);
+  EXPECT_EQ(first.duringState(), ZAR_DAWTrackStatePlay);
+  EXPECT_EQ(first.afterState(), ZAR_DAWTrackStatePlay);
+  ASSERT_TRUE(first.uuid().has_value());
+  EXPECT_EQ(first.uuid()->size(), 16u);
+  EXPECT_TRUE(isAlphanumeric(*first.uuid()));
+  EXPECT_NE(first.uuid(), second.uuid());
+  EXPECT_NE(first.uuid(), ZAR_DAWAudioTrackMode::nullTrackMode()->uuid());
+  EXPECT_TRUE(first.hasUuid(*first.uuid()));
+  EXPECT_FALSE(first.hasUuid(*second.uuid()));
+  EXPECT_FALSE(first.hasUuid(first.uuid()->substr(0, 15)));
+}
+
+TEST(ZAR_DAWAudioTrackMode, MessageRoundTripGivesAnEqualButDistinctMode) {
+  ZAR_DAWAudioTrackMode mode;
+  mode.setName("Dub \xC3\x84 \xF0\x9F\x8E\xAC");
+  mode.setBeforeState(ZAR_DAWTrackStateInput);
+  mode.setDuringState(ZAR_DAWTrackStateRecord);
+  // Values outside 0..3 are carried unchanged in both directions.
+  mode.setAfterState(static_cast<ZAR_DAWTrackState>(-7));
+
+  ZAR_ProtoDAWAudioTrackMode message;
+  mode.fillProtoObject(&message);
+  ZAR_ProtoDAWAudioTrackMode reparsed;
+  ASSERT_TRUE(reparsed.ParseFromString(message.SerializeAsString()));
+  const auto copy = ZAR_DAWAudioTrackMode::createWithProtoObject(&reparsed);
+
+  ASSERT_NE(copy, nullptr);
+  EXPECT_NE(copy.get(), &mode);
+  EXPECT_EQ(copy->name(), mode.name());
+  EXPECT_EQ(copy->uuid(), mode.uuid());
+  EXPECT_EQ(copy->beforeState(), ZAR_DAWTrackStateInput);
+  EXPECT_EQ(copy->duringState(), ZAR_DAWTrackStateRecord);
+  EXPECT_EQ(copy->afterState(), -7);
+}
+
+TEST(ZAR_DAWAudioTrackMode, PlayingModeWithEmptyNameIsStoredAsItsUuidAlone) {
+  ZAR_DAWAudioTrackMode mode;
+  mode.setName("");
+  ZAR_ProtoDAWAudioTrackMode message;
+  mode.fillProtoObject(&message);
+  const std::string uuid = *mode.uuid();
+  // Field 2, length-delimited, then the 16 characters: nothing else goes on the wire.
+  EXPECT_EQ(message.SerializeAsString(), std::string("\x12\x10") + uuid);
+}
+
+TEST(ZAR_DAWAudioTrackMode, AbsentTextIsWrittenAsEmptyAndReadsBackEmpty) {
+  ZAR_DAWAudioTrackMode mode;
+  mode.setUuid(std::nullopt);
+  ZAR_ProtoDAWAudioTrackMode message;
+  message.set_name("earlier");
+  message.set_uuid("earlier");
+  message.set_duringstate(3);
+  mode.fillProtoObject(&message);
+  EXPECT_EQ(message.name(), "");
+  EXPECT_EQ(message.uuid(), "");
+  EXPECT_EQ(message.duringstate(), 0) << "every field is replaced";
+
+  const auto copy = ZAR_DAWAudioTrackMode::createWithProtoObject(&message);
+  EXPECT_EQ(copy->name(), "");
+  EXPECT_EQ(copy->uuid(), "");
+}
+
+TEST(ZAR_DAWAudioTrackMode, EmptyMessageGivesEmptyTextAndPlayWithoutGeneratingAUuid) {
+  const ZAR_ProtoDAWAudioTrackMode message;
+  const auto mode = ZAR_DAWAudioTrackMode::createWithProtoObject(&message);
+  ASSERT_NE(mode, nullptr);
+  EXPECT_EQ(mode->name(), "");
+  EXPECT_EQ(mode->uuid(), "");
+  EXPECT_EQ(mode->beforeState(), ZAR_DAWTrackStatePlay);
+  EXPECT_EQ(mode->duringState(), ZAR_DAWTrackStatePlay);
+  EXPECT_EQ(mode->afterState(), ZAR_DAWTrackStatePlay);
+  EXPECT_EQ(ZAR_DAWAudioTrackMode::createWithProtoObject(nullptr), nullptr);
+}
+
+TEST(ZAR_DAWAudioTrackMode, TextThatIsNotUtf8KeepsItsGoodPartsWhenRead) {
+  ZAR_ProtoDAWAudioTrackMode message;
+  message.set_name("Caf\xE9 Dub");
+  message.set_uuid("abc\xFF");
+  const auto mode = ZAR_DAWAudioTrackMode::createWithProtoObject(&message);
+  EXPECT_EQ(mode->name(), "Caf\xEF\xBF\xBD Dub");
+  EXPECT_EQ(mode->uuid(), "abc\xEF\xBF\xBD");
+}
+
+TEST(ZAR_DAWAudioTrackMode, ReadersSeeWholeNamesWhileAnotherThreadReplacesThem) {
+  ZAR_DAWAudioTrackMode mode;
+  const std::string shortName = "Mute";
+  const std::string longName(200, 'L');
+  mode.setName(shortName);
+  std::atomic<bool> done{false};
+  std::thread writer([&] {
+    for (int i = 0; i < 2000; ++i) {
+      mode.setName(i % 2 == 0 ? longName : shortName);
+      mode.setBeforeState(static_cast<ZAR_DAWTrackState>(i % 4));
+    }
+    done = true;
+  });
+  int torn = 0;
+  while (!done) {
+    const auto name = mode.name();
+    if (name != shortName && name != longName) ++torn;
+  }
+  writer.join();
+  EXPECT_EQ(torn, 0);
+}
+
+}  // namespace
