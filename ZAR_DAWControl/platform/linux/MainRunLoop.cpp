@@ -232,4 +232,10 @@ void MainRunLoop::dropInvalidTimers() {
   std::erase_if(_timers, [](const auto& timer) { return !timer->isValid(); });
 }
 
+std::size_t MainRunLoop::validTimerCount() const {
+  std::lock_guard lock(_mutex);
+  return static_cast<std::size_t>(
+      std::count_if(_timers.begin(), _timers.end(), [](const auto& timer) { return timer->isValid(); }));
+}
+
 }  // namespace zar::native

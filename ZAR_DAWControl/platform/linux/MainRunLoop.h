@@ -45,6 +45,9 @@ class MainRunLoop final : public platform::RunLoop {
   void runFor(double seconds) override;
   void stop() override;
 
+  /// How many timers are scheduled and valid (for diagnostics: a timer left behind shows here).
+  std::size_t validTimerCount() const;
+
  private:
   class RepeatingTimer;
   struct RunFrame {

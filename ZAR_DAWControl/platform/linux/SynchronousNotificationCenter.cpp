@@ -103,4 +103,10 @@ void SynchronousNotificationCenter::finishCall(Observer& observer) {
   _callFinished.notify_all();
 }
 
+std::size_t SynchronousNotificationCenter::observerCount() {
+  std::lock_guard lock(_mutex);
+  return static_cast<std::size_t>(
+      std::count_if(_observers.begin(), _observers.end(), [](const auto& observer) { return !observer->removed; }));
+}
+
 }  // namespace zar::native

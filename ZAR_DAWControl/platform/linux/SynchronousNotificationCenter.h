@@ -27,6 +27,9 @@ class SynchronousNotificationCenter final : public platform::NotificationCenter 
   void removeObserver(ObserverId id) override;
   void post(const std::string& name, std::any object = {}) override;
 
+  /// How many observers are registered (for diagnostics: an observation left behind shows here).
+  std::size_t observerCount();
+
  private:
   struct Observer;
 

@@ -1,0 +1,187 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "support/ProToolsTest.h"
+
+namespace {
+
+// An application whose driver operations only record that they were called.
+class RecordingApplication : public ZAR_DAWApplication {
+ public:
+  std::optional<ZAR_Error> setSelectionStartTC(const std::optional<std::string>& tc) override {
+    calls.push_back("start " + tc.value_or("(nil)"));
+    return std::nullopt;
+  }
+  std::optional<ZAR_Error> setSelectionEndTC(const std::optional<std::string>& tc) override {
+    calls.push_back("end " + tc.value_or("(nil)"));
+    return std::nullopt;
+  }
+  void onUIRefreshTimerRanOut(const zar::platform::TimerRef& timer) override {
+    ++ticks;
+    EXPECT_EQ(timer, uiRefreshTimer());
+  }
+
+  std::vector<std::string> calls;
+  int ticks = 0;
+};
+
+class DAWApplicationTest : public zar::test::ProToolsTest {
+ protected:
+  void SetUp() override {
+    _proTools = launchProTools();
+    _application = std::make_shared<RecordingApplication>();
+    ASSERT_TRUE(_application->initWithRunningApplication(running(_proTools)));
+  }
+
+  std::shared_ptr<ZAR_VisualEvent> cue() {
+    auto event = std::make_shared<ZAR_VisualEvent>();
+    event->setStartTCString("01:00:00:00");
+    event->setEndTCString("01:00:05:00");
+    return event;
+  }
+
+  std::shared_ptr<zar::sim::SimProTools> _proTools;
+  std::shared_ptr<RecordingApplication> _application;
+};
+
+TEST_F(DAWApplicationTest, InitialisationSetsTheBaseState) {
+  EXPECT_TRUE(_application->connected());
+  EXPECT_EQ(_application->lastSelectionStartTC(), TCTimeInvalid);
+  EXPECT_EQ(_application->lastSelectionEndTC(), TCTimeInvalid);
+  EXPECT_FALSE(_application->currentEvent());
+  EXPECT_EQ(_application->currentMode(), ZAR_DAWModeRehearse);
+  ASSERT_TRUE(_application->uiRefreshTimer());
+  EXPECT_EQ(_application->uiRefreshTimer()->timeInterval(), 3.0);
+  EXPECT_TRUE(_application->huiDevice());
+  EXPECT_EQ(_application->processIdentifier(), _proTools->processIdentifier());
+  zar::platform::ProcessSerialNumber psn;
+  sim.desktop->workspace()->getProcessForPID(_proTools->processIdentifier(), psn);
+  EXPECT_EQ(_application->processSerialNumber(), psn);
+  EXPECT_NE(psn, zar::platform::ProcessSerialNumber{});
+  ASSERT_TRUE(_application->eventSource());
+  EXPECT_EQ(_application->eventSource()->stateID(), 1);
+}
+
+TEST_F(DAWApplicationTest, UnknownProcessLeavesTheSerialNumberZero) {
+  auto stray = std::make_shared<zar::platform::RunningApplication>();
+  stray->processIdentifier = 999999;
+  auto application = std::make_shared<RecordingApplication>();
+  ASSERT_TRUE(application->initWithRunningApplication(stray));
+  EXPECT_EQ(application->processSerialNumber(), zar::platform::ProcessSerialNumber{});
+}
+
+TEST_F(DAWApplicationTest, RefreshTimerTicksEveryThreeSecondsOnTheMainThread) {
+  sim.runFor(2.9);
+  EXPECT_EQ(_application->ticks, 0);
+  sim.runFor(6.2);
+  EXPECT_EQ(_application->ticks, 3);
+}
+
+TEST_F(DAWApplicationTest, PausingAndResumingKeepAtMostOneTimer) {
+  const auto timer = _application->uiRefreshTimer();
+  _application->resumePeriodicUIRefreshes();
+  EXPECT_EQ(_application->uiRefreshTimer(), timer) << "still exactly one timer";
+  _application->pausePeriodicUIRefreshes();
+  _application->pausePeriodicUIRefreshes();
+  EXPECT_FALSE(_application->uiRefreshTimer());
+  EXPECT_FALSE(timer->isValid());
+  sim.runFor(6.0);
+  EXPECT_EQ(_application->ticks, 0);
+  _application->resumePeriodicUIRefreshes();
+  sim.runFor(3.0);
+  EXPECT_EQ(_application->ticks, 1);
+  EXPECT_EQ(sim.runLoop->validTimerCount(), 1u);
+}
+
+TEST_F(DAWApplicationTest, TheTimerNeverKeepsTheApplicationAlive) {
+  std::weak_ptr<RecordingApplication> weak = _application;
+  const auto observers = sim.notificationCenter->observerCount();
+  _application.reset();
+  EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(sim.runLoop->validTimerCount(), 0u);
+  EXPECT_EQ(sim.notificationCenter->observerCount(), observers - 1) << "the timing observation ended";
+  sim.runFor(6.0);
+}
+
+TEST_F(DAWApplicationTest, PassBookkeepingAndTheRecordNotification) {
+  const auto event = cue();
+  int started = 0;
+  zar::platform::NotificationObservation observer(
+      sim.notificationCenter, std::string(ZAR_DAWApplicationRecordStartedNotification),
+      [&](const zar::platform::Notification& n) {
+        ++started;
+        EXPECT_FALSE(n.object.has_value());
+        // Posted after the pass is set up, while the bookkeeping still holds its lock.
+        EXPECT_EQ(_application->currentMode(), ZAR_DAWModeRecord);
+        EXPECT_EQ(_application->currentEvent(), event);
+      });
+
+  _application->rehearseWithEvent(event);
+  EXPECT_EQ(_application->currentMode(), ZAR_DAWModeRehearse);
+  _application->reviewWithEvent(event);
+  EXPECT_EQ(_application->currentMode(), ZAR_DAWModeReview);
+  EXPECT_EQ(started, 0);
+  _application->recordWithEvent(event);
+  EXPECT_EQ(started, 1);
+  EXPECT_FALSE(_application->playing());
+
+  _application->stopPlayback();
+  _application->stopPlayback();
+  EXPECT_EQ(_application->currentMode(), ZAR_DAWModeNone);
+  EXPECT_FALSE(_application->currentEvent());
+  EXPECT_EQ(started, 1);
+}
+
+TEST_F(DAWApplicationTest, TheCueIsHeldWeakly) {
+  auto event = cue();
+  _application->rehearseWithEvent(event);
+  event.reset();
+  EXPECT_FALSE(_application->currentEvent());
+}
+
+TEST_F(DAWApplicationTest, CueTimingChangeSelectsTheRangeWhenThePreferenceSaysSo) {
+  const auto event = cue();
+  _application->registerUserDefaults();
+  sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, event);
+  EXPECT_EQ(_application->calls, (std::vector<std::string>{"start 01:00:00:00", "end 01:00:05:00"}));
+
+  _application->calls.clear();
+  sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification);  // no cue
+  sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, std::string("not a cue"));
+  sim.userDefaults->setBool(false, ZAR_DAWSelectEventOnListSelectionPrefKey);
+  sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, event);
+  EXPECT_TRUE(_application->calls.empty());
+}
+
+TEST(DAWApplicationBase, SelectionOperationsAreNotImplemented) {
+  zar::test::SimPlatform sim;
+  ZAR_DAWApplication application;
+  EXPECT_EQ(application.selectionStartTC(), "");
+  ZAR_Error error;
+  EXPECT_EQ(application.selectionEndTC(&error), "");
+  EXPECT_EQ(error, (ZAR_Error{"ZAR_ErrorDomain", 0, "Not implemented"}));
+  EXPECT_EQ(application.setSelectionStartTC("01:00:00:00"), error);
+  EXPECT_EQ(application.setSelectionEndTC(std::nullopt), error);
+}
+
+TEST(DAWApplicationBase, DriverOperationsRaiseNamingThemselves) {
+  zar::test::SimPlatform sim;
+  ZAR_DAWApplication application;
+  try {
+    application.updateDAWTrackStatesForFrameIndex(10);
+    FAIL() << "no exception";
+  } catch (const std::logic_error& e) {
+    EXPECT_NE(std::string(e.what()).find("updateDAWTrackStatesForFrameIndex"), std::string::npos);
+  }
+  try {
+    application.onUIRefreshTimerRanOut(nullptr);
+    FAIL() << "no exception";
+  } catch (const std::logic_error& e) {
+    EXPECT_NE(std::string(e.what()).find("onUIRefreshTimerRanOut"), std::string::npos);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
+#include "support/ProToolsTest.h"
+
+namespace {
+
+using zar::platform::AXAttributeValue;
+using zar::platform::AXValueList;
+using zar::sim::SimProTools;
+
+const ZAR_Error kCommunicationDown{
+    "ZAR_ErrorDomain", 1,
+    "Vantrole can't communicate with Pro Tools. Please make sure the application is opened and a session is loaded."};
+const ZAR_Error kNotTimecode{
+    "ZAR_ErrorDomain", 2,
+    "Pro Tools' primary time format is not set to  timecode. Please set it to timecode and try again."};
+
+class ProToolsConnectionTest : public zar::test::ProToolsTest {
+ protected:
+  std::shared_ptr<ZAR_DAWApplicationProTools> attach(const std::shared_ptr<SimProTools>& proTools) {
+    return std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(
+        ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(proTools)));
+  }
+  // A driver that hasn't attached, to try its finders on made-up windows.
+  std::shared_ptr<ZAR_DAWApplicationProTools> detachedDriver() {
+    auto driver = std::make_shared<ZAR_DAWApplicationProTools>();
+    driver->setCurrentProject("before");
+    return driver;
+  }
+  std::shared_ptr<zar::sim::SimElement> window(const std::shared_ptr<SimProTools>& app, const std::string& title) {
+    return app->makeElement(zar::ax::kWindowRole, title);
+  }
+};
+
+TEST_F(ProToolsConnectionTest, AttachesToTheEditWindowAndReadsTheBundle) {
+  auto options = defaultOptions();
+  options.bundleVersion = "10.3.10";
+  const auto proTools = launchProTools(options);
+  const auto driver = attach(proTools);
+  ASSERT_TRUE(driver);
+  EXPECT_EQ(driver->type(), ZAR_DAWApplicationTypeProTools);
+  EXPECT_EQ(driver->name(), "Pro Tools");
+  EXPECT_EQ(driver->versionString(), "10.3.10");
+  EXPECT_EQ(driver->majorVersion(), 10);
+  EXPECT_EQ(driver->currentProject(), " Dialogue Session");
+  EXPECT_EQ(driver->editWindow(), proTools->editWindow());
+  EXPECT_EQ(driver->startTCTextfield(), proTools->selectionStartField());
+  EXPECT_EQ(driver->endTCTextfield(), proTools->selectionEndField());
+  EXPECT_EQ(driver->appRootElement(), proTools->applicationElement());
+  EXPECT_TRUE(driver->connected());
+  EXPECT_FALSE(ZAR_DAWApplication::createWithType(1, running(proTools)));
+}
+
+TEST_F(ProToolsConnectionTest, MissingOrOddVersionsGiveZero) {
+  auto options = defaultOptions();
+  options.bundleVersion = std::nullopt;
+  auto driver = attach(launchProTools(options));
+  ASSERT_TRUE(driver);
+  EXPECT_EQ(driver->versionString(), "");
+  EXPECT_EQ(driver->majorVersion(), 0);
+  options.bundleVersion = "2023.12.1";
+  EXPECT_EQ(attach(launchProTools(options))->majorVersion(), 2023);
+  options.bundleVersion = "v12";
+  EXPECT_EQ(attach(launchProTools(options))->majorVersion(), 0);
+}
+
+TEST_F(ProToolsConnectionTest, NoSessionOrNoCountersMeansNoDriver) {
+  auto options = defaultOptions();
+  options.sessionName = std::nullopt;
+  const auto proTools = launchProTools(options);
+  EXPECT_FALSE(attach(proTools)) << "no window titled Edit:";
+  proTools->addWindow("Mix: Dialogue Session");
+  EXPECT_FALSE(attach(proTools));
+
+  // The first window with "Edit:" in its title is the edit window, even without counters in it.
+  proTools->addWindow("Edit: Scratch");
+  proTools->openSession("Dialogue Session");
+  EXPECT_FALSE(attach(proTools));
+  EXPECT_EQ(sim.runLoop->validTimerCount(), 0u) << "failed drivers leave no timer";
+}
+
+TEST_F(ProToolsConnectionTest, FindersMatchAsPlatformTitlesAreWritten) {
+  const auto proTools = launchProTools();
+  const auto driver = detachedDriver();
+  const auto a = window(proTools, "Mix: Reel 1");
+  const auto b = window(proTools, "Pro Tools Edit: Reel 1");
+  const auto c = window(proTools, "Edit: Reel 2");
+  EXPECT_EQ(driver->findEditWindowFromWindowArray(AXAttributeValue(AXValueList{a, b, c})), b);
+  EXPECT_EQ(driver->currentProject(), "ools Edit: Reel 1") << "the title less its first five characters";
+  const auto bare = window(proTools, "Edit:");
+  EXPECT_EQ(driver->findEditWindowFromWindowArray(AXAttributeValue(AXValueList{bare})), bare);
+  EXPECT_EQ(driver->currentProject(), "");
+
+  driver->setCurrentProject("kept");
+  EXPECT_FALSE(driver->findEditWindowFromWindowArray(AXAttributeValue(AXValueList{a, window(proTools, "edit: lower")})));
+  EXPECT_FALSE(driver->findEditWindowFromWindowArray(std::nullopt));
+  EXPECT_FALSE(driver->findEditWindowFromWindowArray(AXAttributeValue(AXValueList{})));
+  EXPECT_EQ(driver->currentProject(), "kept");
+
+  const auto cluster = proTools->makeElement(zar::ax::kGroupRole, std::string("Counter Display Cluster"));
+  cluster->addChild(proTools->makeElement(zar::ax::kTextFieldRole, std::string("Edit Selection Start ")));
+  EXPECT_FALSE(driver->findStartTCTextFieldFromCounterDisplayCluster(cluster)) << "titles match exactly";
+  const auto end = cluster->addChild(proTools->makeElement(zar::ax::kTextFieldRole, std::string("Edit Selection End")));
+  EXPECT_EQ(driver->findEndTCTextFieldFromCounterDisplayCluster(cluster), end);
+  EXPECT_FALSE(driver->findCounterDisplayClusterFromEditWindow(nullptr));
+}
+
+TEST_F(ProToolsConnectionTest, CommunicationDownWhenTheStartFieldStopsAnswering) {
+  const auto proTools = launchProTools();
+  const auto driver = attach(proTools);
+  ASSERT_TRUE(driver);
+  EXPECT_FALSE(driver->checkIfCommunicationIsDown());
+
+  proTools->selectionStartField()->setFailure(zar::platform::AXError::cannotComplete);
+  EXPECT_FALSE(driver->connected());
+  EXPECT_EQ(driver->checkIfCommunicationIsDown(), kCommunicationDown);
+  EXPECT_FALSE(driver->ZAR_DAWApplication::connected()) << "the stored flag is cleared too";
+}
+
+TEST_F(ProToolsConnectionTest, QuittingOrClosingTheSessionDisconnects) {
+  const auto proTools = launchProTools();
+  const auto driver = attach(proTools);
+  proTools->closeSession();
+  EXPECT_FALSE(driver->connected());
+  const auto other = launchProTools();
+  const auto second = attach(other);
+  quit(other);
+  EXPECT_FALSE(second->connected());
+}
+
+TEST_F(ProToolsConnectionTest, CountersMustShowTimecode) {
+  const auto proTools = launchProTools();
+  const auto driver = attach(proTools);
+  EXPECT_FALSE(driver->checkIfTimecodeFormatIsWrong());
+  for (const auto format : {SimProTools::TimeFormat::barsBeats, SimProTools::TimeFormat::minSecs,
+                            SimProTools::TimeFormat::samples, SimProTools::TimeFormat::feetFrames}) {
+    proTools->setTimeFormat(format);
+    EXPECT_EQ(driver->checkIfTimecodeFormatIsWrong(), kNotTimecode);
+  }
+  proTools->setTimeFormat(SimProTools::TimeFormat::timecode);
+  EXPECT_FALSE(driver->checkIfTimecodeFormatIsWrong());
+}
+
+TEST_F(ProToolsConnectionTest, HUIWarningAndItsSuppression) {
+  const auto driver = attach(launchProTools());
+  driver->showHUIUnavailableAlert();
+  auto shown = sim.desktop->alerts()->shownAlerts();
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0].request.messageText, "Can't establish HUI connection");
+  EXPECT_EQ(shown[0].request.informativeText,
+            "Can't continue the operation as Pro Tools does not communicate with Vantrole's HUI ports. Please make "
+            "sure the correct HUI ports are selected in Pro Tools' Setup->Peripherals->MIDI Controllers. If the "
+            "right ports are already selected, opening and closing the Peripherals window will be enough to "
+            "re-establish a HUI connection.");
+  EXPECT_EQ(shown[0].request.defaultButton, "OK");
+  EXPECT_TRUE(shown[0].request.showsSuppressionButton);
+  EXPECT_EQ(shown[0].request.suppressionButtonTitle, "Don't show this again");
+
+  zar::sim::SimAlerts::ScriptedAnswer tick;
+  tick.suppressionButtonChecked = true;
+  sim.desktop->alerts()->enqueueAnswer(tick);
+  driver->showHUIUnavailableAlert();
+  EXPECT_TRUE(sim.userDefaults->boolForKey(ZAR_DAWHUINotAvailableSuppression));
+  driver->showHUIUnavailableAlert();
+  EXPECT_EQ(sim.desktop->alerts()->shownAlerts().size(), 2u);
+}
+
+}  // namespace
