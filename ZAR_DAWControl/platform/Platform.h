@@ -12,6 +12,7 @@
 #include "ZAR_DAWControl/platform/EventPoster.h"
 #include "ZAR_DAWControl/platform/FileUtility.h"
 #include "ZAR_DAWControl/platform/Logger.h"
+#include "ZAR_DAWControl/platform/MidiPorts.h"
 #include "ZAR_DAWControl/platform/NotificationCenter.h"
 #include "ZAR_DAWControl/platform/RunLoop.h"
 #include "ZAR_DAWControl/platform/Screens.h"
@@ -44,6 +45,7 @@ struct Platform {
   std::shared_ptr<Screens> screens;
   std::shared_ptr<Alerts> alerts;
   std::shared_ptr<AppleScript> appleScript;
+  std::shared_ptr<MidiPorts> midiPorts;
 
   /// Makes `platform` the one in use. Objects holding services of the previous one keep them.
   static void install(std::shared_ptr<const Platform> platform);
