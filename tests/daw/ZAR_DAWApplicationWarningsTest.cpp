@@ -25,8 +25,9 @@ class WarningsTest : public testing::Test {
 
 TEST_F(WarningsTest, DAWNotAvailableWarningShowsUntilTheUserSuppressesIt) {
   ZAR_DAWApplication::showDAWNotAvailableWarning();
-  ASSERT_EQ(shown().size(), 1u);
-  const auto& request = shown()[0].request;
+  const auto alerts = shown();
+  ASSERT_EQ(alerts.size(), 1u);
+  const auto& request = alerts[0].request;
   EXPECT_EQ(request.messageText, "Can't establish DAW connection");
   EXPECT_EQ(request.informativeText,
             "Can't continue the operation as either the DAW is not opened or no valid session is loaded.");
@@ -52,8 +53,9 @@ TEST_F(WarningsTest, NoRecTrackWarningShowsEveryTimeWithoutABox) {
   _sim.userDefaults->setBool(true, ZAR_DAWHUINotAvailableSuppression);
   ZAR_DAWApplication::showNoRecTrackSelectedWarning();
   ZAR_DAWApplication::showNoRecTrackSelectedWarning();
-  ASSERT_EQ(shown().size(), 2u);
-  const auto& request = shown()[1].request;
+  const auto alerts = shown();
+  ASSERT_EQ(alerts.size(), 2u);
+  const auto& request = alerts[1].request;
   EXPECT_EQ(request.messageText, "Can't start recording");
   EXPECT_EQ(request.informativeText,
             "Can't continue the operation as no record track is selected for the selected take. Select a record "
@@ -67,8 +69,9 @@ TEST_F(WarningsTest, WarningsFromOtherThreadsShowOnTheMainThread) {
   host.join();
   EXPECT_TRUE(shown().empty()) << "handed to the main thread, not shown on the host's";
   _sim.runFor(0.1);
-  ASSERT_EQ(shown().size(), 1u);
-  EXPECT_TRUE(shown()[0].onMainThread);
+  const auto alerts = shown();
+  ASSERT_EQ(alerts.size(), 1u);
+  EXPECT_TRUE(alerts[0].onMainThread);
 }
 
 TEST_F(WarningsTest, RegisteredDefaultsReadYesAndAreNeverStored) {

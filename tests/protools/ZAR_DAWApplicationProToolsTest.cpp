@@ -18,6 +18,12 @@ const ZAR_Error kNotTimecode{
     "ZAR_ErrorDomain", 2,
     "Pro Tools' primary time format is not set to  timecode. Please set it to timecode and try again."};
 
+// A list value of elements, as "AXWindows" gives it.
+template <typename... Elements>
+AXAttributeValue list(const Elements&... elements) {
+  return AXAttributeValue(AXValueList{AXAttributeValue(zar::platform::AXUIElementRef(elements))...});
+}
+
 class ProToolsConnectionTest : public zar::test::ProToolsTest {
  protected:
   std::shared_ptr<ZAR_DAWApplicationProTools> attach(const std::shared_ptr<SimProTools>& proTools) {
@@ -88,16 +94,16 @@ TEST_F(ProToolsConnectionTest, FindersMatchAsPlatformTitlesAreWritten) {
   const auto a = window(proTools, "Mix: Reel 1");
   const auto b = window(proTools, "Pro Tools Edit: Reel 1");
   const auto c = window(proTools, "Edit: Reel 2");
-  EXPECT_EQ(driver->findEditWindowFromWindowArray(AXAttributeValue(AXValueList{a, b, c})), b);
+  EXPECT_EQ(driver->findEditWindowFromWindowArray(list(a, b, c)), b);
   EXPECT_EQ(driver->currentProject(), "ools Edit: Reel 1") << "the title less its first five characters";
   const auto bare = window(proTools, "Edit:");
-  EXPECT_EQ(driver->findEditWindowFromWindowArray(AXAttributeValue(AXValueList{bare})), bare);
+  EXPECT_EQ(driver->findEditWindowFromWindowArray(list(bare)), bare);
   EXPECT_EQ(driver->currentProject(), "");
 
   driver->setCurrentProject("kept");
-  EXPECT_FALSE(driver->findEditWindowFromWindowArray(AXAttributeValue(AXValueList{a, window(proTools, "edit: lower")})));
+  EXPECT_FALSE(driver->findEditWindowFromWindowArray(list(a, window(proTools, "edit: lower"))));
   EXPECT_FALSE(driver->findEditWindowFromWindowArray(std::nullopt));
-  EXPECT_FALSE(driver->findEditWindowFromWindowArray(AXAttributeValue(AXValueList{})));
+  EXPECT_FALSE(driver->findEditWindowFromWindowArray(list()));
   EXPECT_EQ(driver->currentProject(), "kept");
 
   const auto cluster = proTools->makeElement(zar::ax::kGroupRole, std::string("Counter Display Cluster"));

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/sim/SimProTools.h"
 #include "support/SimPlatform.h"
 
@@ -13,9 +14,11 @@ namespace zar::test {
 
 /// A test with a simulated platform on which simulated Pro Tools applications can be launched.
 class ProToolsTest : public testing::Test {
- protected:
+ public:
   /// Three tracks: two audio tracks and an aux track.
   static sim::SimProTools::Options defaultOptions();
+
+ protected:
   /// Launches a simulated Pro Tools (a fresh pid is chosen) and returns it.
   std::shared_ptr<sim::SimProTools> launchProTools(sim::SimProTools::Options options = defaultOptions());
   void quit(const std::shared_ptr<sim::SimProTools>& proTools);

@@ -1,5 +1,7 @@
 #include "support/SimPlatform.h"
 
+#include "ZAR_DAWControl/platform/ZAR_MIDISystem.h"
+
 namespace zar::test {
 
 SimPlatform::SimPlatform(sim::SimDispatch::Mode dispatchMode)
@@ -10,6 +12,7 @@ SimPlatform::SimPlatform(sim::SimDispatch::Mode dispatchMode)
       logger(std::make_shared<CapturingLogger>()),
       userDefaults(std::make_shared<native::PlistUserDefaults>(std::nullopt, logger)),
       fileUtility(std::make_shared<native::LocalFileUtility>(supportDirectory.path())),
+      midiPorts(std::make_shared<sim::LoopbackMidiPorts>()),
       platform(std::make_shared<platform::Platform>()) {
   platform->clock = clock;
   platform->mainRunLoop = runLoop;
@@ -18,6 +21,9 @@ SimPlatform::SimPlatform(sim::SimDispatch::Mode dispatchMode)
   platform->logger = logger;
   platform->userDefaults = userDefaults;
   platform->fileUtility = fileUtility;
+  platform->midiPorts = midiPorts;
+  // The simulated Pro Tools talks HUI over the in-process loopback.
+  userDefaults->registerDefaults({{ZAR_MIDISystem::kBackendPrefKey, sim::LoopbackMidiPorts::kApi}});
   desktop = std::make_unique<sim::SimDesktop>(clock, runLoop, platform->host);
   desktop->provideServices(*platform);
   _previous = platform::Platform::installed();

@@ -7,6 +7,7 @@
 #include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
 #include "ZAR_DAWControl/platform/linux/PlistUserDefaults.h"
 #include "ZAR_DAWControl/platform/linux/SynchronousNotificationCenter.h"
+#include "ZAR_DAWControl/platform/sim/LoopbackMidiPorts.h"
 #include "ZAR_DAWControl/platform/sim/SimDesktop.h"
 #include "ZAR_DAWControl/platform/sim/SimDispatch.h"
 #include "ZAR_DAWControl/platform/sim/VirtualClock.h"
@@ -36,6 +37,7 @@ class SimPlatform {
   std::shared_ptr<CapturingLogger> logger;
   std::shared_ptr<native::PlistUserDefaults> userDefaults;
   std::shared_ptr<native::LocalFileUtility> fileUtility;
+  std::shared_ptr<sim::LoopbackMidiPorts> midiPorts;
   std::unique_ptr<sim::SimDesktop> desktop;
   std::shared_ptr<platform::Platform> platform;
 

@@ -48,6 +48,8 @@ SimProTools::SimProTools(Options options) : SimApplication(infoFor(options)), _o
   }
 }
 
+SimProTools::~SimProTools() { invalidateElements(); }
+
 // Session.
 
 void SimProTools::openSession(const std::string& name) {

@@ -49,6 +49,8 @@ class SimProTools : public SimApplication {
   };
 
   explicit SimProTools(Options options);
+  /// Its elements stop answering: their reactions refer to the application.
+  ~SimProTools() override;
 
   // Session.
 

@@ -1,0 +1,170 @@
+#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/protools/ProToolsUI.h"
+#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
+
+using zar::platform::Platform;
+
+namespace {
+constexpr double discoveryInterval = 2.5;
+}
+
+std::shared_ptr<ZAR_DAWApplicationManager> ZAR_DAWApplicationManager::sharedManager() {
+  static std::mutex mutex;
+  static std::shared_ptr<const Platform> platformOfManager;
+  static std::shared_ptr<ZAR_DAWApplicationManager> manager;
+
+  const auto platform = Platform::current();
+  std::lock_guard lock(mutex);
+  if (!manager || platformOfManager != platform) {
+    manager = std::shared_ptr<ZAR_DAWApplicationManager>(new ZAR_DAWApplicationManager());
+    platformOfManager = platform;
+  }
+  return manager;
+}
+
+ZAR_DAWApplicationManager::ZAR_DAWApplicationManager() {
+  ZAR_DAWApplication::registerUserDefaults();
+  ZAR_DAWAudioTrack::registerUserDefaults();
+  auto list = std::make_shared<ZAR_DAWAudioTrackModeList>();
+  auto matrix = std::make_shared<ZAR_DAWMuteRecMatrix>(list);
+  _trackModeList = std::move(list);
+  _muteRecMatrix = std::move(matrix);
+}
+
+ZAR_DAWApplicationManager::~ZAR_DAWApplicationManager() { stopRefreshingDAWApplications(); }
+
+std::shared_ptr<ZAR_DAWApplication> ZAR_DAWApplicationManager::currentApplication() const {
+  std::lock_guard lock(_propertyMutex);
+  return _currentApplication;
+}
+
+std::shared_ptr<ZAR_DAWMuteRecMatrix> ZAR_DAWApplicationManager::muteRecMatrix() const {
+  std::lock_guard lock(_propertyMutex);
+  return _muteRecMatrix;
+}
+
+std::shared_ptr<ZAR_DAWAudioTrackModeList> ZAR_DAWApplicationManager::trackModeList() const {
+  std::lock_guard lock(_propertyMutex);
+  return _trackModeList;
+}
+
+zar::platform::TimerRef ZAR_DAWApplicationManager::refreshTimer() const {
+  std::lock_guard lock(_propertyMutex);
+  return _refreshTimer;
+}
+
+void ZAR_DAWApplicationManager::setEnabled(bool enabled) {
+  if (enabled == _enabled.load()) {
+    return;
+  }
+  const auto platform = Platform::current();
+  if (enabled) {
+    if (!_allowed.load()) {
+      return;
+    }
+    _enabled.store(true);
+    startRefreshingDAWApplications();
+    auto& helper = *platform->accessibilityHelper;
+    if (!helper.checkIfAccessibilityIsAvailable()) {
+      platform->dispatch->onMainThread([platform] { platform->accessibilityHelper->askUserToActivateAccessibility(); });
+    }
+    if (!helper.checkIfAccessibilityIsAvailable()) {
+      refreshDAWs();
+    }
+    return;
+  }
+
+  _enabled.store(false);
+  stopRefreshingDAWApplications();
+  std::lock_guard pass(_passMutex);
+  std::shared_ptr<ZAR_DAWApplication> dropped;
+  {
+    std::lock_guard lock(_propertyMutex);
+    dropped = std::move(_currentApplication);
+    _currentApplication = nullptr;
+  }
+  if (dropped) {
+    platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
+  }
+}
+
+void ZAR_DAWApplicationManager::startRefreshingDAWApplications() {
+  {
+    std::lock_guard lock(_propertyMutex);
+    if (_refreshTimer) {
+      return;
+    }
+    std::weak_ptr<ZAR_DAWApplicationManager> weakSelf = weak_from_this();
+    _refreshTimer = Platform::current()->mainRunLoop->scheduleRepeatingTimer(discoveryInterval, [weakSelf] {
+      if (auto self = weakSelf.lock()) self->onRefreshDAWTimerRanOut(self->refreshTimer());
+    });
+  }
+  refreshDAWs();
+}
+
+void ZAR_DAWApplicationManager::stopRefreshingDAWApplications() {
+  zar::platform::TimerRef timer;
+  {
+    std::lock_guard lock(_propertyMutex);
+    timer = std::move(_refreshTimer);
+    _refreshTimer = nullptr;
+  }
+  if (timer) timer->invalidate();
+}
+
+void ZAR_DAWApplicationManager::onRefreshDAWTimerRanOut(const zar::platform::TimerRef&) {
+  // The queued pass keeps the manager alive until it has run.
+  Platform::current()->dispatch->async([self = shared_from_this()] {
+    // A tick's pass that comes to run after the manager was disabled must not attach again.
+    std::lock_guard pass(self->_passMutex);
+    if (self->enabled()) self->refreshDAWs();
+  });
+}
+
+void ZAR_DAWApplicationManager::refreshDAWs() {
+  std::lock_guard pass(_passMutex);
+  const auto platform = Platform::current();
+  if (auto current = currentApplication()) {
+    if (current->connected()) {
+      return;
+    }
+    // Observers of the removal still find the old application current.
+    platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
+    std::lock_guard lock(_propertyMutex);
+    _currentApplication = nullptr;
+  }
+
+  const auto running = scanOpenApplicationsForType(ZAR_DAWApplicationTypeProTools);
+  if (!running) {
+    return;
+  }
+  auto application = ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running);
+  const bool found = application != nullptr;
+  {
+    std::lock_guard lock(_propertyMutex);
+    _currentApplication = std::move(application);
+  }
+  if (found) {
+    platform->notificationCenter->post(ZAR_DAWApplicationAddedNotification);
+  }
+}
+
+zar::platform::RunningApplicationRef ZAR_DAWApplicationManager::scanOpenApplicationsForType(
+    ZAR_DAWApplicationType type) {
+  if (type != ZAR_DAWApplicationTypeProTools) {
+    return nullptr;
+  }
+  for (auto& application : Platform::current()->workspace->runningApplications()) {
+    const auto& identifier = application->bundleIdentifier;
+    if (identifier && (*identifier == zar::protools::kBundleIdentifier ||
+                       *identifier == zar::protools::kLegacyBundleIdentifier)) {
+      return application;
+    }
+  }
+  return nullptr;
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
+#include "ZAR_DAWControl/platform/RunLoop.h"
+#include "ZAR_DAWControl/platform/Workspace.h"
+
+class ZAR_DAWAudioTrackModeList;
+class ZAR_DAWMuteRecMatrix;
+
+/// The framework's entry point. Once allowed and enabled, it looks for a running Pro Tools every
+/// 2.5 seconds, keeps the application object for it while it stays connected, and announces each
+/// change with "ZAR_DAWApplicationAdded" and "ZAR_DAWApplicationRemoved". It also owns the user's
+/// track mode list and mute/rec matrix.
+///
+/// Discovery passes never overlap: a pass that starts while another runs waits for it, so two
+/// passes can't both create an application or announce it twice.
+class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApplicationManager> {
+ public:
+  /// The one instance, made on the first call: one per installed platform, so a process that
+  /// installs its platform once has exactly one manager for its whole life.
+  static std::shared_ptr<ZAR_DAWApplicationManager> sharedManager();
+
+  std::shared_ptr<ZAR_DAWApplication> currentApplication() const;
+  bool enabled() const { return _enabled.load(); }
+  void setEnabled(bool enabled);
+  bool allowed() const { return _allowed.load(); }
+  void setAllowed(bool allowed) { _allowed.store(allowed); }
+  std::shared_ptr<ZAR_DAWMuteRecMatrix> muteRecMatrix() const;
+  std::shared_ptr<ZAR_DAWAudioTrackModeList> trackModeList() const;
+  zar::platform::TimerRef refreshTimer() const;
+
+  /// Starts the 2.5-second discovery timer and runs a first pass on the calling thread.
+  void startRefreshingDAWApplications();
+  void stopRefreshingDAWApplications();
+  /// A timer tick: hands a pass to the global queue and returns at once.
+  void onRefreshDAWTimerRanOut(const zar::platform::TimerRef& timer);
+  /// One discovery pass.
+  void refreshDAWs();
+  /// The first running application of a DAW of that type, in the workspace's order.
+  zar::platform::RunningApplicationRef scanOpenApplicationsForType(ZAR_DAWApplicationType type);
+
+  ZAR_DAWApplicationManager(const ZAR_DAWApplicationManager&) = delete;
+  ZAR_DAWApplicationManager& operator=(const ZAR_DAWApplicationManager&) = delete;
+  ~ZAR_DAWApplicationManager();
+
+ private:
+  ZAR_DAWApplicationManager();
+
+  mutable std::mutex _propertyMutex;
+  std::shared_ptr<ZAR_DAWApplication> _currentApplication;
+  std::shared_ptr<ZAR_DAWMuteRecMatrix> _muteRecMatrix;
+  std::shared_ptr<ZAR_DAWAudioTrackModeList> _trackModeList;
+  zar::platform::TimerRef _refreshTimer;
+  std::atomic<bool> _enabled{false};
+  std::atomic<bool> _allowed{false};
+  /// Held for a whole discovery pass and while disabling drops the application; recursive so an
+  /// observer of a notification may call back into the manager on the same thread.
+  std::recursive_mutex _passMutex;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+// Every name and value the framework exports to the host.
+
+// Notifications, posted on the platform's notification center with no object.
+inline constexpr const char* ZAR_DAWApplicationAddedNotification = "ZAR_DAWApplicationAdded";
+inline constexpr const char* ZAR_DAWApplicationRemovedNotification = "ZAR_DAWApplicationRemoved";
+inline constexpr const char* ZAR_DAWApplicationRecordStartedNotification = "ZAR_DAWApplicationRecordStarted";
+inline constexpr const char* ZAR_DAWApplicationSelectionChangedNotification = "ZAR_DAWApplicationSelectionChanged";
+inline constexpr const char* ZAR_DAWApplicationTrackNamesChangedNotification = "ZAR_DAWApplicationTrackNamesChanged";
+/// A name for the host's own use; the framework never posts it.
+inline constexpr const char* ZAR_DAWAudioTrackRecTracksChangedNotification = "ZAR_DAWAudioTrackRecTracksChanged";
+
+// Preference keys.
+inline constexpr const char* ZAR_DAWSelectEventOnListSelectionPrefKey = "ZAR_DAWSelectEventOnListSelection";
+inline constexpr const char* ZAR_DAWAssignRecordTracksAutomaticallyPrefKey = "ZAR_DAWAssignRecordTracksAutomatically";
+inline constexpr const char* ZAR_DAWAudioTrackNameCharacterPrefixPrefKey = "ZAR_DAWAudioTrackNameCharacterPrefix";
+inline constexpr const char* ZAR_DAWAudioTrackNameNumRecordsPrefKey = "ZAR_DAWAudioTrackNameNumRecords";
+inline constexpr const char* ZAR_DAWAudioTrackNameCueNumberPrefKey = "ZAR_DAWAudioTrackNameCueNumber";
+inline constexpr const char* ZAR_DAWNotAvailableSuppression = "ZAR_DAWNotAvailableSuppression";
+inline constexpr const char* ZAR_DAWHUINotAvailableSuppression = "ZAR_DAWHUINotAvailableSuppression";
+
+/// The framework's version number.
+extern const double ZAR_DAWControlVersionNumber;
+/// The framework's version string (two blanks before PROJECT, a line feed at the end).
+extern const unsigned char ZAR_DAWControlVersionString[];

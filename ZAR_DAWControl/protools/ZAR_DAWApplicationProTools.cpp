@@ -1,0 +1,510 @@
+#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+#include "ZAR_DAWControl/accessibility/UIElementUtilities.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/platform/Log.h"
+#include "ZAR_DAWControl/platform/ZAR_MIDIOutput.h"
+#include "ZAR_DAWControl/platform/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/ZAR_TCHelper.h"
+#include "ZAR_DAWControl/protools/ProToolsTransport.h"
+#include "ZAR_DAWControl/protools/ProToolsUI.h"
+#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
+
+using zar::platform::AXAttributeValue;
+using zar::platform::AXUIElementRef;
+using zar::platform::AXValueList;
+using zar::platform::Platform;
+
+namespace {
+
+// The first element of the list whose title passes the test.
+template <typename Match>
+AXUIElementRef firstWithTitle(const std::optional<AXAttributeValue>& list, Match matches) {
+  if (!list) return nullptr;
+  const auto* elements = list->get<AXValueList>();
+  if (elements == nullptr) return nullptr;
+  for (const AXAttributeValue& entry : *elements) {
+    const auto* element = entry.get<AXUIElementRef>();
+    if (element == nullptr || *element == nullptr) continue;
+    if (const auto title = UIElementUtilities::titleOfUIElement(*element); title && matches(*title)) {
+      return *element;
+    }
+  }
+  return nullptr;
+}
+
+AXUIElementRef childTitled(const AXUIElementRef& parent, const std::string& title) {
+  if (!parent) return nullptr;
+  return firstWithTitle(UIElementUtilities::valueOfAttribute(zar::ax::kChildrenAttribute, parent),
+                        [&](const std::string& candidate) { return candidate == title; });
+}
+
+// The leading decimal integer of the text before the first ".": 12 for 12.5.0, 0 for "".
+std::int32_t majorVersionOf(const std::string& version) {
+  std::int64_t major = 0;
+  for (const char c : version) {
+    if (std::isdigit(static_cast<unsigned char>(c)) == 0) break;
+    major = major * 10 + (c - '0');
+    if (major > INT32_MAX) return INT32_MAX;
+  }
+  return static_cast<std::int32_t>(major);
+}
+
+void sendHUI(const zar::protools::transport::Message& message) {
+  if (auto output = ZAR_MIDISystem::sharedMIDISystem()->midiOutputForEventType(zar::protools::transport::kHUIEventType)) {
+    output->sendMIDIMessage(message);
+  }
+}
+
+void sleepFor(double seconds) { Platform::current()->clock->sleep(seconds); }
+
+// Whether a child of the edit window is a track row: a group (or toolbar) whose title names an
+// audio or aux track, in any letter case.
+bool isTrackRow(const AXUIElementRef& child) {
+  const auto role = UIElementUtilities::roleOfUIElement(child);
+  if (!role || (*role != zar::ax::kGroupRole && *role != zar::ax::kToolbarRole)) return false;
+  const auto title = UIElementUtilities::titleOfUIElement(child);
+  if (!title) return false;
+  std::string lower(*title);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return lower.find(" audio track") != std::string::npos || lower.find(" aux track") != std::string::npos ||
+         lower.find(" auxiliary track") != std::string::npos;
+}
+
+// Puts the track's input monitor and mute into the state's shape; Record and unknown states
+// leave them alone.
+void applyState(ZAR_DAWAudioTrack& track, ZAR_DAWTrackState state) {
+  switch (state) {
+    case ZAR_DAWTrackStatePlay:
+      track.setInputEnabled(false);
+      track.setMuted(false, true);
+      break;
+    case ZAR_DAWTrackStateInput:
+      track.setInputEnabled(true);
+      track.setMuted(false, true);
+      break;
+    case ZAR_DAWTrackStateMute:
+      track.setInputEnabled(false);
+      track.setMuted(true, true);
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace
+
+std::int32_t ZAR_DAWApplicationProTools::comparisonValue(const TCTime& tc) {
+  const double value = tc.hours * 1000000.0 + tc.minutes * 10000.0 + tc.seconds * 100.0 + tc.frames;
+  // Truncated toward zero; fields far beyond a counter's range saturate instead of overflowing.
+  return static_cast<std::int32_t>(std::min(value, static_cast<double>(std::numeric_limits<std::int32_t>::max())));
+}
+
+bool ZAR_DAWApplicationProTools::initWithRunningApplication(zar::platform::RunningApplicationRef runningApplication) {
+  if (!ZAR_DAWApplication::initWithRunningApplication(std::move(runningApplication))) {
+    return false;
+  }
+  const auto platform = Platform::current();
+  setType(ZAR_DAWApplicationTypeProTools);
+  const auto root = platform->accessibility->createApplication(processIdentifier());
+  setAppRootElement(root);
+
+  const auto window = findEditWindowFromWindowArray(UIElementUtilities::valueOfAttribute(zar::ax::kWindowsAttribute, root));
+  const auto cluster = findCounterDisplayClusterFromEditWindow(window);
+  const auto start = findStartTCTextFieldFromCounterDisplayCluster(cluster);
+  const auto end = findEndTCTextFieldFromCounterDisplayCluster(cluster);
+  {
+    std::lock_guard lock(_elementMutex);
+    _editWindow = window;
+    _startTCTextfield = start;
+    _endTCTextfield = end;
+  }
+  if (!start || !end) {
+    return false;
+  }
+
+  setName(std::string(zar::protools::kDisplayName));
+  std::string version;
+  if (const auto running = platform->workspace->runningApplicationWithProcessIdentifier(processIdentifier());
+      running && running->bundleURL) {
+    if (const auto info = platform->workspace->bundleInfoDictionary(*running->bundleURL)) {
+      if (const auto it = info->find(zar::protools::kBundleVersionKey); it != info->end()) {
+        version = it->second.stringValue().value_or("");
+      }
+    }
+  }
+  setVersionString(version);
+  setMajorVersion(majorVersionOf(version));
+  findAudioTracks();
+  return true;
+}
+
+// Selection timecode.
+
+std::optional<std::string> ZAR_DAWApplicationProTools::selectionTC(const AXUIElementRef& field, ZAR_Error* error) {
+  // Without an error slot both checks still run (the first may record that Pro Tools is gone) and
+  // the field is read all the same.
+  if (auto down = checkIfCommunicationIsDown(); down && error != nullptr) {
+    *error = *down;
+    return std::nullopt;
+  }
+  if (auto wrong = checkIfTimecodeFormatIsWrong(); wrong && error != nullptr) {
+    *error = *wrong;
+    return std::nullopt;
+  }
+  const auto value = UIElementUtilities::valueOfAttribute(zar::ax::kValueAttribute, field);
+  const auto* text = value ? value->get<std::string>() : nullptr;
+  return text != nullptr ? std::optional(*text) : std::nullopt;
+}
+
+std::optional<std::string> ZAR_DAWApplicationProTools::selectionStartTC(ZAR_Error* error) {
+  return selectionTC(startTCTextfield(), error);
+}
+
+std::optional<std::string> ZAR_DAWApplicationProTools::selectionEndTC(ZAR_Error* error) {
+  return selectionTC(endTCTextfield(), error);
+}
+
+std::optional<ZAR_Error> ZAR_DAWApplicationProTools::setSelectionTC(const AXUIElementRef& field,
+                                                                   const std::optional<std::string>& tc, bool start) {
+  if (auto down = checkIfCommunicationIsDown()) return down;
+  if (auto wrong = checkIfTimecodeFormatIsWrong()) return wrong;
+  const auto shown = start ? selectionStartTC() : selectionEndTC();
+  if (shown && tc && *shown == *tc) {
+    return std::nullopt;
+  }
+  UIElementUtilities::performAction(zar::ax::kPressAction, field);
+  std::string digits = tc.value_or("");
+  digits.erase(std::remove(digits.begin(), digits.end(), ':'), digits.end());
+  sendTextToDAWApplication(digits, false);
+  return std::nullopt;
+}
+
+std::optional<ZAR_Error> ZAR_DAWApplicationProTools::setSelectionStartTC(const std::optional<std::string>& tc) {
+  return setSelectionTC(startTCTextfield(), tc, true);
+}
+
+std::optional<ZAR_Error> ZAR_DAWApplicationProTools::setSelectionEndTC(const std::optional<std::string>& tc) {
+  return setSelectionTC(endTCTextfield(), tc, false);
+}
+
+void ZAR_DAWApplicationProTools::onUIRefreshTimerRanOut(const zar::platform::TimerRef&) {
+  if (!connected()) {
+    return;
+  }
+  const auto& center = Platform::current()->notificationCenter;
+  findAudioTracks();
+  center->post(ZAR_DAWApplicationTrackNamesChangedNotification);
+
+  const TCTime start = ZAR_TCHelper::tcTimeFromString(selectionStartTC().value_or(""));
+  const TCTime end = ZAR_TCHelper::tcTimeFromString(selectionEndTC().value_or(""));
+  if (comparisonValue(start) == comparisonValue(lastSelectionStartTC()) &&
+      comparisonValue(end) == comparisonValue(lastSelectionEndTC())) {
+    return;
+  }
+  setLastSelectionStartTC(start);
+  setLastSelectionEndTC(end);
+  center->post(ZAR_DAWApplicationSelectionChangedNotification);
+}
+
+// Transport.
+
+bool ZAR_DAWApplicationProTools::openPass(const std::shared_ptr<ZAR_VisualEvent>& event) {
+  if (!event) {
+    return false;
+  }
+  refreshHUI();
+  sleepFor(zar::protools::transport::kHUIConnectionWait);
+  const auto device = huiDevice();
+  if (!device || !device->connected()) {
+    showHUIUnavailableAlert();
+    return false;
+  }
+  return true;
+}
+
+void ZAR_DAWApplicationProTools::selectRange(const ZAR_VisualEvent& event, double pause) {
+  setSelectionStartTC(event.startTCString());  // errors don't stop the transport
+  sleepFor(pause);
+  setSelectionEndTC(event.endTCString());
+}
+
+void ZAR_DAWApplicationProTools::rehearseWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) {
+  if (!openPass(event)) return;
+  ZAR_DAWApplication::rehearseWithEvent(event);
+  updateAudioTracksForMode(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore);
+  selectRange(*event, zar::protools::transport::kSelectionPause);
+  using namespace zar::protools::transport;
+  for (const auto& message : {zoneSelectBytes, playPortOnBytes, zoneSelectBytes, playPortOffBytes}) sendHUI(message);
+}
+
+void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) {
+  if (!openPass(event)) return;
+  ZAR_DAWApplication::recordWithEvent(event);
+
+  const auto recordTracks = this->recordTracks();
+  const std::int32_t recTrackIndex = event->recTrackIndex();
+  std::shared_ptr<ZAR_DAWAudioTrack> recordTrack;
+  if (recTrackIndex >= 0 && static_cast<std::size_t>(recTrackIndex) < recordTracks.size()) {
+    recordTrack = recordTracks[static_cast<std::size_t>(recTrackIndex)];
+  }
+
+  const auto& defaults = Platform::current()->userDefaults;
+  std::vector<std::string> parts;
+  if (defaults->boolForKey(ZAR_DAWAudioTrackNameCharacterPrefixPrefKey)) {
+    const auto character = event->character();
+    parts.push_back(character ? character->prefix().value_or("") : "");
+  }
+  if (defaults->boolForKey(ZAR_DAWAudioTrackNameNumRecordsPrefKey)) {
+    parts.push_back(std::to_string(event->numRecordedTakes()));
+  }
+  if (defaults->boolForKey(ZAR_DAWAudioTrackNameCueNumberPrefKey)) {
+    parts.push_back(event->cueNumber().value_or(""));
+  }
+  if (!parts.empty()) {
+    if (recordTrack) {
+      recordTrack->setName(fmt::format("{}", fmt::join(parts, "_")));
+    } else {
+      // The host should have shown the no-record-track warning instead of recording.
+      ZAR_LOG_ERROR("No record track at position {} of {} record tracks; the take is not named", recTrackIndex,
+                    recordTracks.size());
+    }
+  }
+
+  updateAudioTracksForMode(ZAR_DAWModeRecord, ZAR_DAWEventPhaseBefore);
+  selectRange(*event, zar::protools::transport::kSelectionPause);
+  using namespace zar::protools::transport;
+  for (const auto& message : {zoneSelectBytes, recPortOnBytes, zoneSelectBytes, recPortOffBytes, zoneSelectBytes,
+                              playPortOnBytes, zoneSelectBytes, playPortOffBytes}) {
+    sendHUI(message);
+  }
+  event->setNumRecordedTakes(event->numRecordedTakes() + 1);
+}
+
+void ZAR_DAWApplicationProTools::reviewWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) {
+  if (!openPass(event)) return;
+  ZAR_DAWApplication::reviewWithEvent(event);
+  updateAudioTracksForMode(ZAR_DAWModeReview, ZAR_DAWEventPhaseBefore);
+  selectRange(*event, zar::protools::transport::kReviewSelectionPause);
+  using namespace zar::protools::transport;
+  for (const auto& message : {zoneSelectBytes, playPortOnBytes, zoneSelectBytes, playPortOffBytes}) sendHUI(message);
+}
+
+void ZAR_DAWApplicationProTools::stopPlayback() {
+  ZAR_DAWApplication::stopPlayback();
+  using namespace zar::protools::transport;
+  for (const auto& message : {zoneSelectBytes, stopPortOnBytes, zoneSelectBytes}) sendHUI(message);
+}
+
+void ZAR_DAWApplicationProTools::togglePlayback() {
+  const auto platform = Platform::current();
+  zar::platform::KeyboardEvent space;
+  space.keyCode = zar::protools::transport::kSpaceKeyCode;
+  space.keyDown = true;
+  space.flags = zar::platform::EventFlagNone;
+  space.timestamp = platform->clock->now();
+  platform->eventPoster->postKeyboardEvent(processSerialNumber(), space);
+}
+
+// Tracks.
+
+void ZAR_DAWApplicationProTools::findAudioTracks() {
+  const auto children = UIElementUtilities::valueOfAttribute(zar::ax::kChildrenAttribute, editWindow());
+  auto tracks = audioTracks();
+  std::size_t found = 0;
+  if (const auto* list = children ? children->get<AXValueList>() : nullptr) {
+    for (const AXAttributeValue& entry : *list) {
+      const auto* child = entry.get<AXUIElementRef>();
+      if (child == nullptr || *child == nullptr || !isTrackRow(*child)) continue;
+      // Track objects are matched to rows by position only.
+      if (found < tracks.size()) {
+        tracks[found]->setTrackCluster(*child);
+      } else {
+        tracks.push_back(std::make_shared<ZAR_DAWAudioTrack>(*child));
+      }
+      ++found;
+    }
+  }
+  tracks.resize(found);
+  // Rows at the same height keep the order in which the window lists them.
+  std::stable_sort(tracks.begin(), tracks.end(), [](const auto& a, const auto& b) { return a->yPos() < b->yPos(); });
+  for (std::size_t i = 0; i < tracks.size(); ++i) {
+    tracks[i]->setIndex(static_cast<std::int32_t>(i));
+  }
+  setAudioTracks(std::move(tracks));
+}
+
+void ZAR_DAWApplicationProTools::updateDAWTrackStatesForFrameIndex(std::int64_t frameIndex) {
+  const auto event = currentEvent();
+  if (!event) return;
+  const ZAR_DAWMode mode = currentMode();
+  if (mode == ZAR_DAWModeNone) return;
+  ZAR_DAWEventPhase phase = ZAR_DAWEventPhaseDuring;
+  if (frameIndex < event->inPointFrameIndex()) {
+    phase = ZAR_DAWEventPhaseBefore;
+  } else if (frameIndex > event->endFrameIndex()) {
+    phase = ZAR_DAWEventPhaseAfter;
+  }
+  updateAudioTracksForMode(mode, phase);
+}
+
+void ZAR_DAWApplicationProTools::updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_DAWEventPhase phase) {
+  // The cue's record track; none when the cue names no entry of the record tracks (as in a
+  // rehearse or review where nothing records): then no track counts as the record track.
+  std::shared_ptr<ZAR_DAWAudioTrack> recordTrack;
+  if (const auto event = currentEvent()) {
+    const auto recordTracks = this->recordTracks();
+    const std::int32_t index = event->recTrackIndex();
+    if (index >= 0 && static_cast<std::size_t>(index) < recordTracks.size()) {
+      recordTrack = recordTracks[static_cast<std::size_t>(index)];
+    }
+  }
+  const auto matrix = ZAR_DAWApplicationManager::sharedManager()->muteRecMatrix();
+  const auto nullMode = ZAR_DAWAudioTrackMode::nullTrackMode();
+
+  for (const auto& track : audioTracks()) {
+    const std::int32_t position = track->index();
+    std::shared_ptr<ZAR_DAWAudioTrackMode> trackMode;
+    if (mode == ZAR_DAWModeRecord) {
+      trackMode = matrix->recordModeAtTrackIndex(position);
+    } else if (mode == ZAR_DAWModeRehearse) {
+      trackMode = matrix->rehearseModeAtTrackIndex(position);
+    } else {
+      trackMode = matrix->reviewModeAtTrackIndex(position);
+    }
+    if (trackMode == nullMode) {
+      continue;  // no mode assigned: the track is left alone
+    }
+    // A position beyond the matrix has no mode; its states count as Play.
+    const ZAR_DAWTrackState before = trackMode ? trackMode->beforeState() : ZAR_DAWTrackStatePlay;
+    const ZAR_DAWTrackState during = trackMode ? trackMode->duringState() : ZAR_DAWTrackStatePlay;
+    const ZAR_DAWTrackState after = trackMode ? trackMode->afterState() : ZAR_DAWTrackStatePlay;
+    const bool recordsDuringCue = during == ZAR_DAWTrackStateRecord;
+    const bool isRecordTrack = track == recordTrack;
+
+    if (phase == ZAR_DAWEventPhaseBefore) {
+      if (!recordsDuringCue) {
+        track->setRecEnabled(false, true);
+        applyState(*track, before);
+      } else if (isRecordTrack) {
+        track->setRecEnabled(true, true);
+        applyState(*track, before);
+      } else {
+        track->setRecEnabled(false, true);
+        track->setMuted(false, true);
+        track->setInputEnabled(false);
+      }
+    } else if (phase == ZAR_DAWEventPhaseDuring) {
+      if (!recordsDuringCue) {
+        applyState(*track, during);
+      } else {
+        track->setMuted(!isRecordTrack, true);
+      }
+    } else if (recordsDuringCue && !isRecordTrack) {
+      track->setMuted(false, true);
+      track->setInputEnabled(false);
+    } else {
+      applyState(*track, after);
+    }
+  }
+}
+
+bool ZAR_DAWApplicationProTools::connected() { return !checkIfCommunicationIsDown().has_value(); }
+
+std::optional<ZAR_Error> ZAR_DAWApplicationProTools::checkIfCommunicationIsDown() {
+  const auto start = startTCTextfield();
+  if (start && endTCTextfield() && UIElementUtilities::titleOfUIElement(start)) {
+    return std::nullopt;
+  }
+  setConnected(false);
+  return ZAR_Error{ZAR_ErrorDomain, communicationDownErrorCode,
+                   "Vantrole can't communicate with Pro Tools. Please make sure the application is opened and a "
+                   "session is loaded."};
+}
+
+std::optional<ZAR_Error> ZAR_DAWApplicationProTools::checkIfTimecodeFormatIsWrong() {
+  // A counter that shows no text can't be showing timecode either.
+  const auto value = UIElementUtilities::valueOfAttribute(zar::ax::kValueAttribute, startTCTextfield());
+  const auto* text = value ? value->get<std::string>() : nullptr;
+  if (text != nullptr && ZAR_TCHelper::tcTimeFromString(*text).isInvalid == 0) {
+    return std::nullopt;
+  }
+  return ZAR_Error{ZAR_ErrorDomain, timecodeFormatWrongErrorCode,
+                   "Pro Tools' primary time format is not set to  timecode. Please set it to timecode and try again."};
+}
+
+void ZAR_DAWApplicationProTools::showHUIUnavailableAlert() {
+  const auto platform = Platform::current();
+  if (platform->userDefaults->boolForKey(ZAR_DAWHUINotAvailableSuppression)) {
+    return;
+  }
+  zar::platform::AlertRequest request;
+  request.messageText = "Can't establish HUI connection";
+  request.informativeText =
+      "Can't continue the operation as Pro Tools does not communicate with Vantrole's HUI ports. Please make sure "
+      "the correct HUI ports are selected in Pro Tools' Setup->Peripherals->MIDI Controllers. If the right ports are "
+      "already selected, opening and closing the Peripherals window will be enough to re-establish a HUI "
+      "connection.";
+  request.defaultButton = "OK";
+  request.showsSuppressionButton = true;
+  request.suppressionButtonTitle = "Don't show this again";
+  request.suppressionButtonChecked = false;
+  platform->dispatch->onMainThread([platform, request] {
+    const auto response = platform->alerts->runModal(request);
+    platform->userDefaults->setBool(response.suppressionButtonChecked, ZAR_DAWHUINotAvailableSuppression);
+  });
+}
+
+AXUIElementRef ZAR_DAWApplicationProTools::findEditWindowFromWindowArray(const std::optional<AXAttributeValue>& windows) {
+  std::optional<std::string> editTitle;
+  auto window = firstWithTitle(windows, [&](const std::string& title) {
+    if (title.find(zar::protools::kEditWindowMarker) == std::string::npos) return false;
+    editTitle = title;
+    return true;
+  });
+  if (window) {
+    // The title less the length of "Edit:": the session name with its leading blank.
+    const std::size_t markerLength = std::char_traits<char>::length(zar::protools::kEditWindowMarker);
+    setCurrentProject(editTitle->size() > markerLength ? editTitle->substr(markerLength) : std::string());
+  }
+  return window;
+}
+
+AXUIElementRef ZAR_DAWApplicationProTools::findCounterDisplayClusterFromEditWindow(const AXUIElementRef& editWindow) {
+  return childTitled(editWindow, zar::protools::kCounterDisplayClusterTitle);
+}
+
+AXUIElementRef ZAR_DAWApplicationProTools::findStartTCTextFieldFromCounterDisplayCluster(const AXUIElementRef& cluster) {
+  return childTitled(cluster, zar::protools::kEditSelectionStartTitle);
+}
+
+AXUIElementRef ZAR_DAWApplicationProTools::findEndTCTextFieldFromCounterDisplayCluster(const AXUIElementRef& cluster) {
+  return childTitled(cluster, zar::protools::kEditSelectionEndTitle);
+}
+
+AXUIElementRef ZAR_DAWApplicationProTools::startTCTextfield() const {
+  std::lock_guard lock(_elementMutex);
+  return _startTCTextfield;
+}
+
+AXUIElementRef ZAR_DAWApplicationProTools::endTCTextfield() const {
+  std::lock_guard lock(_elementMutex);
+  return _endTCTextfield;
+}
+
+AXUIElementRef ZAR_DAWApplicationProTools::editWindow() const {
+  std::lock_guard lock(_elementMutex);
+  return _editWindow;
+}

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <optional>
+
+#include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
+
+/// The driver of one running Pro Tools: it attaches to the edit window's counters through the
+/// accessibility interface and drives the transport and tracks over HUI.
+class ZAR_DAWApplicationProTools : public ZAR_DAWApplication {
+ public:
+  /// Error codes of this driver (domain ZAR_ErrorDomain).
+  static constexpr int communicationDownErrorCode = 1;
+  static constexpr int timecodeFormatWrongErrorCode = 2;
+
+  /// The number by which two selection points compare: HHMMSSFF as one integer (23:59:59:29 gives
+  /// 23595929); subframes take no part.
+  static std::int32_t comparisonValue(const TCTime& tc);
+
+  /// Attaches to Pro Tools' edit window and its selection fields; false when either field can't be
+  /// found (no edit window, no session, no counters).
+  bool initWithRunningApplication(zar::platform::RunningApplicationRef runningApplication) override;
+
+  // Selection timecode.
+
+  /// The start counter's text; nothing (and, with a slot, error 1 or 2) when Pro Tools doesn't
+  /// answer or its counters don't show timecode.
+  std::optional<std::string> selectionStartTC(ZAR_Error* error = nullptr) override;
+  std::optional<std::string> selectionEndTC(ZAR_Error* error = nullptr) override;
+  /// Presses the start counter and types the text's digits and Return, unless it shows the text.
+  std::optional<ZAR_Error> setSelectionStartTC(const std::optional<std::string>& tc) override;
+  std::optional<ZAR_Error> setSelectionEndTC(const std::optional<std::string>& tc) override;
+  /// Rediscovers the tracks, posts "ZAR_DAWApplicationTrackNamesChanged" and, when the selection
+  /// moved, "ZAR_DAWApplicationSelectionChanged".
+  void onUIRefreshTimerRanOut(const zar::platform::TimerRef& timer) override;
+
+  // Transport over HUI.
+
+  void rehearseWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) override;
+  /// Also names the record track from the naming preferences and counts the take.
+  void recordWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) override;
+  void reviewWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) override;
+  void stopPlayback() override;
+  /// One space-bar key-down to Pro Tools.
+  void togglePlayback() override;
+
+  // Tracks.
+
+  /// Reads Pro Tools' audio and aux tracks from the edit window, reusing the track objects by
+  /// position, sorted from top to bottom and numbered from 0.
+  void findAudioTracks();
+  void updateDAWTrackStatesForFrameIndex(std::int64_t frameIndex) override;
+  /// Puts every track into its state for `phase` by its mode for the operation `mode`.
+  void updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_DAWEventPhase phase);
+
+  /// Live: YES exactly when the selection fields are set and the start field still answers.
+  bool connected() override;
+  /// Nothing while Pro Tools answers; otherwise stores `connected` NO and gives error code 1.
+  std::optional<ZAR_Error> checkIfCommunicationIsDown();
+  /// Error code 2 when the start counter doesn't show timecode.
+  std::optional<ZAR_Error> checkIfTimecodeFormatIsWrong();
+  /// Warns that Pro Tools doesn't talk HUI with the framework, unless the user suppressed it.
+  void showHUIUnavailableAlert();
+
+  /// The first window whose title contains "Edit:"; sets `currentProject` from its title.
+  zar::platform::AXUIElementRef findEditWindowFromWindowArray(const std::optional<zar::platform::AXAttributeValue>& windows);
+  zar::platform::AXUIElementRef findCounterDisplayClusterFromEditWindow(const zar::platform::AXUIElementRef& editWindow);
+  zar::platform::AXUIElementRef findStartTCTextFieldFromCounterDisplayCluster(const zar::platform::AXUIElementRef& cluster);
+  zar::platform::AXUIElementRef findEndTCTextFieldFromCounterDisplayCluster(const zar::platform::AXUIElementRef& cluster);
+
+  zar::platform::AXUIElementRef startTCTextfield() const;
+  zar::platform::AXUIElementRef endTCTextfield() const;
+  zar::platform::AXUIElementRef editWindow() const;
+
+ private:
+  std::optional<std::string> selectionTC(const zar::platform::AXUIElementRef& field, ZAR_Error* error);
+  std::optional<ZAR_Error> setSelectionTC(const zar::platform::AXUIElementRef& field,
+                                          const std::optional<std::string>& tc, bool start);
+  /// The opening of a pass: a fresh HUI device, then the check that Pro Tools talks HUI with it.
+  bool openPass(const std::shared_ptr<ZAR_VisualEvent>& event);
+  void selectRange(const ZAR_VisualEvent& event, double pause);
+
+  mutable std::mutex _elementMutex;
+  zar::platform::AXUIElementRef _startTCTextfield;
+  zar::platform::AXUIElementRef _endTCTextfield;
+  zar::platform::AXUIElementRef _editWindow;
+};

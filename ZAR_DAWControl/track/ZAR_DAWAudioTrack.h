@@ -1,0 +1,98 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "ZAR_DAWControl/daw/ZAR_DAWTypes.h"
+#include "ZAR_DAWControl/platform/AXTypes.h"
+
+class ZAR_DAWAudioTrackMode;
+
+/// One audio or aux track of the DAW's edit window: its row (the track cluster) and the name
+/// field, record-enable, input-monitor and mute buttons inside it, its position (`index`, also its
+/// HUI channel and its row in the mute/rec matrix), and cached record-enable and mute flags.
+///
+/// Record enable and mute go through the current application's HUI device and are cached; the
+/// device's lamp reports keep the cache in step. Input monitoring is pressed and read back through
+/// accessibility. Each setter is one indivisible step, so automation on a host thread and HUI
+/// feedback on the MIDI thread may meet on the same track.
+class ZAR_DAWAudioTrack {
+ public:
+  /// Registers the defaults of the three record-track naming preferences (all YES).
+  static void registerUserDefaults();
+
+  /// A track of the row; `index` 0 and both flags off until discovery and feedback say otherwise.
+  explicit ZAR_DAWAudioTrack(zar::platform::AXUIElementRef trackCluster);
+
+  zar::platform::AXUIElementRef trackCluster() const;
+  /// Stores the row, takes `yPos` from its frame (or its position when the frame is zero) and
+  /// finds its child elements again.
+  void setTrackCluster(zar::platform::AXUIElementRef trackCluster);
+  /// Finds the name field and the three buttons among the row's children. Elements the scan doesn't
+  /// find keep what they held.
+  void findUIElements();
+
+  std::int32_t index() const { return _index.load(); }
+  void setIndex(std::int32_t index) { _index.store(index); }
+  /// The row's top edge in accessibility coordinates (y grows downward).
+  float yPos() const { return _yPos.load(); }
+  void setYPos(float yPos) { _yPos.store(yPos); }
+
+  zar::platform::AXUIElementRef nameTextField() const;
+  void setNameTextField(zar::platform::AXUIElementRef element);
+  zar::platform::AXUIElementRef recButton() const;
+  void setRecButton(zar::platform::AXUIElementRef element);
+  zar::platform::AXUIElementRef inputButton() const;
+  void setInputButton(zar::platform::AXUIElementRef element);
+  zar::platform::AXUIElementRef muteButton() const;
+  void setMuteButton(zar::platform::AXUIElementRef element);
+
+  /// The cached record-enable state; never reads the DAW.
+  bool recEnabled() const { return _recEnabled.load(); }
+  /// Caches the state and, when it changed and `sendHUIEvent` is set, toggles the track's record
+  /// enable through the current application's HUI device.
+  void setRecEnabled(bool recEnabled, bool sendHUIEvent);
+  bool muted() const { return _muted.load(); }
+  void setMuted(bool muted, bool sendHUIEvent);
+  /// Whether the input-monitor button shows "on".
+  bool inputEnabled() const;
+  /// Presses the input-monitor button when it shows the other state, at most one press per 0.2 s
+  /// across all tracks; a request inside that time is dropped.
+  void setInputEnabled(bool inputEnabled);
+
+  /// The modes assigned to this track's position in the manager's matrix.
+  std::shared_ptr<ZAR_DAWAudioTrackMode> rehearseMode() const;
+  void setRehearseMode(std::shared_ptr<ZAR_DAWAudioTrackMode> mode);
+  std::shared_ptr<ZAR_DAWAudioTrackMode> recordMode() const;
+  void setRecordMode(std::shared_ptr<ZAR_DAWAudioTrackMode> mode);
+  std::shared_ptr<ZAR_DAWAudioTrackMode> reviewMode() const;
+  void setReviewMode(std::shared_ptr<ZAR_DAWAudioTrackMode> mode);
+
+  /// One line for debugging; reads the name from the DAW.
+  std::string description() const;
+  /// The name as the row's title shows it; empty when it can't be read.
+  std::string name() const;
+  /// Enters a new name: double-clicks the name field, types the name through the typing script and
+  /// puts the pointer (and the host's activation) back. Does nothing for a track whose name field
+  /// was never found, rather than clicking blindly at the screen's corner.
+  void setName(const std::string& name);
+
+  /// Cached DAW states, published for code outside the class.
+  std::atomic<bool> _muted{false};
+  std::atomic<bool> _recEnabled{false};
+
+ private:
+  std::atomic<std::int32_t> _index{0};
+  std::atomic<float> _yPos{0};
+  mutable std::mutex _elementMutex;
+  zar::platform::AXUIElementRef _trackCluster;
+  zar::platform::AXUIElementRef _nameTextField;
+  zar::platform::AXUIElementRef _recButton;
+  zar::platform::AXUIElementRef _inputButton;
+  zar::platform::AXUIElementRef _muteButton;
+};
+
+static_assert(ZAR_RegisterUserDefaults<ZAR_DAWAudioTrack>);
