@@ -9,5 +9,7 @@ namespace dawctl {
 void addTimecodeCommand(CLI::App& app);
 /// `dawctl settings ...`: shows and edits the track modes and the mode matrix.
 void addSettingsCommand(CLI::App& app);
+/// `dawctl watch`: the framework against the simulated Pro Tools, printing its notifications.
+void addWatchCommand(CLI::App& app);
 
 }  // namespace dawctl

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# dawctl watch in virtual time: the framework finds the simulated Pro Tools at once, announces it
+# with its name, version and session, and announces its removal at the first discovery pass after
+# it quits (passes come every 2.5 s: the one at 5.0 s follows the quit at 4.0 s).
+set -euo pipefail
+
+dawctl=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "FAIL: $*" >&2; cat "$work/out" >&2; exit 1; }
+
+"$dawctl" watch --virtual-time --seconds 8 --quit-after 4 --dir "$work/support" >"$work/out"
+
+grep -qxF '[   0.000] ZAR_DAWApplicationAdded: Pro Tools 12.5.0 (major version 12), session " Dialogue Session"' \
+  "$work/out" || fail "no Added line with the application's details at the start"
+grep -qxF '[   4.000] (Pro Tools quits)' "$work/out" || fail "Pro Tools didn't quit at 4 s"
+grep -qxF '[   5.000] ZAR_DAWApplicationRemoved' "$work/out" || fail "no Removed at the pass after the quit"
+[ "$(grep -c 'ZAR_DAWApplicationAdded' "$work/out")" -eq 1 ] || fail "Added more than once"
+[ "$(grep -c 'ZAR_DAWApplicationRemoved' "$work/out")" -eq 1 ] || fail "Removed more than once"
+[ -f "$work/support/AudioTrackModeList.bin" ] && [ -f "$work/support/RecMuteMatrix.bin" ] || fail "no settings files"
+echo "watch: ok"

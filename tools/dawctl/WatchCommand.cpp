@@ -1,0 +1,79 @@
+#include <fmt/format.h>
+
+#include <mutex>
+
+#include "Commands.h"
+#include "SimulatedHost.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/platform/NotificationObservation.h"
+
+namespace dawctl {
+
+namespace {
+
+struct WatchOptions {
+  double seconds = 10;
+  std::optional<double> quitAfter;
+  bool virtualTime = false;
+  std::string directory;
+};
+
+// What a notification tells the host, as one line.
+std::string describe(const zar::platform::Notification& notification) {
+  if (notification.name != ZAR_DAWApplicationAddedNotification) {
+    return notification.name;
+  }
+  const auto application = ZAR_DAWApplicationManager::sharedManager()->currentApplication();
+  if (!application) {
+    return notification.name;
+  }
+  return fmt::format("{}: {} {} (major version {}), session \"{}\"", notification.name,
+                     application->name().value_or(""), application->versionString().value_or(""),
+                     application->majorVersion(), application->currentProject().value_or(""));
+}
+
+void watch(const WatchOptions& options) {
+  SimulatedHost host(SimulatedHost::Options{options.virtualTime, options.directory});
+  std::mutex printing;  // notifications come from the discovery threads too
+  zar::platform::NotificationObservation observation(
+      host.platform()->notificationCenter, std::nullopt, [&](const zar::platform::Notification& notification) {
+        std::lock_guard lock(printing);
+        fmt::print("[{:8.3f}] {}\n", host.elapsed(), describe(notification));
+        std::fflush(stdout);
+      });
+
+  host.launchProTools();
+  zar::platform::TimerRef quitTimer;
+  if (options.quitAfter) {
+    quitTimer = host.platform()->mainRunLoop->scheduleRepeatingTimer(*options.quitAfter, [&] {
+      quitTimer->invalidate();
+      std::lock_guard lock(printing);
+      fmt::print("[{:8.3f}] (Pro Tools quits)\n", host.elapsed());
+      host.quitProTools();
+    });
+  }
+
+  const auto manager = ZAR_DAWApplicationManager::sharedManager();
+  manager->setAllowed(true);
+  manager->setEnabled(true);
+  host.runFor(options.seconds);
+  manager->setEnabled(false);
+  if (quitTimer) quitTimer->invalidate();
+}
+
+}  // namespace
+
+void addWatchCommand(CLI::App& app) {
+  auto options = std::make_shared<WatchOptions>();
+  auto* command = app.add_subcommand(
+      "watch", "Enable the framework against the simulated Pro Tools and print every notification it posts");
+  command->add_option("--seconds", options->seconds, "How long to watch")->check(CLI::NonNegativeNumber);
+  command->add_option("--quit-after", options->quitAfter, "Make Pro Tools quit after this many seconds")
+      ->check(CLI::PositiveNumber);
+  command->add_flag("--virtual-time", options->virtualTime, "Run in virtual time, as fast as the machine allows");
+  command->add_option("--dir", options->directory, "Settings directory instead of dawctl's own");
+  command->callback([options] { watch(*options); });
+}
+
+}  // namespace dawctl
