@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is needed, builds, and runs the main job against the simulated Pro Tools.
+# Installs what is needed, builds, and runs the main job: the framework enabled against the
+# simulated Pro Tools, which quits half way; every notification the framework posts is printed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -8,5 +9,7 @@ cmake --preset default >/dev/null
 cmake --build --preset default --target dawctl
 
 dawctl=build/default/tools/dawctl/dawctl
-"$dawctl" --help
-"$dawctl" timecode "00:59:58;02.40"
+echo "== dawctl watch: Pro Tools is found, then quits after 5 s"
+"$dawctl" watch --seconds 8 --quit-after 5 --dir build/demo-support
+echo "== dawctl settings show: the track modes and the matrix the framework keeps"
+"$dawctl" settings show --dir build/demo-support
