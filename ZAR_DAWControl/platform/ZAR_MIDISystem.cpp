@@ -21,8 +21,18 @@ std::string preference(const char* key, const char* fallback) {
 }  // namespace
 
 std::shared_ptr<ZAR_MIDISystem> ZAR_MIDISystem::sharedMIDISystem() {
-  static const std::shared_ptr<ZAR_MIDISystem> shared = std::make_shared<ZAR_MIDISystem>(
-      zar::platform::Platform::current()->midiPorts, huiPortRequestFromPreferences());
+  // One per installed platform: a process that installs its platform once has one MIDI system
+  // for its whole life, and a new platform (a test's) gets its own ports.
+  static std::mutex mutex;
+  static std::shared_ptr<const zar::platform::Platform> platformOfSystem;
+  static std::shared_ptr<ZAR_MIDISystem> shared;
+
+  const auto platform = zar::platform::Platform::current();
+  std::lock_guard lock(mutex);
+  if (!shared || platformOfSystem != platform) {
+    shared = std::make_shared<ZAR_MIDISystem>(platform->midiPorts, huiPortRequestFromPreferences());
+    platformOfSystem = platform;
+  }
   return shared;
 }
 

@@ -1,0 +1,199 @@
+#include <gtest/gtest.h>
+
+#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/platform/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
+#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
+#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
+#include "support/ProToolsTest.h"
+
+namespace {
+
+using Message = std::vector<std::uint8_t>;
+using zar::sim::SimHUIHost;
+
+const Message kZone{0xB0, 0x0F, 0x0E};
+const Message kStopOn{0xB0, 0x2F, 0x43};
+const Message kPlayOn{0xB0, 0x2F, 0x44};
+const Message kPlayOff{0xB0, 0x2F, 0x04};
+const Message kRecordOn{0xB0, 0x2F, 0x45};
+const Message kRecordOff{0xB0, 0x2F, 0x05};
+
+class TransportTest : public zar::test::ProToolsTest {
+ protected:
+  void SetUp() override {
+    _proTools = launchProTools();
+    _manager->setAllowed(true);
+    _manager->setEnabled(true);
+    _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
+    ASSERT_TRUE(_driver);
+    _host = SimHUIHost::create(sim.midiPorts,
+                               SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"),
+                               _proTools->trackNames(), SimHUIHost::Options{});
+    sim.runFor(1.0);  // the first ping
+    sim.midiPorts->waitUntilIdle();
+    _host->clearReceivedMessages();
+    sim.clock->clearSleeps();
+    clearPosted();
+  }
+
+  // The transport zone's messages the host received: each zone select of zone 0x0E and the port
+  // message that follows it, in order.
+  std::vector<Message> transportMessages() {
+    sim.midiPorts->waitUntilIdle();
+    std::vector<Message> result;
+    bool afterZoneSelect = false;
+    for (const auto& message : _host->receivedMessages()) {
+      if (message == kZone) {
+        result.push_back(message);
+        afterZoneSelect = true;
+      } else if (afterZoneSelect && message.size() == 3 && message[0] == 0xB0 && message[1] == 0x2F) {
+        result.push_back(message);
+        afterZoneSelect = false;
+      } else if (message.size() == 3 && message[0] == 0xB0 && message[1] == 0x0F) {
+        afterZoneSelect = false;  // another zone
+      }
+    }
+    return result;
+  }
+  std::vector<double> pauses() const {
+    std::vector<double> result;
+    for (const auto& sleep : sim.clock->sleeps()) {
+      if (sleep.duration != 0.030) result.push_back(sleep.duration);  // keystroke pauses aside
+    }
+    return result;
+  }
+  std::shared_ptr<ZAR_VisualEvent> cue() {
+    auto event = std::make_shared<ZAR_VisualEvent>();
+    event->setStartTCString("00:59:58:00");
+    event->setEndTCString("01:00:04:12");
+    event->setInPointFrameIndex(1000);
+    event->setEndFrameIndex(1186);
+    event->setCueNumber("101");
+    event->setCharacter(std::make_shared<ZAR_Character>("JO"));
+    event->setNumRecordedTakes(2);
+    event->setRecTrackIndex(0);
+    return event;
+  }
+  // Makes track `position` record during cues by giving it the list's "Record" mode.
+  void makeRecordTrack(std::int32_t position) {
+    const auto modes = _manager->trackModeList()->audioTrackModes();
+    _manager->muteRecMatrix()->setRecordMode(modes->at(3), position);
+  }
+
+  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
+  std::shared_ptr<zar::sim::SimProTools> _proTools;
+  std::shared_ptr<ZAR_DAWApplicationProTools> _driver;
+  std::shared_ptr<SimHUIHost> _host;
+};
+
+TEST_F(TransportTest, RehearseSelectsTheCueAndPressesPlay) {
+  const auto event = cue();
+  _driver->rehearseWithEvent(event);
+  EXPECT_EQ(transportMessages(), (std::vector<Message>{kZone, kPlayOn, kZone, kPlayOff}));
+  EXPECT_EQ(_host->transportState(), SimHUIHost::TransportState::playing);
+  EXPECT_EQ(pauses(), (std::vector<double>{0.100, 0.200}));
+  EXPECT_EQ(_proTools->selectionStart(), (TCTime{0, 59, 58, 0, 0, 100, 0}));
+  EXPECT_EQ(_proTools->selectionEnd(), (TCTime{1, 0, 4, 12, 0, 100, 0}));
+  EXPECT_EQ(_driver->currentEvent(), event);
+  EXPECT_EQ(_driver->currentMode(), ZAR_DAWModeRehearse);
+}
+
+TEST_F(TransportTest, ReviewWaitsHalfAsLongBetweenStartAndEnd) {
+  _driver->reviewWithEvent(cue());
+  EXPECT_EQ(transportMessages(), (std::vector<Message>{kZone, kPlayOn, kZone, kPlayOff}));
+  EXPECT_EQ(pauses(), (std::vector<double>{0.100, 0.100}));
+  EXPECT_EQ(_driver->currentMode(), ZAR_DAWModeReview);
+}
+
+TEST_F(TransportTest, RecordNamesTheRecordTrackPressesRecordThenPlayAndCountsTheTake) {
+  makeRecordTrack(0);
+  const auto event = cue();
+  _driver->recordWithEvent(event);
+  EXPECT_EQ(transportMessages(),
+            (std::vector<Message>{kZone, kRecordOn, kZone, kRecordOff, kZone, kPlayOn, kZone, kPlayOff}));
+  EXPECT_EQ(_host->transportState(), SimHUIHost::TransportState::recording);
+  EXPECT_EQ(_proTools->trackName(0), "JO_2_101") << "named with the count from before this take";
+  EXPECT_EQ(event->numRecordedTakes(), 3);
+  EXPECT_EQ(std::count(posted().begin(), posted().end(), ZAR_DAWApplicationRecordStartedNotification), 1);
+  EXPECT_EQ(sim.desktop->workspace()->frontmostApplication(), sim.desktop->workspace()->hostApplication())
+      << "the host is brought back after the naming";
+  // The record track is armed before the cue (through HUI); the other tracks are left alone.
+  EXPECT_TRUE(_driver->audioTracks()[0]->recEnabled());
+  sim.midiPorts->waitUntilIdle();
+  EXPECT_TRUE(_host->track(0)->recEnabled);
+}
+
+TEST_F(TransportTest, RecordWithoutNamingPreferencesKeepsTheName) {
+  makeRecordTrack(0);
+  for (const char* key : {ZAR_DAWAudioTrackNameCharacterPrefixPrefKey, ZAR_DAWAudioTrackNameNumRecordsPrefKey,
+                          ZAR_DAWAudioTrackNameCueNumberPrefKey}) {
+    sim.userDefaults->setBool(false, key);
+  }
+  const auto event = cue();
+  _driver->recordWithEvent(event);
+  EXPECT_EQ(_proTools->trackName(0), "Dialog 1");
+  EXPECT_EQ(event->numRecordedTakes(), 3);
+  EXPECT_TRUE(sim.desktop->eventPoster()->mouseEvents().empty()) << "no double-click without a name";
+}
+
+TEST_F(TransportTest, EmptyNamePartsKeepTheirPlace) {
+  makeRecordTrack(0);
+  const auto event = cue();
+  event->setCharacter(nullptr);
+  event->setNumRecordedTakes(3);
+  event->setCueNumber("12A");
+  _driver->recordWithEvent(event);
+  EXPECT_EQ(_proTools->trackName(0), "_3_12A");
+}
+
+TEST_F(TransportTest, WithoutHUIOnlyTheWarningShows) {
+  _host->setPinging(false);
+  sim.runFor(3.0);  // no ping for longer than two seconds
+  const auto event = cue();
+  _driver->rehearseWithEvent(cue());
+  _driver->recordWithEvent(event);
+  EXPECT_TRUE(transportMessages().empty());
+  EXPECT_EQ(event->numRecordedTakes(), 2);
+  EXPECT_FALSE(_driver->currentEvent());
+  EXPECT_EQ(_driver->currentMode(), ZAR_DAWModeRehearse);
+  const auto alerts = sim.desktop->alerts()->shownAlerts();
+  ASSERT_EQ(alerts.size(), 2u);
+  EXPECT_EQ(alerts[0].request.messageText, "Can't establish HUI connection");
+}
+
+TEST_F(TransportTest, NoCueDoesNothingAtAll) {
+  _driver->rehearseWithEvent(nullptr);
+  _driver->recordWithEvent(nullptr);
+  _driver->reviewWithEvent(nullptr);
+  EXPECT_TRUE(transportMessages().empty());
+  EXPECT_TRUE(sim.clock->sleeps().empty());
+  EXPECT_TRUE(sim.desktop->alerts()->shownAlerts().empty());
+}
+
+TEST_F(TransportTest, StopSendsThreeMessagesEvenWhenNothingPlays) {
+  _driver->stopPlayback();
+  EXPECT_EQ(transportMessages(), (std::vector<Message>{kZone, kStopOn, kZone}));
+  EXPECT_EQ(_driver->currentMode(), ZAR_DAWModeNone);
+  EXPECT_TRUE(sim.clock->sleeps().empty());
+}
+
+TEST_F(TransportTest, TogglePlaybackIsOneSpaceKeyDownEachTime) {
+  _driver->togglePlayback();
+  _driver->togglePlayback();
+  const auto keys = sim.desktop->eventPoster()->keyboardEvents();
+  ASSERT_EQ(keys.size(), 2u);
+  for (const auto& key : keys) {
+    EXPECT_EQ(key.event.keyCode, 49);
+    EXPECT_TRUE(key.event.keyDown);
+    EXPECT_EQ(key.event.flags, zar::platform::EventFlagNone);
+    EXPECT_EQ(key.event.characters, "");
+    EXPECT_EQ(key.psn, _driver->processSerialNumber());
+  }
+  EXPECT_TRUE(transportMessages().empty());
+}
+
+}  // namespace
