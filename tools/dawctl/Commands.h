@@ -8,4 +8,8 @@ namespace dawctl {
 /// `dawctl timecode TEXT`: reads a counter text as the framework reads it.
 void addTimecodeCommand(CLI::App& app);
 
+/// `dawctl hui-check [--api jack|alsa] [--seconds N]`: opens the HUI ports as the framework does
+/// and reports whether Pro Tools pings them.
+void addHuiCheckCommand(CLI::App& app);
+
 }  // namespace dawctl
