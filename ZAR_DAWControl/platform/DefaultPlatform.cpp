@@ -5,6 +5,7 @@
 #include "ZAR_DAWControl/platform/linux/PlistUserDefaults.h"
 #include "ZAR_DAWControl/platform/linux/SpdLogger.h"
 #include "ZAR_DAWControl/platform/linux/SynchronousNotificationCenter.h"
+#include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
 #include "ZAR_DAWControl/platform/linux/ThreadPoolDispatch.h"
 #include "ZAR_DAWControl/platform/sim/SimDesktop.h"
@@ -26,6 +27,7 @@ std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host) {
       native::LocalFileUtility::defaultApplicationSupportDirectory(host.applicationName));
   // The desktop takes the main run loop for its alerts, so it must be set before this line.
   sim::SimDesktop(platform->clock, platform->mainRunLoop, host).provideServices(*platform);
+  platform->midiPorts = std::make_shared<native::RtMidiPorts>();
   return platform;
 }
 

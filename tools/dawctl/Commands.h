@@ -11,5 +11,8 @@ void addTimecodeCommand(CLI::App& app);
 void addSettingsCommand(CLI::App& app);
 /// `dawctl watch`: the framework against the simulated Pro Tools, printing its notifications.
 void addWatchCommand(CLI::App& app);
+/// `dawctl hui-check [--api jack|alsa] [--seconds N]`: opens the HUI ports as the framework does
+/// and reports whether Pro Tools pings them.
+void addHuiCheckCommand(CLI::App& app);
 
 }  // namespace dawctl

@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
   dawctl::addTimecodeCommand(app);
   dawctl::addSettingsCommand(app);
   dawctl::addWatchCommand(app);
+  dawctl::addHuiCheckCommand(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }

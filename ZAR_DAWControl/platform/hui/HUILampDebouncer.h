@@ -10,11 +10,13 @@ namespace zar::hui {
 /// The two lamps of a channel strip that the framework follows.
 enum class HUILamp : std::uint8_t { mute = 0, recordReady = 1 };
 
-/// Turns lamp reports into state changes. Pro Tools flashes a lamp to say "armed while not
-/// recording" or "muted because another track is soloed", so one off report is not a change: a
-/// lamp counts as on while it was on at any time within the window, and it is reported off only
-/// once it stayed off for the whole window. Off is noticed when the next report or sweep comes
-/// (the host pings every second), so changes are still reported on the thread that feeds it.
+/// Turns lamp reports into state changes. Pro Tools flashes lamps, so one report is not a change:
+/// record-ready flashes on an armed track while not recording (armed all the same), mute flashes
+/// on a track muted only because another track is soloed (its own mute is off). So for each lamp
+/// one value wins during flashing, on for record-ready and off for mute: a report of that value
+/// is a change at once, while the other value is reported only once it held for the whole window
+/// without the winning value coming back. That is noticed when the next report or sweep comes (the
+/// host pings every second), so changes are still reported on the thread that feeds the debouncer.
 /// Not thread-safe; the owner locks.
 class HUILampDebouncer {
  public:
@@ -30,12 +32,12 @@ class HUILampDebouncer {
   /// `window` must be longer than the host's flash period.
   explicit HUILampDebouncer(double window) : _window(window) {}
 
-  /// A report of one lamp at `now`; an on report of a lamp not on yet is a change at once.
+  /// A report of one lamp at `now`.
   void report(int track, HUILamp lamp, bool on, double now, std::vector<Change>& changes);
-  /// Reports lamps that have stayed off for the window by `now`.
+  /// Reports lamps whose losing value has held for the window by `now`.
   void sweep(double now, std::vector<Change>& changes);
-  /// Drops pending off reports of tracks outside [first, last]: out of view, a flashing lamp
-  /// would otherwise read as off because its next on report never comes.
+  /// Drops pending reports of tracks outside [first, last]: out of view, a flashing lamp would
+  /// otherwise settle on the losing value because its next winning report never comes.
   void keepPendingOnlyFor(int first, int last);
   /// Forgets every state: all lamps unknown.
   void reset();
@@ -44,7 +46,7 @@ class HUILampDebouncer {
   enum class State : std::uint8_t { unknown, on, off };
   struct Lamp {
     State state = State::unknown;
-    std::optional<double> offSince;
+    std::optional<double> pendingSince;
   };
 
   double _window;

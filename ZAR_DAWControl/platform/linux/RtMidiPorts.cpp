@@ -55,12 +55,34 @@ std::optional<unsigned int> portContaining(RtMidi& midi, const std::string& text
 
 class RtMidiPortPair final : public platform::MidiPortPair {
  public:
-  RtMidiPortPair(std::unique_ptr<RtMidiIn> input, std::unique_ptr<RtMidiOut> output, platform::MidiReceiver receiver,
-                 std::string inputName, std::string outputName)
-      : _input(std::move(input)), _output(std::move(output)), _receiver(std::move(receiver)),
-        _inputName(std::move(inputName)), _outputName(std::move(outputName)) {
+  /// Opens the ports; `failure()` says why when they did not open. The receive callback is in
+  /// place before the input opens, so the MIDI thread never sees it being set.
+  RtMidiPortPair(RtMidi::Api api, const platform::MidiPortRequest& request, platform::MidiReceiver receiver)
+      : _receiver(std::move(receiver)), _inputName(request.name), _outputName(request.name) {
+    _input = std::make_unique<RtMidiIn>(api, request.name, kInputQueueSize);
+    _output = std::make_unique<RtMidiOut>(api, request.name);
+    _input->setErrorCallback(&reportError, &_failure);
+    _output->setErrorCallback(&reportError, &_failure);
     _input->ignoreTypes(true, true, true);
     _input->setCallback(&RtMidiPortPair::received, this);
+    if (request.connectInput.empty()) {
+      _input->openVirtualPort(request.name);
+    } else if (const auto index = portContaining(*_input, request.connectInput)) {
+      _inputName = _input->getPortName(*index);
+      _input->openPort(*index, request.name);
+    } else if (_failure.empty()) {
+      _failure = "no MIDI source named like \"" + request.connectInput + "\"";
+    }
+    if (request.connectOutput.empty()) {
+      _output->openVirtualPort(request.name);
+    } else if (const auto index = portContaining(*_output, request.connectOutput)) {
+      _outputName = _output->getPortName(*index);
+      _output->openPort(*index, request.name);
+    } else if (_failure.empty()) {
+      _failure = "no MIDI destination named like \"" + request.connectOutput + "\"";
+    }
+    _input->setErrorCallback(&reportError, nullptr);
+    _output->setErrorCallback(&reportError, nullptr);
   }
 
   ~RtMidiPortPair() override {
@@ -68,6 +90,8 @@ class RtMidiPortPair final : public platform::MidiPortPair {
     _input->closePort();
     _output->closePort();
   }
+
+  const std::string& failure() const { return _failure; }
 
   bool send(std::span<const std::uint8_t> bytes) override {
     std::lock_guard lock(_sendMutex);
@@ -92,11 +116,12 @@ class RtMidiPortPair final : public platform::MidiPortPair {
     }
   }
 
-  std::unique_ptr<RtMidiIn> _input;
-  std::unique_ptr<RtMidiOut> _output;
   platform::MidiReceiver _receiver;
   std::string _inputName;
   std::string _outputName;
+  std::string _failure;
+  std::unique_ptr<RtMidiIn> _input;
+  std::unique_ptr<RtMidiOut> _output;
   std::mutex _sendMutex;
   platform::MidiMessageSplitter _splitter;
 };
@@ -118,40 +143,11 @@ std::shared_ptr<platform::MidiPortPair> RtMidiPorts::open(const platform::MidiPo
     return fail("no receiver given");
   }
   try {
-    auto input = std::make_unique<RtMidiIn>(*api, request.name, kInputQueueSize);
-    auto output = std::make_unique<RtMidiOut>(*api, request.name);
-    std::string failure;
-    input->setErrorCallback(&reportError, &failure);
-    output->setErrorCallback(&reportError, &failure);
-    std::string inputName = request.name;
-    std::string outputName = request.name;
-    if (request.connectInput.empty()) {
-      input->openVirtualPort(request.name);
-    } else {
-      const auto index = portContaining(*input, request.connectInput);
-      if (!index) {
-        return fail("no MIDI source named like \"" + request.connectInput + "\"");
-      }
-      inputName = input->getPortName(*index);
-      input->openPort(*index, request.name);
+    auto pair = std::make_shared<RtMidiPortPair>(*api, request, std::move(receiver));
+    if (!pair->failure().empty()) {
+      return fail(pair->failure());
     }
-    if (request.connectOutput.empty()) {
-      output->openVirtualPort(request.name);
-    } else {
-      const auto index = portContaining(*output, request.connectOutput);
-      if (!index) {
-        return fail("no MIDI destination named like \"" + request.connectOutput + "\"");
-      }
-      outputName = output->getPortName(*index);
-      output->openPort(*index, request.name);
-    }
-    if (!failure.empty()) {
-      return fail(failure);
-    }
-    input->setErrorCallback(&reportError, nullptr);
-    output->setErrorCallback(&reportError, nullptr);
-    return std::make_shared<RtMidiPortPair>(std::move(input), std::move(output), std::move(receiver),
-                                            std::move(inputName), std::move(outputName));
+    return pair;
   } catch (const RtMidiError& failure) {
     return fail(failure.getMessage());
   }
