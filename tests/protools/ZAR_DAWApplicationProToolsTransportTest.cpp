@@ -30,9 +30,9 @@ class TransportTest : public zar::test::ProToolsTest {
     _manager->setEnabled(true);
     _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
     ASSERT_TRUE(_driver);
-    _host = SimHUIHost::create(sim.midiPorts,
-                               SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"),
-                               _proTools->trackNames(), SimHUIHost::Options{});
+    _proTools->attachHUI(sim.midiPorts,
+                         SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
+    _host = _proTools->huiHost();
     sim.runFor(1.0);  // the first ping
     sim.midiPorts->waitUntilIdle();
     _host->clearReceivedMessages();
@@ -125,6 +125,7 @@ TEST_F(TransportTest, RecordNamesTheRecordTrackPressesRecordThenPlayAndCountsThe
   EXPECT_TRUE(_driver->audioTracks()[0]->recEnabled());
   sim.midiPorts->waitUntilIdle();
   EXPECT_TRUE(_host->track(0)->recEnabled);
+  EXPECT_TRUE(_proTools->trackRecEnabled(0)) << "the row shows what HUI armed";
 }
 
 TEST_F(TransportTest, RecordWithoutNamingPreferencesKeepsTheName) {

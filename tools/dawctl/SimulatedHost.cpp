@@ -47,6 +47,10 @@ std::shared_ptr<zar::sim::SimProTools> SimulatedHost::launchProTools() {
   options.tracks = {{"JO Dialog"}, {"ANNA Dialog"}, {"Guide"}, {"FX", zar::sim::SimProTools::TrackKind::aux}};
   _proTools = std::make_shared<zar::sim::SimProTools>(options);
   _desktop->workspace()->launch(_proTools);
+  // Pro Tools' HUI peripheral is set to the framework's ports.
+  _proTools->attachHUI(_platform->midiPorts,
+                       zar::sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName,
+                                                                zar::sim::LoopbackMidiPorts::kApi));
   return _proTools;
 }
 

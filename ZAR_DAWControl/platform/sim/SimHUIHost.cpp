@@ -143,6 +143,13 @@ void SimHUIHost::setTrackSoloed(std::size_t index, bool value) {
   changeTrack(index, [value](Track& track) { track.soloed = value; });
 }
 
+void SimHUIHost::setTracks(std::vector<Track> tracks) {
+  std::lock_guard lock(_mutex);
+  _tracks = std::move(tracks);
+  _bankOffset = std::min(_bankOffset, std::max(0, static_cast<int>(_tracks.size()) - 1));
+  refreshLampsLocked(true);
+}
+
 void SimHUIHost::changeTrack(std::size_t index, const std::function<void(Track&)>& change) {
   {
     std::lock_guard lock(_mutex);

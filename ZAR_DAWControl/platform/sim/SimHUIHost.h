@@ -69,6 +69,9 @@ class SimHUIHost : public std::enable_shared_from_this<SimHUIHost> {
   void setTrackRecEnabled(std::size_t index, bool value);
   void setTrackMuted(std::size_t index, bool value);
   void setTrackSoloed(std::size_t index, bool value);
+  /// Replaces the session's tracks (tracks added, removed or moved in Pro Tools); the strips keep
+  /// their bank where the session still reaches and show the new tracks' lamps.
+  void setTracks(std::vector<Track> tracks);
   /// Called (on the thread that made the change) with the index of a track whose state changed.
   void setTrackChangeCallback(std::function<void(std::size_t)> callback);
 

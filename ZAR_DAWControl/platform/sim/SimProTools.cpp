@@ -48,7 +48,10 @@ SimProTools::SimProTools(Options options) : SimApplication(infoFor(options)), _o
   }
 }
 
-SimProTools::~SimProTools() { invalidateElements(); }
+SimProTools::~SimProTools() {
+  if (const auto host = huiHost()) host->setTrackChangeCallback({});
+  invalidateElements();
+}
 
 // Session.
 
@@ -130,19 +133,23 @@ void SimProTools::buildRowLocked(std::size_t index) {
       const auto button = weakButton.lock();
       for (std::size_t i = 0; i < _tracks.size(); ++i) {
         if (_tracks[i].recButton == button || _tracks[i].inputButton == button || _tracks[i].muteButton == button) {
-          change(_tracks[i]);
+          change(_tracks[i], i);
           showTrackLocked(i);
           return;
         }
       }
     };
   };
-  track.recButton->addAction(ax::kPressAction, "press",
-                             pressHandler(track.recButton, [](Track& t) { t.recEnabled = !t.recEnabled; }));
+  track.recButton->addAction(ax::kPressAction, "press", pressHandler(track.recButton, [this](Track& t, std::size_t i) {
+                               t.recEnabled = !t.recEnabled;
+                               if (_huiHost) _huiHost->setTrackRecEnabled(i, t.recEnabled);
+                             }));
   track.inputButton->addAction(ax::kPressAction, "press",
-                               pressHandler(track.inputButton, [](Track& t) { t.inputMonitoring = !t.inputMonitoring; }));
-  track.muteButton->addAction(ax::kPressAction, "press",
-                              pressHandler(track.muteButton, [](Track& t) { t.muted = !t.muted; }));
+                               pressHandler(track.inputButton, [](Track& t, std::size_t) { t.inputMonitoring = !t.inputMonitoring; }));
+  track.muteButton->addAction(ax::kPressAction, "press", pressHandler(track.muteButton, [this](Track& t, std::size_t i) {
+                                t.muted = !t.muted;
+                                if (_huiHost) _huiHost->setTrackMuted(i, t.muted);
+                              }));
   showTrackLocked(index);
 }
 
@@ -291,12 +298,55 @@ void SimProTools::setTrackRecEnabled(std::size_t index, bool value) {
   if (index >= _tracks.size()) return;
   _tracks[index].recEnabled = value;
   showTrackLocked(index);
+  if (_huiHost) _huiHost->setTrackRecEnabled(index, value);
 }
 
 void SimProTools::setTrackMuted(std::size_t index, bool value) {
   auto lock = SimElement::lockTree();
   if (index >= _tracks.size()) return;
   _tracks[index].muted = value;
+  showTrackLocked(index);
+  if (_huiHost) _huiHost->setTrackMuted(index, value);
+}
+
+// HUI.
+
+void SimProTools::attachHUI(std::shared_ptr<platform::MidiPorts> ports, platform::MidiPortRequest request,
+                            SimHUIHost::Options options) {
+  auto lock = SimElement::lockTree();
+  std::vector<std::string> names;
+  for (const auto& track : _tracks) names.push_back(track.spec.name);
+  _huiHost = SimHUIHost::create(std::move(ports), std::move(request), std::move(names), options);
+  syncHUITracksLocked();
+  _huiHost->setTrackChangeCallback([this](std::size_t index) { hostChangedTrack(index); });
+}
+
+std::shared_ptr<SimHUIHost> SimProTools::huiHost() const {
+  auto lock = SimElement::lockTree();
+  return _huiHost;
+}
+
+void SimProTools::syncHUITracksLocked() {
+  if (!_huiHost) return;
+  std::vector<SimHUIHost::Track> tracks;
+  for (const auto& track : _tracks) {
+    SimHUIHost::Track hui;
+    hui.name = track.spec.name;
+    hui.recEnabled = track.recEnabled;
+    hui.muted = track.muted;
+    tracks.push_back(std::move(hui));
+  }
+  _huiHost->setTracks(std::move(tracks));
+}
+
+void SimProTools::hostChangedTrack(std::size_t index) {
+  const auto host = huiHost();
+  const auto state = host ? host->track(index) : std::nullopt;
+  if (!state) return;
+  auto lock = SimElement::lockTree();
+  if (index >= _tracks.size()) return;
+  _tracks[index].recEnabled = state->recEnabled;
+  _tracks[index].muted = state->muted;
   showTrackLocked(index);
 }
 
@@ -320,6 +370,7 @@ void SimProTools::addTrack(TrackSpec spec, std::optional<std::size_t> position) 
     layoutRowsLocked();
     relistRowsLocked();
   }
+  syncHUITracksLocked();
 }
 
 void SimProTools::removeTrack(std::size_t index) {
@@ -334,6 +385,7 @@ void SimProTools::removeTrack(std::size_t index) {
   _listingOrder.clear();
   layoutRowsLocked();
   relistRowsLocked();
+  syncHUITracksLocked();
 }
 
 void SimProTools::moveTrack(std::size_t from, std::size_t to) {
@@ -346,6 +398,7 @@ void SimProTools::moveTrack(std::size_t from, std::size_t to) {
   _listingOrder.clear();
   layoutRowsLocked();
   relistRowsLocked();
+  syncHUITracksLocked();
 }
 
 bool SimProTools::setRowListingOrder(std::vector<std::size_t> order) {

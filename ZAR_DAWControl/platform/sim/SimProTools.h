@@ -9,6 +9,7 @@
 #include "ZAR_DAWControl/platform/Geometry.h"
 #include "ZAR_DAWControl/platform/TCTime.h"
 #include "ZAR_DAWControl/platform/sim/SimApplication.h"
+#include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 
 namespace zar::sim {
 
@@ -100,6 +101,15 @@ class SimProTools : public SimApplication {
   /// Whether a track's name is open for renaming.
   bool renaming() const;
 
+  // HUI.
+
+  /// Makes Pro Tools talk HUI on those ports: from then on a track's record enable and mute are
+  /// the HUI side's, so a toggle pressed over HUI shows in the track's row and a change in the row
+  /// reaches the surface's lamps.
+  void attachHUI(std::shared_ptr<platform::MidiPorts> ports, platform::MidiPortRequest request,
+                 SimHUIHost::Options options = {});
+  std::shared_ptr<SimHUIHost> huiHost() const;
+
   /// The counter's text for a time in a format.
   static std::string counterText(const TCTime& time, TimeFormat format);
 
@@ -132,6 +142,8 @@ class SimProTools : public SimApplication {
   void closeEntryLocked();
   void commitEntryLocked();
   const Track* trackLocked(std::size_t index) const;
+  void syncHUITracksLocked();
+  void hostChangedTrack(std::size_t index);
 
   const Options _options;
   // Guarded by the element tree lock.
@@ -147,6 +159,7 @@ class SimProTools : public SimApplication {
   Entry _entry = Entry::none;
   std::size_t _renamedTrack = 0;
   std::u32string _entryText;
+  std::shared_ptr<SimHUIHost> _huiHost;
 };
 
 }  // namespace zar::sim

@@ -2,6 +2,7 @@
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/platform/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 #include "ZAR_DAWControl/platform/sim/SimProTools.h"
 #include "support/SimPlatform.h"
 
@@ -242,6 +243,34 @@ TEST_F(SimProToolsTest, IdentityTitlesAndSessionAreConfigurable) {
   _proTools->openSession("Reel 3");
   EXPECT_EQ(_proTools->trackRow(0)->title(), "Dialog 1 audio track");
   EXPECT_EQ(_proTools->trackRow(1)->title(), "Verb auxiliary track");
+}
+
+TEST_F(SimProToolsTest, TheHUISideAndTheRowsAreTheSameTracks) {
+  const auto request = zar::sim::SimHUIHost::defaultPortRequest("Surface", "loopback");
+  _proTools->attachHUI(_sim.midiPorts, request);
+  const auto host = _proTools->huiHost();
+  ASSERT_TRUE(host);
+  EXPECT_EQ(host->tracks().size(), 3u);
+
+  // The user clicks in Pro Tools: the HUI side has it.
+  _proTools->muteButton(2)->performAction(zar::ax::kPressAction);
+  EXPECT_TRUE(host->track(2)->muted);
+  _proTools->setTrackRecEnabled(0, true);
+  EXPECT_TRUE(host->track(0)->recEnabled);
+
+  // Pro Tools changes a track through HUI: the row has it.
+  host->setTrackMuted(1, true);
+  EXPECT_TRUE(_proTools->trackMuted(1));
+  EXPECT_EQ(value(_proTools->muteButton(1)), AXAttributeValue("on"));
+
+  // Tracks added or moved in Pro Tools are the HUI side's tracks too.
+  _proTools->addTrack({"Walla"}, 0);
+  EXPECT_EQ(host->tracks().size(), 4u);
+  EXPECT_EQ(host->track(0)->name, "Walla");
+  EXPECT_TRUE(host->track(1)->recEnabled) << "Dialog 1 moved down with its state";
+  _proTools->removeTrack(0);
+  EXPECT_EQ(host->track(2)->name, "FX");
+  EXPECT_TRUE(host->track(2)->muted);
 }
 
 }  // namespace
