@@ -123,23 +123,30 @@ void ZAR_DAWApplication::registerUserDefaults() {
   });
 }
 
-void ZAR_DAWApplication::showDAWNotAvailableWarning() {
+void ZAR_DAWApplication::showSuppressibleWarning(const std::string& messageText,
+                                                 const std::string& informativeText, const char* suppressionKey) {
   const auto platform = Platform::current();
-  if (platform->userDefaults->boolForKey(ZAR_DAWNotAvailableSuppression)) {
+  if (platform->userDefaults->boolForKey(suppressionKey)) {
     return;
   }
   zar::platform::AlertRequest request;
-  request.messageText = "Can't establish DAW connection";
-  request.informativeText =
-      "Can't continue the operation as either the DAW is not opened or no valid session is loaded.";
+  request.messageText = messageText;
+  request.informativeText = informativeText;
   request.defaultButton = "OK";
   request.showsSuppressionButton = true;
   request.suppressionButtonTitle = "Don't show this again";
   request.suppressionButtonChecked = false;
-  platform->dispatch->onMainThread([platform, request] {
+  platform->dispatch->onMainThread([platform, request, key = std::string(suppressionKey)] {
     const auto response = platform->alerts->runModal(request);
-    platform->userDefaults->setBool(response.suppressionButtonChecked, ZAR_DAWNotAvailableSuppression);
+    platform->userDefaults->setBool(response.suppressionButtonChecked, key);
   });
+}
+
+void ZAR_DAWApplication::showDAWNotAvailableWarning() {
+  showSuppressibleWarning(
+      "Can't establish DAW connection",
+      "Can't continue the operation as either the DAW is not opened or no valid session is loaded.",
+      ZAR_DAWNotAvailableSuppression);
 }
 
 void ZAR_DAWApplication::showNoRecTrackSelectedWarning() {

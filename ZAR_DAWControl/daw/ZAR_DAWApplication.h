@@ -140,6 +140,12 @@ class ZAR_DAWApplication : public ZAR_HUIDeviceDelegate, public std::enable_shar
   /// Keystroke pause.
   static constexpr double keystrokePause = 0.030;
 
+  /// A warning with an "OK" button and a "Don't show this again" box: nothing when the preference
+  /// `suppressionKey` is YES; otherwise shown on the main thread, and the box's state is stored
+  /// under the key when it closes.
+  static void showSuppressibleWarning(const std::string& messageText, const std::string& informativeText,
+                                      const char* suppressionKey);
+
  private:
   zar::platform::TimerRef makeUIRefreshTimer();
 

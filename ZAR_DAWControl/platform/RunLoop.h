@@ -28,6 +28,16 @@ class RunLoop {
   virtual void perform(std::function<void()> work) = 0;
   /// Whether the calling thread is the main thread (the thread that made the run loop).
   virtual bool isMainThread() const = 0;
+  /// Runs work at once when called on the main thread, otherwise queues it with `perform`
+  /// without waiting for it. Empty work is ignored.
+  void performOnMainThread(std::function<void()> work) {
+    if (!work) return;
+    if (isMainThread()) {
+      work();
+    } else {
+      perform(std::move(work));
+    }
+  }
   /// Runs the loop on the main thread until `stop`.
   virtual void run() = 0;
   /// Runs the loop for the given seconds of clock time (or until `stop`). May be nested.

@@ -446,25 +446,13 @@ std::optional<ZAR_Error> ZAR_DAWApplicationProTools::checkIfTimecodeFormatIsWron
 }
 
 void ZAR_DAWApplicationProTools::showHUIUnavailableAlert() {
-  const auto platform = Platform::current();
-  if (platform->userDefaults->boolForKey(ZAR_DAWHUINotAvailableSuppression)) {
-    return;
-  }
-  zar::platform::AlertRequest request;
-  request.messageText = "Can't establish HUI connection";
-  request.informativeText =
+  showSuppressibleWarning(
+      "Can't establish HUI connection",
       "Can't continue the operation as Pro Tools does not communicate with Vantrole's HUI ports. Please make sure "
       "the correct HUI ports are selected in Pro Tools' Setup->Peripherals->MIDI Controllers. If the right ports are "
       "already selected, opening and closing the Peripherals window will be enough to re-establish a HUI "
-      "connection.";
-  request.defaultButton = "OK";
-  request.showsSuppressionButton = true;
-  request.suppressionButtonTitle = "Don't show this again";
-  request.suppressionButtonChecked = false;
-  platform->dispatch->onMainThread([platform, request] {
-    const auto response = platform->alerts->runModal(request);
-    platform->userDefaults->setBool(response.suppressionButtonChecked, ZAR_DAWHUINotAvailableSuppression);
-  });
+      "connection.",
+      ZAR_DAWHUINotAvailableSuppression);
 }
 
 AXUIElementRef ZAR_DAWApplicationProTools::findEditWindowFromWindowArray(const std::optional<AXAttributeValue>& windows) {

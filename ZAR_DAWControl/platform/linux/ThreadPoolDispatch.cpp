@@ -50,16 +50,7 @@ void ThreadPoolDispatch::async(std::function<void()> work) {
   _workAvailable.notify_one();
 }
 
-void ThreadPoolDispatch::onMainThread(std::function<void()> work) {
-  if (!work) {
-    return;
-  }
-  if (_mainRunLoop->isMainThread()) {
-    work();
-  } else {
-    _mainRunLoop->perform(std::move(work));
-  }
-}
+void ThreadPoolDispatch::onMainThread(std::function<void()> work) { _mainRunLoop->performOnMainThread(std::move(work)); }
 
 void ThreadPoolDispatch::workerLoop() {
   std::unique_lock lock(_mutex);

@@ -37,16 +37,7 @@ void SimDispatch::async(std::function<void()> work) {
   }
 }
 
-void SimDispatch::onMainThread(std::function<void()> work) {
-  if (!work) {
-    return;
-  }
-  if (_mainRunLoop->isMainThread()) {
-    work();
-  } else {
-    _mainRunLoop->perform(std::move(work));
-  }
-}
+void SimDispatch::onMainThread(std::function<void()> work) { _mainRunLoop->performOnMainThread(std::move(work)); }
 
 std::size_t SimDispatch::runPending() {
   std::deque<std::function<void()>> batch;
