@@ -8,10 +8,10 @@ namespace zar::test {
 
 HUISimulation::HUISimulation()
     : clock(std::make_shared<sim::VirtualClock>(1000.0)),
-      runLoop(std::make_shared<VirtualTimeRunLoop>(clock)),
+      runLoop(std::make_shared<native::MainRunLoop>(clock)),
       loopback(std::make_shared<sim::LoopbackMidiPorts>()),
       _previous(platform::Platform::current()) {
-  runLoop->setSettleHook([ports = loopback.get()] { ports->waitUntilIdle(); });
+  clock->setSettleHook([ports = loopback.get()] { ports->waitUntilIdle(); });
   auto platform = std::make_shared<platform::Platform>();
   platform->clock = clock;
   platform->mainRunLoop = runLoop;

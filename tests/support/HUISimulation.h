@@ -9,10 +9,10 @@
 #include "ZAR_DAWControl/platform/ZAR_HUIDeviceDelegate.h"
 #include "ZAR_DAWControl/platform/ZAR_MIDISystem.h"
 #include "ZAR_DAWControl/platform/hui/HUIEvent.h"
+#include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
 #include "ZAR_DAWControl/platform/sim/LoopbackMidiPorts.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 #include "ZAR_DAWControl/platform/sim/VirtualClock.h"
-#include "support/VirtualTimeRunLoop.h"
 
 namespace zar::test {
 
@@ -32,7 +32,7 @@ class HUISimulation {
   std::vector<std::pair<int, int>> pressesReceived() const;
 
   std::shared_ptr<sim::VirtualClock> clock;
-  std::shared_ptr<VirtualTimeRunLoop> runLoop;
+  std::shared_ptr<native::MainRunLoop> runLoop;
   std::shared_ptr<sim::LoopbackMidiPorts> loopback;
   std::shared_ptr<ZAR_MIDISystem> system;
   std::shared_ptr<sim::SimHUIHost> host;

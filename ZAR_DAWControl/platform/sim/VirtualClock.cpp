@@ -22,7 +22,22 @@ void VirtualClock::waitUntil(std::condition_variable& cv, std::unique_lock<std::
     cv.wait(lock);
     return;
   }
+  std::function<void()> settle;
+  {
+    std::lock_guard guard(_mutex);
+    settle = _settle;
+  }
+  if (settle) {
+    lock.unlock();
+    settle();
+    lock.lock();
+  }
   advanceTo(deadline);
+}
+
+void VirtualClock::setSettleHook(std::function<void()> settle) {
+  std::lock_guard lock(_mutex);
+  _settle = std::move(settle);
 }
 
 void VirtualClock::advanceTo(double time) {

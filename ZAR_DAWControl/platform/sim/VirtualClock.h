@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -24,6 +25,10 @@ class VirtualClock final : public platform::Clock {
   void sleep(double seconds) override;
   void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double deadline) override;
 
+  /// Called before a wait lets time jump, with the waiter's lock released, so that what the
+  /// simulated world still has in flight (MIDI on the loopback, say) happens at the current time.
+  void setSettleHook(std::function<void()> settle);
+
   /// Moves time forward (never backward) to `time`.
   void advanceTo(double time);
   void advanceBy(double seconds) { advanceTo(now() + seconds); }
@@ -35,6 +40,7 @@ class VirtualClock final : public platform::Clock {
   mutable std::mutex _mutex;
   double _now;
   std::vector<Sleep> _sleeps;
+  std::function<void()> _settle;
 };
 
 }  // namespace zar::sim

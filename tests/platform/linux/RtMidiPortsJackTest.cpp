@@ -19,7 +19,8 @@
 #include "ZAR_DAWControl/platform/ZAR_HUIDevice.h"
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
-#include "support/VirtualTimeRunLoop.h"
+#include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
+#include "ZAR_DAWControl/platform/sim/VirtualClock.h"
 
 namespace {
 
@@ -151,7 +152,7 @@ TEST(RtMidiPortsJack, DeviceAnswersPingsAndTogglesAgainstAHostOverJack) {
   auto previous = zar::platform::Platform::current();
   platform->clock = std::make_shared<zar::native::SystemClock>();
   // The host's timers stay idle: the test pings by hand, in real time.
-  platform->mainRunLoop = std::make_shared<zar::test::VirtualTimeRunLoop>(std::make_shared<zar::sim::VirtualClock>());
+  platform->mainRunLoop = std::make_shared<zar::native::MainRunLoop>(std::make_shared<zar::sim::VirtualClock>());
   zar::platform::Platform::install(platform);
 
   {

@@ -52,3 +52,27 @@ TEST(VirtualClock, SleepsFromSeveralThreadsAreAllRecorded) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(VirtualClock, SettlesAtTheCurrentTimeBeforeAWaitJumps) {
+  zar::sim::VirtualClock clock(0.0);
+  std::mutex mutex;
+  std::condition_variable cv;
+  std::vector<double> settledAt;
+  bool waiterLockFree = false;
+  clock.setSettleHook([&] {
+    settledAt.push_back(clock.now());
+    waiterLockFree = mutex.try_lock();
+    if (waiterLockFree) mutex.unlock();
+  });
+  std::unique_lock lock(mutex);
+  clock.waitUntil(cv, lock, 1.5);
+  clock.waitUntil(cv, lock, 4.0);
+  EXPECT_EQ(settledAt, (std::vector<double>{0.0, 1.5}));
+  EXPECT_TRUE(waiterLockFree) << "the waiter's lock is released while the world settles";
+  EXPECT_TRUE(lock.owns_lock());
+  EXPECT_DOUBLE_EQ(clock.now(), 4.0);
+}
+
+}  // namespace
