@@ -199,7 +199,7 @@ void PlistUserDefaults::load(const std::string& path) {
   }
   if (error) {
     // Whether there is a file is unknown, so writing could destroy one.
-    log(LogFlag::error, fmt::format("Can't look at preferences file {} ({}); preferences are kept in memory only",
+    log(LogFlag::error, __func__, __LINE__, fmt::format("Can't look at preferences file {} ({}); preferences are kept in memory only",
                                     path, error.message()));
     _path.reset();
     return;
@@ -242,7 +242,7 @@ void PlistUserDefaults::load(const std::string& path) {
     if (auto value = fromNode(item)) {
       _stored.insert_or_assign(name, std::move(*value));
     } else {
-      log(LogFlag::warning,
+      log(LogFlag::warning, __func__, __LINE__,
           fmt::format("Preference \"{}\" in {} holds a date or uid; it is kept in the file but can't be read", name,
                       path));
       _unrepresentable.insert_or_assign(name, Node(plist_copy(item)));
@@ -257,13 +257,13 @@ void PlistUserDefaults::setAside(const std::string& path, const std::string& rea
   for (int attempt = 1; attempt <= 100; ++attempt) {
     const std::string aside = attempt == 1 ? base : fmt::format("{}-{}", base, attempt);
     if (renameNoReplace(path, aside, error)) {
-      log(LogFlag::error, fmt::format("Preferences file {} {}; moved it to {} and started with empty preferences",
+      log(LogFlag::error, __func__, __LINE__, fmt::format("Preferences file {} {}; moved it to {} and started with empty preferences",
                                       path, reason, aside));
       return;
     }
     if (error != EEXIST) break;
   }
-  log(LogFlag::error, fmt::format("Preferences file {} {} and can't be moved aside ({}); preferences are kept "
+  log(LogFlag::error, __func__, __LINE__, fmt::format("Preferences file {} {} and can't be moved aside ({}); preferences are kept "
                                   "in memory only and the file is left as it is",
                                   path, reason, std::strerror(error)));
   _path.reset();
@@ -343,15 +343,15 @@ void PlistUserDefaults::write(std::uint64_t generation, const std::string& xml) 
     fs::create_directories(target.parent_path(), error);
   }
   if (xml.empty() || !_files.writeFileAtomically(*_path, xml)) {
-    log(LogFlag::error, fmt::format("Can't write preferences file {}", *_path));
+    log(LogFlag::error, __func__, __LINE__, fmt::format("Can't write preferences file {}", *_path));
     return;
   }
   _writtenGeneration = generation;
 }
 
-void PlistUserDefaults::log(LogFlag flag, std::string message, std::source_location where) const {
+void PlistUserDefaults::log(LogFlag flag, const char* function, int line, std::string message) const {
   if (_logger && platform::logFlagEnabled(flag)) {
-    _logger->log(flag, where.file_name(), where.function_name(), static_cast<int>(where.line()), std::move(message));
+    _logger->log(flag, __FILE__, function, line, std::move(message));
   }
 }
 

@@ -5,7 +5,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <source_location>
 #include <string>
 
 #include "ZAR_DAWControl/platform/Logger.h"
@@ -54,8 +53,8 @@ class PlistUserDefaults final : public platform::UserDefaults {
   std::string serialize() const;
   /// Writes `xml` unless a newer generation of the domain has been written already.
   void write(std::uint64_t generation, const std::string& xml);
-  void log(platform::LogFlag flag, std::string message,
-           std::source_location where = std::source_location::current()) const;
+  /// Logs through the logger given at construction (the platform may not be installed yet).
+  void log(platform::LogFlag flag, const char* function, int line, std::string message) const;
 
   std::optional<std::string> _path;
   std::shared_ptr<platform::Logger> _logger;
