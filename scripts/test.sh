@@ -9,12 +9,18 @@ cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
 
 presets=${ZAR_TEST_PRESETS:-"default asan-ubsan tsan"}
+summary=$(mktemp)
+trap 'rm -f "$summary"' EXIT
+passed=0
 for preset in $presets; do
   echo "=== preset ${preset}"
   start=$(date +%s)
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset"
-  ctest --preset "$preset"
+  ctest --preset "$preset" | tee "$summary"
+  # "100% tests passed, 0 tests failed out of N": a failure has already ended the script.
+  total=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$summary" | tail -n 1)
+  passed=$(( passed + ${total:-0} ))
   echo "=== preset ${preset} passed in $(( $(date +%s) - start )) s"
 done
 
@@ -24,3 +30,5 @@ if [ "$fuzz_seconds" -gt 0 ]; then
   ZAR_FUZZ_SECONDS=$fuzz_seconds bash scripts/fuzz.sh
   echo "=== fuzzing passed in $(( $(date +%s) - start )) s"
 fi
+
+echo "tests: ${passed} passed, 0 failed"
