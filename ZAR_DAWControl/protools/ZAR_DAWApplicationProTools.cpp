@@ -374,8 +374,11 @@ void ZAR_DAWApplicationProTools::updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_
   const auto matrix = ZAR_DAWApplicationManager::sharedManager()->muteRecMatrix();
   const auto nullMode = ZAR_DAWAudioTrackMode::nullTrackMode();
 
-  for (const auto& track : audioTracks()) {
-    const std::int32_t position = track->index();
+  const auto tracks = audioTracks();
+  for (std::size_t i = 0; i < tracks.size(); ++i) {
+    const auto& track = tracks[i];
+    // The matrix row is the list position (which discovery also makes the track's index).
+    const auto position = static_cast<std::int32_t>(i);
     std::shared_ptr<ZAR_DAWAudioTrackMode> trackMode;
     if (mode == ZAR_DAWModeRecord) {
       trackMode = matrix->recordModeAtTrackIndex(position);

@@ -27,6 +27,9 @@ constexpr double inputPressInterval = 0.2;
 
 std::mutex inputGuardMutex;
 double lastInputSetTime = 0;  // guarded by inputGuardMutex
+// The clock that made the stamp: a stamp of a clock since replaced (another installed platform)
+// tells nothing about the time on the current one. Guarded by inputGuardMutex.
+std::weak_ptr<const zar::platform::Clock> lastInputSetClock;
 
 // A typed attribute of the element, or nothing when it is missing or of another kind.
 const AXTypedValue* typedValue(const std::optional<zar::platform::AXAttributeValue>& value) {
@@ -189,10 +192,13 @@ void ZAR_DAWAudioTrack::setInputEnabled(bool inputEnabled) {
     return;
   }
   std::lock_guard lock(inputGuardMutex);
-  const double now = Platform::current()->clock->now();
-  if (now - lastInputSetTime > inputPressInterval) {
+  const auto& clock = Platform::current()->clock;
+  const double now = clock->now();
+  const bool sameClock = lastInputSetClock.lock() == clock;
+  if (!sameClock || now - lastInputSetTime > inputPressInterval) {
     UIElementUtilities::performAction(zar::ax::kPressAction, inputButton());
     lastInputSetTime = now;
+    lastInputSetClock = clock;
   }
 }
 
