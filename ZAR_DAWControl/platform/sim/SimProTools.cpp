@@ -41,7 +41,7 @@ SimApplication::Info SimProTools::infoFor(const Options& options) {
 
 SimProTools::SimProTools(Options options) : SimApplication(infoFor(options)), _options(std::move(options)) {
   auto lock = SimElement::lockTree();
-  for (const auto& spec : _options.tracks) _tracks.emplace_back(spec);
+  for (const auto& definition : _options.tracks) _tracks.emplace_back(definition);
   if (_options.sessionName) {
     _sessionName = _options.sessionName;
     buildEditWindowLocked();
@@ -120,7 +120,7 @@ void SimProTools::buildEditWindowLocked() {
 
 void SimProTools::buildRowLocked(std::size_t index) {
   Track& track = _tracks[index];
-  track.row = makeElement(ax::kGroupRole, rowTitle(track.spec));
+  track.row = makeElement(ax::kGroupRole, rowTitle(track.definition));
   track.nameField = track.row->addChild(makeElement(ax::kTextFieldRole, std::string("Track name")));
   track.recButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("Track Record Enable")));
   track.inputButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("TrackInput Monitor")));
@@ -183,9 +183,9 @@ void SimProTools::relistRowsLocked() {
   }
 }
 
-std::string SimProTools::rowTitle(const TrackSpec& spec) const {
-  const std::string& format = spec.kind == TrackKind::audio ? _options.audioTitleFormat : _options.auxTitleFormat;
-  return fmt::format(fmt::runtime(format), spec.name);
+std::string SimProTools::rowTitle(const TrackDefinition& definition) const {
+  const std::string& format = definition.kind == TrackKind::audio ? _options.audioTitleFormat : _options.auxTitleFormat;
+  return fmt::format(fmt::runtime(format), definition.name);
 }
 
 // Counters.
@@ -261,7 +261,7 @@ std::size_t SimProTools::trackCount() const {
 std::vector<std::string> SimProTools::trackNames() const {
   auto lock = SimElement::lockTree();
   std::vector<std::string> names;
-  for (const auto& track : _tracks) names.push_back(track.spec.name);
+  for (const auto& track : _tracks) names.push_back(track.definition.name);
   return names;
 }
 
@@ -272,7 +272,7 @@ const SimProTools::Track* SimProTools::trackLocked(std::size_t index) const {
 std::string SimProTools::trackName(std::size_t index) const {
   auto lock = SimElement::lockTree();
   const Track* track = trackLocked(index);
-  return track != nullptr ? track->spec.name : std::string();
+  return track != nullptr ? track->definition.name : std::string();
 }
 
 bool SimProTools::inputMonitoring(std::size_t index) const {
@@ -315,7 +315,7 @@ void SimProTools::attachHUI(std::shared_ptr<platform::MidiPorts> ports, platform
                             SimHUIHost::Options options) {
   auto lock = SimElement::lockTree();
   std::vector<std::string> names;
-  for (const auto& track : _tracks) names.push_back(track.spec.name);
+  for (const auto& track : _tracks) names.push_back(track.definition.name);
   _huiHost = SimHUIHost::create(std::move(ports), std::move(request), std::move(names), options);
   syncHUITracksLocked();
   _huiHost->setTrackChangeCallback([this](std::size_t index) { hostChangedTrack(index); });
@@ -331,7 +331,7 @@ void SimProTools::syncHUITracksLocked() {
   std::vector<SimHUIHost::Track> tracks;
   for (const auto& track : _tracks) {
     SimHUIHost::Track hui;
-    hui.name = track.spec.name;
+    hui.name = track.definition.name;
     hui.recEnabled = track.recEnabled;
     hui.muted = track.muted;
     tracks.push_back(std::move(hui));
@@ -353,17 +353,17 @@ void SimProTools::hostChangedTrack(std::size_t index) {
 void SimProTools::showTrackLocked(std::size_t index) {
   const Track& track = _tracks[index];
   if (!track.row) return;
-  track.nameField->setAttribute(ax::kValueAttribute, track.spec.name);
+  track.nameField->setAttribute(ax::kValueAttribute, track.definition.name);
   track.recButton->setAttribute(ax::kValueAttribute, onOff(track.recEnabled));
   track.inputButton->setAttribute(ax::kValueAttribute, onOff(track.inputMonitoring));
   track.muteButton->setAttribute(ax::kValueAttribute, onOff(track.muted));
 }
 
-void SimProTools::addTrack(TrackSpec spec, std::optional<std::size_t> position) {
+void SimProTools::addTrack(TrackDefinition definition, std::optional<std::size_t> position) {
   auto lock = SimElement::lockTree();
   closeEntryLocked();
   const std::size_t at = std::min(position.value_or(_tracks.size()), _tracks.size());
-  _tracks.insert(_tracks.begin() + static_cast<std::ptrdiff_t>(at), Track(std::move(spec)));
+  _tracks.insert(_tracks.begin() + static_cast<std::ptrdiff_t>(at), Track(std::move(definition)));
   _listingOrder.clear();
   if (_editWindow) {
     buildRowLocked(at);
@@ -474,8 +474,8 @@ void SimProTools::commitEntryLocked() {
     std::string name;
     for (const char32_t c : _entryText) name += platform::KeyboardLayout::encodeUTF8(c);
     Track& track = _tracks[_renamedTrack];
-    track.spec.name = std::move(name);
-    if (track.row) track.row->setAttribute(ax::kTitleAttribute, rowTitle(track.spec));
+    track.definition.name = std::move(name);
+    if (track.row) track.row->setAttribute(ax::kTitleAttribute, rowTitle(track.definition));
     showTrackLocked(_renamedTrack);
   }
   closeEntryLocked();

@@ -27,7 +27,7 @@ class SimProTools : public SimApplication {
   /// Pro Tools' main counter formats.
   enum class TimeFormat { timecode, barsBeats, minSecs, samples, feetFrames };
 
-  struct TrackSpec {
+  struct TrackDefinition {
     std::string name;
     TrackKind kind = TrackKind::audio;
   };
@@ -39,7 +39,7 @@ class SimProTools : public SimApplication {
     std::optional<std::string> bundleVersion = "12.5.0";
     /// The open session; nothing: Pro Tools runs without a session (no edit window).
     std::optional<std::string> sessionName = "Dialogue Session";
-    std::vector<TrackSpec> tracks;
+    std::vector<TrackDefinition> tracks;
     /// How a row's title is made from the track's name ("{}" stands for the name).
     std::string audioTitleFormat = "{} - Audio Track ";
     std::string auxTitleFormat = "{} - Aux Track ";
@@ -87,7 +87,7 @@ class SimProTools : public SimApplication {
   void setTrackRecEnabled(std::size_t index, bool value);
   void setTrackMuted(std::size_t index, bool value);
   /// Adds a track at `position` (the end when nothing or past the end).
-  void addTrack(TrackSpec spec, std::optional<std::size_t> position = std::nullopt);
+  void addTrack(TrackDefinition definition, std::optional<std::size_t> position = std::nullopt);
   void removeTrack(std::size_t index);
   void moveTrack(std::size_t from, std::size_t to);
   /// The order in which the edit window lists the rows among its children (rows stay on screen in
@@ -118,8 +118,8 @@ class SimProTools : public SimApplication {
 
  private:
   struct Track {
-    explicit Track(TrackSpec trackSpec) : spec(std::move(trackSpec)) {}
-    TrackSpec spec;
+    explicit Track(TrackDefinition trackDefinition) : definition(std::move(trackDefinition)) {}
+    TrackDefinition definition;
     bool recEnabled = false;
     bool muted = false;
     bool inputMonitoring = false;
@@ -132,7 +132,7 @@ class SimProTools : public SimApplication {
   enum class Entry { none, start, end, rename };
 
   static Info infoFor(const Options& options);
-  std::string rowTitle(const TrackSpec& spec) const;
+  std::string rowTitle(const TrackDefinition& definition) const;
   void buildEditWindowLocked();
   void buildRowLocked(std::size_t index);
   void layoutRowsLocked();
