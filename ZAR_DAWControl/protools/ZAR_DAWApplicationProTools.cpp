@@ -254,12 +254,7 @@ void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_Visua
   if (!openPass(event)) return;
   ZAR_DAWApplication::recordWithEvent(event);
 
-  const auto recordTracks = this->recordTracks();
-  const std::int32_t recTrackIndex = event->recTrackIndex();
-  std::shared_ptr<ZAR_DAWAudioTrack> recordTrack;
-  if (recTrackIndex >= 0 && static_cast<std::size_t>(recTrackIndex) < recordTracks.size()) {
-    recordTrack = recordTracks[static_cast<std::size_t>(recTrackIndex)];
-  }
+  const auto recordTrack = recordTrackOf(*event);
 
   const auto& defaults = Platform::current()->userDefaults;
   std::vector<std::string> parts;
@@ -278,8 +273,8 @@ void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_Visua
       recordTrack->setName(fmt::format("{}", fmt::join(parts, "_")));
     } else {
       // The host should have shown the no-record-track warning instead of recording.
-      ZAR_LOG_ERROR("No record track at position {} of {} record tracks; the take is not named", recTrackIndex,
-                    recordTracks.size());
+      ZAR_LOG_ERROR("No record track at position {} of {} record tracks; the take is not named",
+                    event->recTrackIndex(), recordTracks().size());
     }
   }
 
@@ -346,6 +341,15 @@ void ZAR_DAWApplicationProTools::findAudioTracks() {
   setAudioTracks(std::move(tracks));
 }
 
+std::shared_ptr<ZAR_DAWAudioTrack> ZAR_DAWApplicationProTools::recordTrackOf(const ZAR_VisualEvent& event) const {
+  const auto tracks = recordTracks();
+  const std::int32_t index = event.recTrackIndex();
+  if (index < 0 || static_cast<std::size_t>(index) >= tracks.size()) {
+    return nullptr;
+  }
+  return tracks[static_cast<std::size_t>(index)];
+}
+
 void ZAR_DAWApplicationProTools::updateDAWTrackStatesForFrameIndex(std::int64_t frameIndex) {
   const auto event = currentEvent();
   if (!event) return;
@@ -361,16 +365,8 @@ void ZAR_DAWApplicationProTools::updateDAWTrackStatesForFrameIndex(std::int64_t 
 }
 
 void ZAR_DAWApplicationProTools::updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_DAWEventPhase phase) {
-  // The cue's record track; none when the cue names no entry of the record tracks (as in a
-  // rehearse or review where nothing records): then no track counts as the record track.
-  std::shared_ptr<ZAR_DAWAudioTrack> recordTrack;
-  if (const auto event = currentEvent()) {
-    const auto recordTracks = this->recordTracks();
-    const std::int32_t index = event->recTrackIndex();
-    if (index >= 0 && static_cast<std::size_t>(index) < recordTracks.size()) {
-      recordTrack = recordTracks[static_cast<std::size_t>(index)];
-    }
-  }
+  const auto event = currentEvent();
+  const auto recordTrack = event ? recordTrackOf(*event) : nullptr;
   const auto matrix = ZAR_DAWApplicationManager::sharedManager()->muteRecMatrix();
   const auto nullMode = ZAR_DAWAudioTrackMode::nullTrackMode();
 

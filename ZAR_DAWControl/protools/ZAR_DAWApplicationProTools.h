@@ -78,6 +78,9 @@ class ZAR_DAWApplicationProTools : public ZAR_DAWApplication {
   /// The opening of a pass: a fresh HUI device, then the check that Pro Tools talks HUI with it.
   bool openPass(const std::shared_ptr<ZAR_VisualEvent>& event);
   void selectRange(const ZAR_VisualEvent& event, double pause);
+  /// The entry of the record tracks at the cue's record-track index; none when the cue names no
+  /// entry (as in a rehearse or review where nothing records): then no track is the record track.
+  std::shared_ptr<ZAR_DAWAudioTrack> recordTrackOf(const ZAR_VisualEvent& event) const;
 
   mutable std::mutex _elementMutex;
   zar::platform::AXUIElementRef _startTCTextfield;
