@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "ZAR_DAWControl/platform/Platform.h"
-#include "ZAR_DAWControl/platform/ZAR_HUIDevice.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_HUIDevice.h"
 #include "ZAR_DAWControl/platform/sim/LoopbackMidiPorts.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 #include "ZAR_DAWControl/platform/sim/VirtualClock.h"

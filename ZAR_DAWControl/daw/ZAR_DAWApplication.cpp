@@ -6,7 +6,7 @@
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
-#include "ZAR_DAWControl/platform/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"

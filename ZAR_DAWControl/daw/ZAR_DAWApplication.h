@@ -13,11 +13,11 @@
 #include "ZAR_DAWControl/platform/EventPoster.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/RunLoop.h"
-#include "ZAR_DAWControl/platform/TCTime.h"
+#include "ZAR_DAWControl/platform/utility/TCTime.h"
 #include "ZAR_DAWControl/platform/Workspace.h"
-#include "ZAR_DAWControl/platform/ZAR_Error.h"
-#include "ZAR_DAWControl/platform/ZAR_HUIDevice.h"
-#include "ZAR_DAWControl/platform/ZAR_VisualEvent.h"
+#include "ZAR_DAWControl/platform/utility/ZAR_Error.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_HUIDevice.h"
+#include "ZAR_DAWControl/platform/visualevents/ZAR_VisualEvent.h"
 
 class ZAR_DAWAudioTrack;
 

@@ -2,7 +2,7 @@
 
 #include "ZAR_DAWControl/modes/Utf8Text.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
-#include "ZAR_DAWControl/platform/RandomString.h"
+#include "ZAR_DAWControl/platform/utility/RandomString.h"
 
 namespace {
 constexpr std::size_t uuidLength = 16;

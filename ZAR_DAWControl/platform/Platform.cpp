@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "ZAR_DAWControl/platform/DefaultPlatform.h"
+#include "ZAR_DAWControl/platform/default/DefaultPlatform.h"
 
 namespace zar::platform {
 

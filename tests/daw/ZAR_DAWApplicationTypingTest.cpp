@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
-#include "ZAR_DAWControl/platform/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "support/ProToolsTest.h"
 
 namespace {

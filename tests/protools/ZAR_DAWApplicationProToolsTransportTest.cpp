@@ -4,7 +4,7 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
-#include "ZAR_DAWControl/platform/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "ZAR_DAWControl/platform/hui/HUIDecoder.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
 
 namespace zar::test {
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "ZAR_DAWControl/platform/Platform.h"
-#include "ZAR_DAWControl/platform/ZAR_HUIDeviceDelegate.h"
-#include "ZAR_DAWControl/platform/ZAR_MIDISystem.h"
-#include "ZAR_DAWControl/platform/hui/HUIEvent.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_HUIDeviceDelegate.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIEvent.h"
 #include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
 #include "ZAR_DAWControl/platform/sim/LoopbackMidiPorts.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"

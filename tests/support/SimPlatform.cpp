@@ -1,6 +1,6 @@
 #include "support/SimPlatform.h"
 
-#include "ZAR_DAWControl/platform/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 
 namespace zar::test {
 

@@ -7,7 +7,7 @@
 
 #include "Commands.h"
 #include "ZAR_DAWControl/platform/Platform.h"
-#include "ZAR_DAWControl/platform/ZAR_HUIDevice.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_HUIDevice.h"
 #include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
 

@@ -1,11 +1,11 @@
 #include "SimulatedHost.h"
 
-#include "ZAR_DAWControl/platform/DefaultPlatform.h"
+#include "ZAR_DAWControl/platform/default/DefaultPlatform.h"
 #include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
 #include "ZAR_DAWControl/platform/sim/LoopbackMidiPorts.h"
 #include "ZAR_DAWControl/platform/sim/SimDispatch.h"
 #include "ZAR_DAWControl/platform/sim/VirtualClock.h"
-#include "ZAR_DAWControl/platform/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 
 namespace dawctl {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Commands.h"
-#include "ZAR_DAWControl/platform/ZAR_TCHelper.h"
+#include "ZAR_DAWControl/platform/utility/ZAR_TCHelper.h"
 
 namespace dawctl {
 

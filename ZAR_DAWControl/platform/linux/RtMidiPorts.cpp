@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "ZAR_DAWControl/platform/Log.h"
-#include "ZAR_DAWControl/platform/MidiMessageSplitter.h"
+#include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 
 namespace zar::native {
 

@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "ZAR_DAWControl/platform/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 
 namespace zar::sim {
 

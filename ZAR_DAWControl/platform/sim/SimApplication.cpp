@@ -4,7 +4,7 @@
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 
-#include "ZAR_DAWControl/platform/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 
 namespace zar::sim {
 

@@ -4,7 +4,7 @@
 
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/Platform.h"
-#include "ZAR_DAWControl/platform/hui/HUICodec.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
 
 namespace zar::sim {
 

@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "ZAR_DAWControl/platform/MidiMessageSplitter.h"
+#include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 #include "ZAR_DAWControl/platform/MidiPorts.h"
 #include "ZAR_DAWControl/platform/RunLoop.h"
-#include "ZAR_DAWControl/platform/hui/HUIDecoder.h"
-#include "ZAR_DAWControl/platform/hui/HUIProtocol.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
 namespace zar::sim {
 

@@ -6,7 +6,7 @@
 #include <numeric>
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
-#include "ZAR_DAWControl/platform/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 
 namespace zar::sim {
 

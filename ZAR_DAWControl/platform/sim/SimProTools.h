@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "ZAR_DAWControl/platform/Geometry.h"
-#include "ZAR_DAWControl/platform/TCTime.h"
+#include "ZAR_DAWControl/platform/utility/TCTime.h"
 #include "ZAR_DAWControl/platform/sim/SimApplication.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 

@@ -1,5 +1,5 @@
 // A host's first contact with the installed framework: its headers, its library and a service.
-#include <ZAR_DAWControl/platform/ZAR_TCHelper.h>
+#include <ZAR_DAWControl/platform/utility/ZAR_TCHelper.h>
 
 int main() {
   const TCTime tc = ZAR_TCHelper::tcTimeFromString("01:00:00:00");

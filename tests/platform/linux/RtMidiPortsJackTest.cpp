@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "ZAR_DAWControl/platform/Platform.h"
-#include "ZAR_DAWControl/platform/ZAR_HUIDevice.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_HUIDevice.h"
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 #include "ZAR_DAWControl/platform/linux/MainRunLoop.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "ZAR_DAWControl/platform/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "ZAR_DAWControl/platform/sim/SimApplication.h"
 
 namespace {

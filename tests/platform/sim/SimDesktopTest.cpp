@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "ZAR_DAWControl/platform/DefaultPlatform.h"
+#include "ZAR_DAWControl/platform/default/DefaultPlatform.h"
 #include "ZAR_DAWControl/platform/sim/SimDesktop.h"
 #include "ZAR_DAWControl/platform/sim/VirtualClock.h"
 

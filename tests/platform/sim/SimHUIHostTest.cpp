@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "ZAR_DAWControl/platform/hui/HUICodec.h"
-#include "ZAR_DAWControl/platform/hui/HUIDecoder.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
 #include "support/HUISimulation.h"
 
 namespace {

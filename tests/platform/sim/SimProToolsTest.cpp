@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
-#include "ZAR_DAWControl/platform/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 #include "ZAR_DAWControl/platform/sim/SimProTools.h"
 #include "support/SimPlatform.h"

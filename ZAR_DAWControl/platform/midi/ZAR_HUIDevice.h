@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "ZAR_DAWControl/platform/midi/ZAR_HUIDeviceDelegate.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
+
+/// The framework as a HUI control surface of Pro Tools, on the MIDI system's HUI ports. Tracks
+/// are addressed by their position 0..63 in the edit window; the device brings the bank that
+/// shows a track into view before it presses the track's strip, and reports lamp changes of the
+/// strips in view to its delegate with the track position. Thread-safe.
+class ZAR_HUIDevice {
+ public:
+  static constexpr std::int32_t kTrackCount = 64;
+
+  /// A device on the shared MIDI system.
+  ZAR_HUIDevice();
+  explicit ZAR_HUIDevice(std::shared_ptr<ZAR_MIDISystem> system);
+
+  /// Pro Tools has pinged the HUI ports within the last two seconds, also before this device
+  /// was made.
+  bool connected() const;
+  /// Flips the record enable of the track at `trackIndex`; positions outside 0..63 are ignored.
+  void toggleTrackRecEnabledForTrackIndex(std::int32_t trackIndex);
+  /// Flips the mute of the track at `trackIndex`; positions outside 0..63 are ignored.
+  void toggleTrackMuteForTrackIndex(std::int32_t trackIndex);
+
+  /// Held weakly; called on the MIDI thread.
+  std::shared_ptr<ZAR_HUIDeviceDelegate> delegate() const;
+  void setDelegate(std::weak_ptr<ZAR_HUIDeviceDelegate> delegate);
+
+ private:
+  void toggle(std::int32_t trackIndex, std::uint8_t port, const char* what);
+
+  std::shared_ptr<ZAR_MIDISystem> _system;
+  std::shared_ptr<ZAR_MIDISystem::HUIAttachment> _attachment;
+};

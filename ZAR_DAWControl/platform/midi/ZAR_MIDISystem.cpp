@@ -1,0 +1,163 @@
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
+
+#include <algorithm>
+
+#include "ZAR_DAWControl/platform/Log.h"
+#include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_HUIDeviceDelegate.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDIOutput.h"
+
+namespace {
+double clockNow() {
+  const auto platform = zar::platform::Platform::current();
+  return platform->clock ? platform->clock->now() : 0.0;
+}
+
+std::string preference(const char* key, const char* fallback) {
+  const auto defaults = zar::platform::Platform::current()->userDefaults;
+  const auto value = defaults ? defaults->stringForKey(key) : std::nullopt;
+  return value && !value->empty() ? *value : std::string(fallback);
+}
+}  // namespace
+
+std::shared_ptr<ZAR_MIDISystem> ZAR_MIDISystem::sharedMIDISystem() {
+  // One per installed platform: a process that installs its platform once has one MIDI system
+  // for its whole life, and a new platform (a test's) gets its own ports.
+  static std::mutex mutex;
+  static std::shared_ptr<const zar::platform::Platform> platformOfSystem;
+  static std::shared_ptr<ZAR_MIDISystem> shared;
+
+  const auto platform = zar::platform::Platform::current();
+  std::lock_guard lock(mutex);
+  if (!shared || platformOfSystem != platform) {
+    shared = std::make_shared<ZAR_MIDISystem>(platform->midiPorts, huiPortRequestFromPreferences());
+    platformOfSystem = platform;
+  }
+  return shared;
+}
+
+zar::platform::MidiPortRequest ZAR_MIDISystem::huiPortRequestFromPreferences() {
+  return zar::platform::MidiPortRequest{preference(kBackendPrefKey, kDefaultBackend),
+                                        preference(kHUIPortNamePrefKey, kDefaultHUIPortName),
+                                        preference(kHUIInputPortPrefKey, ""), preference(kHUIOutputPortPrefKey, "")};
+}
+
+ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
+                               zar::platform::MidiPortRequest huiRequest)
+    : _ports(std::move(ports)),
+      _huiRequest(std::move(huiRequest)),
+      _huiSurface([this](std::span<const std::uint8_t> bytes) {
+        if (const auto pair = _huiPair.load()) {
+          pair->send(bytes);
+        }
+      }) {}
+
+ZAR_MIDISystem::~ZAR_MIDISystem() {
+  // Close before the surface goes: closing waits for a receive callback that uses it.
+  _huiPair.store(nullptr);
+}
+
+std::shared_ptr<ZAR_MIDIOutput> ZAR_MIDISystem::midiOutputForEventType(std::int32_t eventType) {
+  if (eventType != kHUIEventType) {
+    ZAR_LOG_WARN("No MIDI output for event type {}", eventType);
+    return nullptr;
+  }
+  openHUIPort();
+  return std::make_shared<ZAR_MIDIOutput>(shared_from_this());
+}
+
+bool ZAR_MIDISystem::openHUIPort() {
+  std::lock_guard lock(_mutex);
+  if (_huiPair.load()) {
+    return true;
+  }
+  if (!_ports) {
+    ZAR_LOG_ERROR("No MIDI port backend installed; HUI is unavailable");
+    return false;
+  }
+  std::string error;
+  auto pair = _ports->open(
+      _huiRequest, [this](std::span<const std::uint8_t> bytes) { receiveHUI(bytes); }, &error);
+  if (!pair) {
+    ZAR_LOG_ERROR("Could not open the HUI MIDI ports \"{}\" ({}): {}", _huiRequest.name, _huiRequest.api, error);
+    return false;
+  }
+  ZAR_LOG_INFO("HUI MIDI ports open: in \"{}\", out \"{}\"", pair->inputName(), pair->outputName());
+  _huiPair.store(std::move(pair));
+  return true;
+}
+
+std::shared_ptr<ZAR_MIDISystem::HUIAttachment> ZAR_MIDISystem::attachHUIDevice() {
+  openHUIPort();
+  auto attachment = std::make_shared<HUIAttachment>();
+  std::lock_guard lock(_mutex);
+  _attachments.push_back(attachment);
+  return attachment;
+}
+
+bool ZAR_MIDISystem::huiConnected() const { return _huiSurface.connected(clockNow()); }
+
+std::uint64_t ZAR_MIDISystem::huiPingCount() const { return _huiSurface.pingCount(); }
+
+bool ZAR_MIDISystem::pressHUIStripPort(int track, std::uint8_t port) {
+  if (!_huiPair.load()) {
+    return false;
+  }
+  return _huiSurface.pressStripPort(track, port, clockNow());
+}
+
+bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
+  if (!_huiPair.load()) {
+    return false;
+  }
+  _huiSurface.sendForeign(message);
+  return true;
+}
+
+std::string ZAR_MIDISystem::huiPortDescription() const {
+  const auto pair = _huiPair.load();
+  return pair ? "in \"" + pair->inputName() + "\", out \"" + pair->outputName() + "\"" : std::string();
+}
+
+std::vector<std::shared_ptr<ZAR_MIDISystem::HUIAttachment>> ZAR_MIDISystem::liveAttachments() {
+  std::lock_guard lock(_mutex);
+  std::vector<std::shared_ptr<HUIAttachment>> live;
+  std::vector<std::weak_ptr<HUIAttachment>> kept;
+  for (const auto& weak : _attachments) {
+    if (auto attachment = weak.lock()) {
+      live.push_back(std::move(attachment));
+      kept.push_back(weak);
+    }
+  }
+  _attachments.swap(kept);
+  return live;
+}
+
+void ZAR_MIDISystem::receiveHUI(std::span<const std::uint8_t> bytes) {
+  const auto attachments = liveAttachments();
+  const auto changes = _huiSurface.receive(bytes, clockNow(), !attachments.empty());
+  if (changes.empty()) {
+    return;
+  }
+  // An old device and its replacement usually share the delegate: tell it once.
+  std::vector<std::shared_ptr<ZAR_HUIDeviceDelegate>> delegates;
+  for (const auto& attachment : attachments) {
+    std::shared_ptr<ZAR_HUIDeviceDelegate> delegate;
+    {
+      std::lock_guard lock(attachment->mutex);
+      delegate = attachment->delegate.lock();
+    }
+    if (delegate && std::find(delegates.begin(), delegates.end(), delegate) == delegates.end()) {
+      delegates.push_back(std::move(delegate));
+    }
+  }
+  for (const auto& change : changes) {
+    for (const auto& delegate : delegates) {
+      if (change.lamp == zar::hui::HUILamp::mute) {
+        delegate->huiDeviceMuteStateChangedForChannel(change.track, change.on);
+      } else {
+        delegate->huiDeviceRecordStateChangedForChannel(change.track, change.on);
+      }
+    }
+  }
+}

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "ZAR_DAWControl/platform/MidiPorts.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUISurface.h"
+
+class ZAR_HUIDeviceDelegate;
+class ZAR_MIDIOutput;
+
+/// The framework's MIDI: the HUI port pair to Pro Tools and what it has heard there over time.
+/// It outlives the HUI devices, which come and go (the transport makes a new one and asks it at
+/// once whether Pro Tools talks HUI), so the ping history of the ports lives here.
+///
+/// Preferences (host's user defaults, read when the shared system is made):
+/// - "ZAR_MIDIBackend": "alsa" (default: works without a server and shows hardware and network
+///   MIDI interfaces), "jack", or "loopback" for the simulated Pro Tools.
+/// - "ZAR_MIDIHUIPortName": name of the virtual ports to pick in Pro Tools' peripherals dialog,
+///   default "ZAR_DAWControl HUI".
+/// - "ZAR_MIDIHUIInputPort", "ZAR_MIDIHUIOutputPort": when set, connect to existing ports whose
+///   names contain these texts instead of making virtual ports.
+class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
+ public:
+  /// The event type whose output is the HUI output.
+  static constexpr std::int32_t kHUIEventType = 8;
+  static constexpr const char* kBackendPrefKey = "ZAR_MIDIBackend";
+  static constexpr const char* kHUIPortNamePrefKey = "ZAR_MIDIHUIPortName";
+  static constexpr const char* kHUIInputPortPrefKey = "ZAR_MIDIHUIInputPort";
+  static constexpr const char* kHUIOutputPortPrefKey = "ZAR_MIDIHUIOutputPort";
+  static constexpr const char* kDefaultBackend = "alsa";
+  static constexpr const char* kDefaultHUIPortName = "ZAR_DAWControl HUI";
+
+  /// What a HUI device holds while it lives: its delegate. The system holds it weakly; while one
+  /// is alive the system answers Pro Tools' pings.
+  struct HUIAttachment {
+    std::mutex mutex;
+    std::weak_ptr<ZAR_HUIDeviceDelegate> delegate;
+  };
+
+  /// The process's MIDI system, on the installed platform's MIDI ports and the preferences.
+  static std::shared_ptr<ZAR_MIDISystem> sharedMIDISystem();
+  /// The HUI ports the preferences name.
+  static zar::platform::MidiPortRequest huiPortRequestFromPreferences();
+
+  ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports, zar::platform::MidiPortRequest huiRequest);
+  ~ZAR_MIDISystem();
+  ZAR_MIDISystem(const ZAR_MIDISystem&) = delete;
+  ZAR_MIDISystem& operator=(const ZAR_MIDISystem&) = delete;
+
+  /// The output for an event type: the HUI output for 8, nothing for others.
+  std::shared_ptr<ZAR_MIDIOutput> midiOutputForEventType(std::int32_t eventType);
+
+  /// Opens the HUI ports unless open; a failure is logged and tried again at the next call.
+  bool openHUIPort();
+  /// Registers a device; opens the HUI ports.
+  std::shared_ptr<HUIAttachment> attachHUIDevice();
+  /// Pro Tools pinged the HUI ports within the last two seconds (platform clock).
+  bool huiConnected() const;
+  std::uint64_t huiPingCount() const;
+  /// Brings `track` into view and presses and releases the strip's port.
+  bool pressHUIStripPort(int track, std::uint8_t port);
+  /// Sends one message on the HUI output; false when the ports are not open.
+  bool sendHUIMessage(std::span<const std::uint8_t> message);
+  /// The ports' names as other programs see them, or empty when not open.
+  std::string huiPortDescription() const;
+
+ private:
+  void receiveHUI(std::span<const std::uint8_t> bytes);
+  std::vector<std::shared_ptr<HUIAttachment>> liveAttachments();
+
+  std::shared_ptr<zar::platform::MidiPorts> _ports;
+  zar::platform::MidiPortRequest _huiRequest;
+  zar::hui::HUISurface _huiSurface;
+  std::mutex _mutex;  // opening, and the attachments
+  std::vector<std::weak_ptr<HUIAttachment>> _attachments;
+  std::atomic<std::shared_ptr<zar::platform::MidiPortPair>> _huiPair;
+};

@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
+
+namespace {
+
+using zar::hui::HUICodec;
+using zar::hui::HUIDecoder;
+using zar::hui::HUIEvent;
+using zar::hui::HUIMessage;
+using Kind = zar::hui::HUIEvent::Kind;
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes concat(std::initializer_list<HUIMessage> messages) {
+  Bytes bytes;
+  for (const auto& m : messages) bytes.insert(bytes.end(), m.begin(), m.end());
+  return bytes;
+}
+
+TEST(HUICodec, EncodesTheKnownBytes) {
+  EXPECT_EQ(HUICodec::ping(), (HUIMessage{0x90, 0x00, 0x00}));
+  EXPECT_EQ(HUICodec::pingReply(), (HUIMessage{0x90, 0x00, 0x7F}));
+  const auto press = HUICodec::buttonPress(0x0E, 5);
+  EXPECT_EQ(press[0], (HUIMessage{0xB0, 0x0F, 0x0E}));
+  EXPECT_EQ(press[1], (HUIMessage{0xB0, 0x2F, 0x45}));
+  EXPECT_EQ(press[2], (HUIMessage{0xB0, 0x0F, 0x0E}));
+  EXPECT_EQ(press[3], (HUIMessage{0xB0, 0x2F, 0x05}));
+  EXPECT_EQ(HUICodec::lampPort(2, true), (HUIMessage{0xB0, 0x2C, 0x42}));
+  EXPECT_EQ(HUICodec::selectLampZone(7), (HUIMessage{0xB0, 0x0C, 0x07}));
+}
+
+TEST(HUICodec, EveryButtonPressRoundTripsThroughTheDecoder) {
+  for (std::uint8_t zone = 0; zone < 0x1E; ++zone) {
+    for (std::uint8_t port = 0; port < 8; ++port) {
+      HUIDecoder decoder;
+      Bytes bytes;
+      for (const auto& m : HUICodec::buttonPress(zone, port)) bytes.insert(bytes.end(), m.begin(), m.end());
+      const auto events = decoder.decode(bytes);
+      ASSERT_EQ(events.size(), 2u);
+      EXPECT_EQ(events[0], (HUIEvent{Kind::switchPort, zone, port, true}));
+      EXPECT_EQ(events[1], (HUIEvent{Kind::switchPort, zone, port, false}));
+    }
+  }
+}
+
+TEST(HUICodec, LampsRoundTripAndKeepTheZoneUntilTheNextSelect) {
+  HUIDecoder decoder;
+  const auto events = decoder.decode(concat({HUICodec::selectLampZone(3), HUICodec::lampPort(2, true),
+                                             HUICodec::lampPort(7, false), HUICodec::selectLampZone(5),
+                                             HUICodec::lampPort(7, true)}));
+  const std::vector<HUIEvent> expected{{Kind::lamp, 3, 2, true}, {Kind::lamp, 3, 7, false}, {Kind::lamp, 5, 7, true}};
+  EXPECT_EQ(events, expected);
+  // The zone outlives the call: a later chunk addresses it still.
+  EXPECT_EQ(decoder.decode(Bytes{0xB0, 0x2C, 0x03}), (std::vector<HUIEvent>{{Kind::lamp, 5, 3, false}}));
+}
+
+TEST(HUIDecoder, RunningStatusAndSplitChunks) {
+  HUIDecoder decoder;
+  std::vector<HUIEvent> events;
+  // B0 0C 08 2C 40 2C 41, fed one byte at a time.
+  for (const std::uint8_t byte : Bytes{0xB0, 0x0C, 0x08, 0x2C, 0x40, 0x2C, 0x41}) {
+    for (const auto& e : decoder.decode(Bytes{byte})) events.push_back(e);
+  }
+  EXPECT_EQ(events, (std::vector<HUIEvent>{{Kind::lamp, 8, 0, true}, {Kind::lamp, 8, 1, true}}));
+}
+
+TEST(HUIDecoder, PingsInBothFormsAndReplies) {
+  HUIDecoder decoder;
+  const auto events = decoder.decode(Bytes{0x90, 0x00, 0x00, 0x80, 0x00, 0x40, 0x90, 0x00, 0x7F, 0x00, 0x00});
+  EXPECT_EQ(events, (std::vector<HUIEvent>{{Kind::ping}, {Kind::ping}, {Kind::pingReply}, {Kind::ping}}));
+}
+
+TEST(HUIDecoder, IgnoresWhatIsNotHUI) {
+  HUIDecoder decoder;
+  const Bytes noise{
+      0x2C, 0x41,              // data bytes before any status
+      0xB0, 0x2C, 0x42,        // lamp before any zone select
+      0xB1, 0x0C, 0x02,        // other channel
+      0xB0, 0x0C, 0x02,        // zone 2 selected
+      0xB0, 0x2C, 0x22,        // Pro Tools' "unknown"
+      0xB0, 0x2C, 0x49,        // port 9 does not exist
+      0xB0, 0x2C, 0x62,        // neither on nor off
+      0x91, 0x00, 0x00,        // a "ping" on channel 2
+      0x90, 0x05, 0x00,        // a note that is no ping
+      0xC0, 0x05,              // program change
+      0xF0, 0x00, 0x00, 0x66, 0x05, 0x00, 0x10, 0x00, 0x41, 0x42, 0x43, 0x44, 0xF7,  // display text
+      0xB0, 0x2C,              // incomplete, cut by the next status
+      0x90, 0x00, 0x00,        // a real ping at last
+  };
+  EXPECT_EQ(decoder.decode(noise), (std::vector<HUIEvent>{{Kind::ping}}));
+  // The zone selected in the middle survived the noise.
+  EXPECT_EQ(decoder.decode(Bytes{0xB0, 0x2C, 0x47}), (std::vector<HUIEvent>{{Kind::lamp, 2, 7, true}}));
+}
+
+TEST(HUIDecoder, RealTimeBytesInsideAMessageAndSystemReset) {
+  HUIDecoder decoder;
+  EXPECT_EQ(decoder.decode(Bytes{0xB0, 0x0C, 0xF8, 0x01, 0x2C, 0xFE, 0x42}),
+            (std::vector<HUIEvent>{{Kind::lamp, 1, 2, true}}));
+  // A reset forgets the zone and running status.
+  EXPECT_EQ(decoder.decode(Bytes{0xFF, 0x2C, 0x42, 0xB0, 0x2C, 0x42}), (std::vector<HUIEvent>{{Kind::systemReset}}));
+}
+
+}  // namespace
