@@ -47,14 +47,20 @@ ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
     : _ports(std::move(ports)),
       _huiRequest(std::move(huiRequest)),
       _huiSurface([this](std::span<const std::uint8_t> bytes) {
-        if (const auto pair = _huiPair.load()) {
+        if (const auto pair = huiPair()) {
           pair->send(bytes);
         }
       }) {}
 
 ZAR_MIDISystem::~ZAR_MIDISystem() {
-  // Close before the surface goes: closing waits for a receive callback that uses it.
-  _huiPair.store(nullptr);
+  // Close before the surface goes: closing waits for a receive callback that uses it, and that
+  // callback may be sending, so the pair is closed outside the lock.
+  std::shared_ptr<zar::platform::MidiPortPair> pair;
+  {
+    std::lock_guard lock(_pairMutex);
+    pair = std::move(_huiPair);
+  }
+  pair.reset();
   std::lock_guard lock(_tickMutex);
   if (_tickTimer) {
     _tickTimer->invalidate();
@@ -72,7 +78,7 @@ std::shared_ptr<ZAR_MIDIOutput> ZAR_MIDISystem::midiOutputForEventType(std::int3
 
 bool ZAR_MIDISystem::openHUIPort() {
   std::lock_guard lock(_mutex);
-  if (_huiPair.load()) {
+  if (huiPair()) {
     return true;
   }
   if (!_ports) {
@@ -87,8 +93,14 @@ bool ZAR_MIDISystem::openHUIPort() {
     return false;
   }
   ZAR_LOG_INFO("HUI MIDI ports open: in \"{}\", out \"{}\"", pair->inputName(), pair->outputName());
-  _huiPair.store(std::move(pair));
+  std::lock_guard pairLock(_pairMutex);
+  _huiPair = std::move(pair);
   return true;
+}
+
+std::shared_ptr<zar::platform::MidiPortPair> ZAR_MIDISystem::huiPair() const {
+  std::lock_guard lock(_pairMutex);
+  return _huiPair;
 }
 
 std::shared_ptr<ZAR_MIDISystem::HUIAttachment> ZAR_MIDISystem::attachHUIDevice() {
@@ -117,7 +129,7 @@ void ZAR_MIDISystem::setHUITrackCount(int count, const std::shared_ptr<ZAR_HUIDe
 std::uint64_t ZAR_MIDISystem::huiPingCount() const { return _huiSurface.pingCount(); }
 
 bool ZAR_MIDISystem::pressHUIStripPort(int track, std::uint8_t port) {
-  if (!_huiPair.load()) {
+  if (!huiPair()) {
     return false;
   }
   const bool pressed = _huiSurface.pressStripPort(track, port, clockNow());
@@ -126,7 +138,7 @@ bool ZAR_MIDISystem::pressHUIStripPort(int track, std::uint8_t port) {
 }
 
 bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
-  if (!_huiPair.load()) {
+  if (!huiPair()) {
     return false;
   }
   _huiSurface.sendForeign(message);
@@ -134,7 +146,7 @@ bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
 }
 
 std::string ZAR_MIDISystem::huiPortDescription() const {
-  const auto pair = _huiPair.load();
+  const auto pair = huiPair();
   return pair ? "in \"" + pair->inputName() + "\", out \"" + pair->outputName() + "\"" : std::string();
 }
 
