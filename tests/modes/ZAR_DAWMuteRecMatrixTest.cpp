@@ -22,9 +22,7 @@ class MatrixTest : public zar::test::SettingsDirectoryTest {
  protected:
   ZAR_ProtoDAWMuteRecMatrix stored() const {
     ZAR_ProtoDAWMuteRecMatrix message;
-    const auto content = contentOf(matrixFile);
-    EXPECT_TRUE(content.has_value());
-    EXPECT_TRUE(message.ParseFromString(content.value_or("")));
+    EXPECT_TRUE(message.ParseFromString(contentOf(matrixFile).value_or("\xff")));
     return message;
   }
 
@@ -107,31 +105,24 @@ TEST_F(MatrixTest, AssignmentsComeBackAfterARestartAsTheListsNewObjects) {
   EXPECT_EQ(matrix.recordModeAtTrackIndex(0), none);
 }
 
-TEST_F(MatrixTest, UnknownUuidGivesTheNullModeAtThatPositionOnly) {
+TEST_F(MatrixTest, UnknownUuidsGiveTheNullModeAndBadBytesStillFindTheirMode) {
+  ZAR_ProtoDAWAudioTrackModeList modes;
+  modes.add_modes()->set_uuid("mode\xFF");
+  modes.add_modes()->set_uuid(ZAR_DAWAudioTrackModeNullUUID);  // never taken into the list
+  modes.mutable_modes(1)->set_beforestate(ZAR_DAWTrackStateMute);
+  putFile("AudioTrackModeList.bin", modes.SerializeAsString());
+  putMatrix({ZAR_DAWAudioTrackModeNullUUID, "no-such-mode", "mode\xFF", "mode\xFE"});
   const auto list = std::make_shared<ModeList>();
-  std::vector<std::string> uuids(64, ZAR_DAWAudioTrackModeNullUUID);
-  uuids[1] = "no-such-mode";
-  uuids[2] = *mode(*list, 1)->uuid();
-  putMatrix(uuids);
   const Matrix matrix(list);
+  EXPECT_EQ(matrix.reviewModeAtTrackIndex(0), none) << "not the list file's mode with the null uuid";
   EXPECT_EQ(matrix.reviewModeAtTrackIndex(1), none);
-  EXPECT_EQ(matrix.reviewModeAtTrackIndex(2), mode(*list, 1));
-  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(2), mode(*list, 1));
-}
-
-TEST_F(MatrixTest, UuidsWithBadBytesStillFindTheirMode) {
-  ZAR_ProtoDAWAudioTrackModeList stored;
-  stored.add_modes()->set_uuid("mode\xFF");
-  putFile("AudioTrackModeList.bin", stored.SerializeAsString());
-  putMatrix({"mode\xFF", "mode\xFE"});
-  const auto list = std::make_shared<ModeList>();
-  const Matrix matrix(list);
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(0), mode(*list, 0));
+  EXPECT_EQ(matrix.recordModeAtTrackIndex(2), mode(*list, 0));
   // Both ill-formed bytes decode alike; the list's first mode with that text wins.
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(1), mode(*list, 0));
+  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(3), mode(*list, 0));
+  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(4), none);
 }
 
-TEST_F(MatrixTest, FileThatDoesNotParseLeavesEveryEntryNullAndStaysUntilTheNextAssignment) {
+TEST_F(MatrixTest, FileThatDoesNotParseLeavesEveryEntryNullAndIsKeptAsideBeforeTheFirstAssignment) {
   const auto list = std::make_shared<ModeList>();
   putFile(matrixFile, garbage);
   Matrix matrix(list);
@@ -141,6 +132,11 @@ TEST_F(MatrixTest, FileThatDoesNotParseLeavesEveryEntryNullAndStaysUntilTheNextA
 
   matrix.setReviewMode(mode(*list, 0), 7);
   EXPECT_EQ(stored().reviewmodeuuids(7), mode(*list, 0)->uuid());
+  const auto names = entries();
+  ASSERT_EQ(names.size(), 3u);
+  EXPECT_EQ(names[2].rfind(matrixFile + ".unreadable-", 0), 0u) << names[2];
+  EXPECT_EQ(contentOf(names[2]), garbage);
+  EXPECT_EQ(logged(zar::platform::LogFlag::error).size(), 2u);
 }
 
 TEST_F(MatrixTest, RemovedModeStaysAssignedUntilTheNextStart) {
