@@ -29,7 +29,14 @@ SimulatedHost::SimulatedHost(const Options& options) {
   if (!options.supportDirectory.empty()) {
     _platform->fileUtility = std::make_shared<zar::native::LocalFileUtility>(options.supportDirectory);
   }
-  _platform->midiPorts = std::make_shared<zar::sim::LoopbackMidiPorts>();
+  auto loopback = std::make_shared<zar::sim::LoopbackMidiPorts>();
+  if (const auto virtualClock = std::dynamic_pointer_cast<zar::sim::VirtualClock>(_platform->clock)) {
+    // MIDI in flight reaches its receiver before virtual time moves on.
+    virtualClock->setSettleHook([weak = std::weak_ptr(loopback)] {
+      if (const auto ports = weak.lock()) ports->waitUntilIdle();
+    });
+  }
+  _platform->midiPorts = loopback;
   _platform->userDefaults->registerDefaults(
       {{ZAR_MIDISystem::kBackendPrefKey, zar::sim::LoopbackMidiPorts::kApi}});
   _desktop = std::make_shared<zar::sim::SimDesktop>(_platform->clock, _runLoop, kHost);
