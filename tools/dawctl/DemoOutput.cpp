@@ -81,7 +81,8 @@ std::string DemoOutput::render(const nlohmann::json& event) const {
                               : fmt::format("pressed {} of {}", text(event, "element"), track));
   }
   if (kind == "typed") {
-    return line(fmt::format("typed {} (and Return) into {}", text(event, "text"), text(event, "into")));
+    return line(fmt::format("typed {} and Return into {} ({:.2f} s)", text(event, "text"), text(event, "into"),
+                            event.value("seconds", 0.0)));
   }
   if (kind == "double-click") return line(fmt::format("double-clicked {}", text(event, "target")));
   if (kind == "script") return line("ran the typing script: the new name and Return, into the frontmost application");

@@ -95,10 +95,12 @@ void DemoTimeline::onAction(const FrameworkTap::Action& action) {
         const auto& characters = action.key.characters;
         if (characters == "\n" || characters == "\r" ||
             (characters.empty() && action.key.keyCode == zar::platform::KeyboardLayout::returnKeyCode)) {
+          _typingEnd = action.time;
           endTypingLocked();
           break;
         }
         if (_typed.empty()) _typingTime = action.time;
+        _typingEnd = action.time;
         if (!action.key.characters.empty()) {
           _typed += action.key.characters;
         } else if (const auto c = zar::platform::KeyboardLayout::characterForKeyCode(action.key.keyCode, false)) {
@@ -172,7 +174,10 @@ void DemoTimeline::endPressRunLocked() {
 
 void DemoTimeline::endTypingLocked() {
   if (_typed.empty()) return;
-  queueLocked({{"event", "typed"}, {"text", _typed}, {"into", _typingInto.empty() ? "Pro Tools" : _typingInto}},
+  queueLocked({{"event", "typed"},
+               {"text", _typed},
+               {"into", _typingInto.empty() ? "Pro Tools" : _typingInto},
+               {"seconds", rounded(_typingEnd - _typingTime)}},
               _typingTime);
   _typed.clear();
 }

@@ -77,6 +77,7 @@ class DemoTimeline {
   std::string _typingInto;
   std::string _typed;
   double _typingTime = 0;
+  double _typingEnd = 0;
   std::optional<std::string> _liveText;
 };
 
