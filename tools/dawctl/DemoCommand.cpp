@@ -34,6 +34,9 @@ void addDemoCommand(CLI::App& app) {
     } catch (const DemoScript::Failure& failure) {
       fmt::print(stderr, "dawctl demo: {}\n", failure.what());
       throw CLI::RuntimeError(2);
+    } catch (const std::exception& error) {
+      fmt::print(stderr, "dawctl demo: stopped by an unexpected error: {}\n", error.what());
+      throw CLI::RuntimeError(2);
     }
     if (!differences.empty()) {
       fmt::print(stderr, "dawctl demo: Pro Tools differs from what the modes ask ({} difference{}); first: {}\n",

@@ -58,9 +58,10 @@ std::string DemoOutput::render(const nlohmann::json& event) const {
   const auto line = [&](const std::string& body) { return fmt::format("{} {}", stamp, body); };
 
   if (kind == "start") {
-    return paint(fmt::format("dawctl demo: the road of one take against the simulated Pro Tools ({}, {} fps, {} "
-                             "settings)",
-                             text(event, "time"), event.value("fps", 0), text(event, "settings")),
+    const std::string settings = text(event, "settings");
+    return paint(fmt::format("dawctl demo: the road of one take against the simulated Pro Tools ({}, {} fps, {})",
+                             text(event, "clock"), event.value("fps", 0),
+                             settings == "demo" ? "the demo's modes" : "the modes of " + settings),
                  kBold);
   }
   if (kind == "session") return session(event);
@@ -138,6 +139,7 @@ std::string DemoOutput::session(const nlohmann::json& event) const {
   }
   std::size_t width = 5;
   for (const auto& track : event.at("tracks")) width = std::max(width, text(track, "name").size());
+  out += "\nTracks and their modes (positions as dawctl settings counts them; HUI strips count from 1):";
   out += "\n" + paint(fmt::format("  {:<4} {:<{}}  {:<22} {:<22} {}", "pos", "track", width, "rehearse", "record",
                                   "review"),
                       kBold);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <thread>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/SettingsFile.h"
@@ -98,6 +99,7 @@ DemoScript::DemoScript(Options options) : _options(std::move(options)), _output(
 DemoScript::~DemoScript() {
   _observation.reset();
   if (_manager) _manager->setEnabled(false);
+  if (_tap) _tap->detach();
 }
 
 std::vector<PhaseCheck::Difference> DemoScript::run() {
@@ -166,9 +168,9 @@ void DemoScript::setUp() {
   _cue->setCharacter(std::make_shared<ZAR_Character>(_session.characterPrefix));
 
   add({{"event", "start"},
-       {"time", _options.virtualTime ? "virtual time" : "real time"},
+       {"clock", _options.virtualTime ? "virtual time" : "real time"},
        {"fps", _options.framesPerSecond},
-       {"settings", _options.settingsDirectory.empty() ? "the demo's" : _options.settingsDirectory}});
+       {"settings", _options.settingsDirectory.empty() ? "demo" : _options.settingsDirectory}});
   add(sessionEvent());
 }
 
@@ -184,7 +186,7 @@ void DemoScript::connect() {
         return device && device->connected();
       },
       kHUITimeout, "waiting for Pro Tools' first HUI ping");
-  _rows = table("", "start", "at the start, as the session was opened");
+  _rows = table("", "opened", "at the start, as the session was opened");
 }
 
 void DemoScript::pass(ZAR_DAWMode mode) {
@@ -289,8 +291,9 @@ void DemoScript::checkStart(ZAR_DAWMode mode, ZAR_DAWEventPhase phase, std::opti
   const auto found = _check->compare(mode, phase, recordPosition, _rows, _stage->rows(), false);
   if (found.empty()) return;
   const std::string key = passKey(mode);
-  _rows = table(key, phaseKey(phase), fmt::format("as the phase {} the cue starts, {} of {}", phaseKey(phase), key,
-                                                  _session.cueNumber));
+  _rows = table(key, phaseKey(phase),
+                fmt::format("as the phase {} the cue starts, {} of {}", phaseKey(phase), key, _session.cueNumber),
+                false);
   report(key, phaseKey(phase), found);
 }
 
@@ -305,7 +308,6 @@ void DemoScript::passWithoutHUI() {
        {"take", takes + 1},
        {"hui", false}});
   _stage->setPinging(false);
-  _timeline->rearmPingAnswer();
   add({{"event", "note"}, {"text", "Pro Tools stops pinging the HUI ports (as when HUI is unselected in its peripherals)"}});
   runUntil(
       [this] {
@@ -358,6 +360,7 @@ void DemoScript::finish() {
 }
 
 void DemoScript::onAction(const FrameworkTap::Action& action) {
+  // The tap comes with the platform, before the timeline; the framework acts only after both.
   if (!_timeline) return;
   _timeline->onAction(action);
   if (action.kind == FrameworkTap::Action::Kind::script) noteRenames(action.time);
@@ -374,10 +377,12 @@ void DemoScript::noteRenames(double time) {
   _timeline->flush();
 }
 
-std::vector<TrackRow> DemoScript::table(const std::string& pass, const std::string& phase, const std::string& title) {
+std::vector<TrackRow> DemoScript::table(const std::string& pass, const std::string& phase, const std::string& title,
+                                        bool settled) {
   auto rows = _stage->rows();
   nlohmann::json event{{"event", "table"},
                        {"phase", phase},
+                       {"settled", settled},
                        {"title", title},
                        {"transport", _stage->transport()},
                        {"tracks", rowsJson(rows, _rows)}};

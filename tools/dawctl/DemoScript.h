@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -61,8 +62,9 @@ class DemoScript {
   void onAction(const FrameworkTap::Action& action);
   void noteRenames(double time);
   /// Reads what Pro Tools shows, writes it as a table (marking what changed since the last one)
-  /// and returns it.
-  std::vector<TrackRow> table(const std::string& pass, const std::string& phase, const std::string& title);
+  /// and returns it. `settled`: at a phase's end (or outside a pass) rather than as it starts.
+  std::vector<TrackRow> table(const std::string& pass, const std::string& phase, const std::string& title,
+                              bool settled = true);
   void report(const std::string& pass, const std::string& phase, const std::vector<PhaseCheck::Difference>& found);
   void differ(const std::string& pass, const std::string& phase, const std::string& text);
   void add(nlohmann::json event);

@@ -124,7 +124,6 @@ void DemoTimeline::onAction(const FrameworkTap::Action& action) {
       }
       case Kind::script:
         ++_counts.scripts;
-        _lastScriptTime = action.time;
         queueLocked({{"event", "script"}}, action.time);
         break;
       case Kind::warning:
@@ -180,6 +179,7 @@ void DemoTimeline::endTypingLocked() {
                {"seconds", rounded(_typingEnd - _typingTime)}},
               _typingTime);
   _typed.clear();
+  _typingInto.clear();
 }
 
 void DemoTimeline::flush(bool endRuns) {
@@ -200,16 +200,6 @@ void DemoTimeline::live(const std::string& text) { _output.live(text); }
 DemoTimeline::Counts DemoTimeline::counts() const {
   std::lock_guard lock(_mutex);
   return _counts;
-}
-
-std::optional<double> DemoTimeline::lastScriptTime() const {
-  std::lock_guard lock(_mutex);
-  return _lastScriptTime;
-}
-
-void DemoTimeline::rearmPingAnswer() {
-  std::lock_guard lock(_mutex);
-  _pingAnswerTold = false;
 }
 
 }  // namespace dawctl

@@ -48,10 +48,6 @@ class DemoTimeline {
   void live(const std::string& text);
 
   Counts counts() const;
-  /// The time of the last typing script the framework ran, if any.
-  std::optional<double> lastScriptTime() const;
-  /// The next ping answer is told again (after Pro Tools stopped pinging, say).
-  void rearmPingAnswer();
 
  private:
   void queueLocked(nlohmann::json event, double time);
@@ -67,7 +63,6 @@ class DemoTimeline {
   mutable std::mutex _mutex;
   std::vector<nlohmann::json> _pending;
   Counts _counts;
-  std::optional<double> _lastScriptTime;
   zar::hui::HUIDecoder _decoder;
   bool _pingAnswerTold = false;
   // A run of presses of the same HUI button, told once with its count.

@@ -194,9 +194,15 @@ void FrameworkTap::wrap(zar::platform::Platform& platform) {
   platform.midiPorts = std::make_shared<MidiPorts>(self, platform.midiPorts);
 }
 
+void FrameworkTap::detach() {
+  std::unique_lock lock(_listenerMutex);
+  _listener = nullptr;
+}
+
 void FrameworkTap::tell(Action action, std::optional<double> time) const {
   action.time = time ? *time : _clock->now();
-  _listener(action);
+  std::shared_lock lock(_listenerMutex);
+  if (_listener) _listener(action);
 }
 
 }  // namespace dawctl

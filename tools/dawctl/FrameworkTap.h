@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,9 @@ class FrameworkTap : public std::enable_shared_from_this<FrameworkTap> {
   /// Replaces the platform's clock, event poster, accessibility, scripts, alerts and MIDI ports
   /// with wrappers of them.
   void wrap(zar::platform::Platform& platform);
+  /// The listener is never called again once this returns (the wrappers may outlive it in the
+  /// framework's singletons). Not from the listener.
+  void detach();
 
  private:
   class Clock;
@@ -57,8 +61,10 @@ class FrameworkTap : public std::enable_shared_from_this<FrameworkTap> {
   /// Stamps the action with `time`, or now, and tells the listener.
   void tell(Action action, std::optional<double> time = std::nullopt) const;
 
-  const Listener _listener;
   std::shared_ptr<zar::platform::Clock> _clock;
+  // Held shared while the listener runs, exclusively to detach it.
+  mutable std::shared_mutex _listenerMutex;
+  Listener _listener;
 };
 
 }  // namespace dawctl

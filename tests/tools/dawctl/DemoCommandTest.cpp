@@ -118,7 +118,7 @@ TEST(DemoCommand, ShowsTheRoadOfATakeAsProToolsShowsItAndAgreesWithTheModes) {
     if (kind == "hui" && (event["button"] == "Record" || event["button"] == "Play" || event["button"] == "Stop")) {
       pass.buttons.push_back(event["button"]);
     }
-    if (kind == "table") {
+    if (kind == "table" && event["settled"] == true) {
       pass.phases.push_back(event["phase"]);
       pass.tables.push_back(event);
     }
