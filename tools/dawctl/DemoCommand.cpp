@@ -20,7 +20,7 @@ void addDemoCommand(CLI::App& app) {
   command->add_option("--dir", options->settingsDirectory,
                       "Use the mode list and matrix of this directory instead of the demo's (read only)");
   command->add_option("--fps", options->framesPerSecond, "The picture's frame rate")
-      ->check(CLI::Range(1, 120))
+      ->check(CLI::Range(10, 120))
       ->capture_default_str();
   command->callback([options, json] {
     const bool terminal = isatty(fileno(stdout)) != 0;

@@ -19,9 +19,11 @@ namespace dawctl {
 
 namespace {
 
-// How long the picture plays around the cue.
+// How long the picture plays around the cue, at least.
 constexpr double kPreRoll = 1.5;
 constexpr double kPostRoll = 1.0;
+// The framework presses input monitors at most once per this time across all tracks.
+constexpr double kInputPressInterval = 0.2;
 // Generous bounds of the waits for Pro Tools; each normally ends within a second or two.
 constexpr double kDiscoveryTimeout = 10.0;
 constexpr double kHUITimeout = 10.0;
@@ -236,15 +238,15 @@ void DemoScript::pass(ZAR_DAWMode mode) {
     }
   }
   const std::string transport = mode == ZAR_DAWModeRecord ? "recording" : "playing";
-  if (_stage->transport() != transport) {
-    differ(key, "before", fmt::format("Pro Tools' transport is {}, not {}", _stage->transport(), transport));
+  if (const auto shown = _stage->transport(); shown != transport) {
+    differ(key, "before", fmt::format("Pro Tools' transport is {}, not {}", shown, transport));
   }
 
   play(mode, recordPosition);
   app->stopPlayback();
   _timeline->flush();
-  if (_stage->transport() != "stopped") {
-    differ(key, "after", fmt::format("Pro Tools' transport is {} after Stop", _stage->transport()));
+  if (const auto shown = _stage->transport(); shown != "stopped") {
+    differ(key, "after", fmt::format("Pro Tools' transport is {} after Stop", shown));
   }
   const auto after = _stage->received();
   add({{"event", "received"},
@@ -257,8 +259,14 @@ void DemoScript::pass(ZAR_DAWMode mode) {
 // rate; the tracks are checked at the last frame of each phase, when they have settled.
 void DemoScript::play(ZAR_DAWMode mode, std::optional<std::size_t> recordPosition) {
   const auto fps = _options.framesPerSecond;
-  const std::int64_t first = _cue->inPointFrameIndex() - static_cast<std::int64_t>(std::lround(kPreRoll * fps));
-  const std::int64_t last = _cue->endFrameIndex() + static_cast<std::int64_t>(std::lround(kPostRoll * fps));
+  // Long enough for every track's input monitor to be pressed, one press per interval, with a
+  // frame to spare for each: a phase is checked when it has settled.
+  const auto framesPerPress = static_cast<std::int64_t>(std::floor(kInputPressInterval * fps)) + 2;
+  const auto settling = static_cast<std::int64_t>(_rows.size()) * framesPerPress;
+  const std::int64_t first =
+      _cue->inPointFrameIndex() - std::max(static_cast<std::int64_t>(std::lround(kPreRoll * fps)), settling);
+  const std::int64_t last =
+      _cue->endFrameIndex() + std::max(static_cast<std::int64_t>(std::lround(kPostRoll * fps)), settling);
   add({{"event", "playing"},
        {"from", timecodeOf(first)},
        {"to", timecodeOf(last)},
