@@ -24,10 +24,11 @@ struct Output {
   std::vector<json> events;
 };
 
-// Runs dawctl with the arguments; every line it writes must be a JSON object.
+// Runs dawctl with the arguments; every line it writes must be a JSON object. Its standard error
+// goes to the test's, where a sanitizer's report shows.
 Output dawctl(const std::string& arguments) {
   Output run;
-  FILE* pipe = popen(fmt::format("'{}' {} 2>/dev/null", ZAR_DAWCTL, arguments).c_str(), "r");
+  FILE* pipe = popen(fmt::format("'{}' {}", ZAR_DAWCTL, arguments).c_str(), "r");
   if (pipe == nullptr) return run;
   std::string line;
   for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
@@ -205,6 +206,7 @@ TEST(DemoCommand, ExitsNonZeroNamingATrackTheSessionCannotHaveAndLeavesTheSettin
     EXPECT_EQ(difference["pass"], "review");
     EXPECT_NE(difference["text"].get<std::string>().find("track 7"), std::string::npos);
   }
+  EXPECT_EQ(run.events.back()["event"], "result");
   EXPECT_EQ(run.events.back()["ok"], false);
   EXPECT_EQ(fileContent(directory.file("AudioTrackModeList.bin")), list);
   EXPECT_EQ(fileContent(directory.file("RecMuteMatrix.bin")), matrix);
