@@ -283,7 +283,7 @@ void DemoScript::play(ZAR_DAWMode mode, std::optional<std::size_t> recordPositio
     if (frame != first && phaseOf(frame - 1) != phase) checkStart(mode, phase, recordPosition);
     if (frame == last || phaseOf(frame + 1) != phase) {
       const auto previous = _rows;
-      const std::string title = fmt::format("{} the cue, {} of {}", phaseKey(phase), key, _session.cueNumber);
+      const std::string title = fmt::format("{} the cue ({}, cue {})", phaseKey(phase), key, _session.cueNumber);
       _rows = table(key, phaseKey(phase), title);
       ++_checks;
       report(key, phaseKey(phase), _check->compare(mode, phase, recordPosition, previous, _rows, true));
@@ -300,7 +300,7 @@ void DemoScript::checkStart(ZAR_DAWMode mode, ZAR_DAWEventPhase phase, std::opti
   if (found.empty()) return;
   const std::string key = passKey(mode);
   _rows = table(key, phaseKey(phase),
-                fmt::format("as the phase {} the cue starts, {} of {}", phaseKey(phase), key, _session.cueNumber),
+                fmt::format("as the phase {} the cue starts ({}, cue {})", phaseKey(phase), key, _session.cueNumber),
                 false);
   report(key, phaseKey(phase), found);
 }
