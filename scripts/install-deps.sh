@@ -9,7 +9,7 @@ packages=(
   libspdlog-dev libfmt-dev
   libplist-dev libplist-utils
   librtmidi-dev libasound2-dev libjack-jackd2-dev jackd2
-  libcli11-dev
+  libcli11-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-dev
 )

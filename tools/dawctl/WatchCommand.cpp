@@ -34,7 +34,7 @@ std::string describe(const zar::platform::Notification& notification) {
 }
 
 void watch(const WatchOptions& options) {
-  SimulatedHost host(SimulatedHost::Options{options.virtualTime, options.directory});
+  SimulatedHost host(SimulatedHost::Options{options.virtualTime, options.directory, {}});
   std::mutex printing;  // notifications come from the discovery threads too
   zar::platform::NotificationObservation observation(
       host.platform()->notificationCenter, std::nullopt, [&](const zar::platform::Notification& notification) {
