@@ -1,19 +1,13 @@
+#include "ZAR_DAWControl/platform/sim/SimAppleScript.h"
+
 #include <gtest/gtest.h>
 
-#include "ZAR_DAWControl/platform/sim/SimAppleScript.h"
-#include "ZAR_DAWControl/platform/sim/SimEventPoster.h"
+#include "ZAR_DAWControl/platform/sim/SimDesktop.h"
 #include "ZAR_DAWControl/platform/sim/VirtualClock.h"
 
 namespace {
 
-using zar::platform::HostIdentity;
-using zar::platform::ProcessSerialNumber;
-using zar::sim::SimApplication;
 using zar::sim::SimAppleScript;
-using zar::sim::SimEventPoster;
-using zar::sim::SimScreens;
-using zar::sim::SimWorkspace;
-using zar::sim::VirtualClock;
 
 // The typing script with `literal` as the source string's literal text.
 std::string typingScript(const std::string& literal) {
@@ -29,88 +23,50 @@ std::string typingScript(const std::string& literal) {
 class SimAppleScriptTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    SimApplication::Info info;
-    info.processIdentifier = 2001;
-    info.bundleIdentifier = "com.avid.ProTools";
-    daw = std::make_shared<SimApplication>(info);
-    workspace->launch(daw);
-    workspace->activate(2001);
+    desktop.workspace()->launch(daw);
+    desktop.workspace()->activate(2001);
   }
-
-  std::shared_ptr<VirtualClock> clock = std::make_shared<VirtualClock>();
-  std::shared_ptr<SimWorkspace> workspace = std::make_shared<SimWorkspace>(HostIdentity{});
-  std::shared_ptr<SimEventPoster> poster =
-      std::make_shared<SimEventPoster>(clock, workspace, std::make_shared<SimScreens>());
-  SimAppleScript script{clock, workspace, poster};
-  std::shared_ptr<SimApplication> daw;
+  std::shared_ptr<zar::sim::VirtualClock> clock = std::make_shared<zar::sim::VirtualClock>(1234.5);
+  zar::sim::SimDesktop desktop{clock, nullptr, zar::platform::HostIdentity{}};
+  SimAppleScript& script = *desktop.appleScript();
+  std::shared_ptr<zar::sim::SimApplication> daw =
+      std::make_shared<zar::sim::SimApplication>(zar::sim::SimApplication::Info{2001, {}, {}, {}, {}});
 };
 
-TEST_F(SimAppleScriptTest, TypesTheTextIntoTheFrontmostApplicationThenReturn) {
-  EXPECT_FALSE(script.execute(typingScript("01:00:00:00")).has_value());
-  EXPECT_EQ(daw->typedText(), "01:00:00:00\n");
-  EXPECT_EQ(workspace->hostApplication()->typedText(), "");
-  const auto log = poster->keyboardEvents();
-  ASSERT_EQ(log.size(), 24u);
-  ProcessSerialNumber psn;
-  workspace->getProcessForPID(2001, psn);
-  EXPECT_EQ(log[0].psn, psn);
-  EXPECT_EQ(log[0].event.keyCode, 29);
-  EXPECT_EQ(log[22].event.keyCode, 36);
-  EXPECT_TRUE(log[22].event.keyDown);
-  EXPECT_TRUE(log[22].event.characters.empty());
-  EXPECT_FALSE(log[23].event.keyDown);
-}
+TEST_F(SimAppleScriptTest, TheTypingScriptTypesItsUnescapedTextIntoTheFrontmostApplicationThenReturn) {
+  EXPECT_FALSE(script.execute(typingScript(R"(JO\"_2\\_1\t\n)") + "\n").has_value());
+  EXPECT_EQ(daw->typedText(), "JO\"_2\\_1\t\n\n") << "escapes understood; a trailing line feed too";
+  EXPECT_EQ(desktop.workspace()->hostApplication()->typedText(), "");
+  const auto log = desktop.eventPoster()->keyboardEvents();
+  ASSERT_EQ(log.size(), 22u);
+  EXPECT_DOUBLE_EQ(log[0].event.timestamp, 1234.5);
+  EXPECT_EQ(log[20].event.keyCode, 36);
+  EXPECT_TRUE(log[20].event.characters.empty());
+  EXPECT_FALSE(log[21].event.keyDown);
 
-TEST_F(SimAppleScriptTest, EscapedQuotesAndBackslashesArriveIntact) {
-  EXPECT_FALSE(script.execute(typingScript(R"(JO\"_2\\_101)")).has_value());
-  EXPECT_EQ(daw->typedText(), "JO\"_2\\_101\n");
-  ASSERT_EQ(script.executions().size(), 1u);
+  desktop.workspace()->activateIgnoringOtherApps(true);
+  EXPECT_FALSE(script.execute(typingScript("é")).has_value());
+  EXPECT_EQ(desktop.workspace()->hostApplication()->typedText(), "é\n") << "keys follow the frontmost application";
+  ASSERT_EQ(script.executions().size(), 2u);
   EXPECT_FALSE(script.executions()[0].error.has_value());
 }
 
-TEST_F(SimAppleScriptTest, OtherEscapesAndATrailingLineFeedAreUnderstood) {
-  EXPECT_FALSE(script.execute(typingScript(R"(a\tb\nc)") + "\n").has_value());
-  EXPECT_EQ(daw->typedText(), "a\tb\nc\n");
-}
-
-TEST_F(SimAppleScriptTest, AnUnescapedQuoteDoesNotCompileAndTypesNothing) {
-  const auto error = script.execute(typingScript(R"(JO"_2\_101)"));
-  ASSERT_TRUE(error.has_value());
-  EXPECT_EQ(error->number, SimAppleScript::syntaxErrorNumber);
-  EXPECT_NE(error->message.find("Expected end of line"), std::string::npos) << error->message;
-  EXPECT_EQ(daw->typedText(), "");
-  EXPECT_TRUE(poster->keyboardEvents().empty());
-  ASSERT_EQ(script.executions().size(), 1u);
-  EXPECT_TRUE(script.executions()[0].error.has_value());
-}
-
-TEST_F(SimAppleScriptTest, MalformedScriptsDoNotCompile) {
-  const std::vector<std::string> broken = {
-      "",
-      "display dialog \"hi\"",
-      "property sourceString : \"unterminated",
-      "property sourceString : \"ends in a backslash\\",
-      typingScript(R"(bad \q escape)"),
-      typingScript("x").substr(0, 60),
-      typingScript("x") + "\ndelay 1",
-      typingScript("x").replace(typingScript("x").find("key code 36"), 11, "key code 76"),
-  };
-  for (const auto& source : broken) {
+TEST_F(SimAppleScriptTest, MalformedScriptsDoNotCompileAndTypeNothing) {
+  const std::string x = typingScript("x");
+  for (const auto& source : {typingScript(R"(JO"_2\_101)"), std::string(), std::string("display dialog \"hi\""),
+                             std::string("property sourceString : \"unterminated"),
+                             std::string("property sourceString : \"ends in a backslash\\"),
+                             typingScript(R"(bad \q escape)"), x.substr(0, 60), x + "\ndelay 1",
+                             std::string(x).replace(x.find("key code 36"), 11, "key code 76")}) {
     const auto error = script.execute(source);
     ASSERT_TRUE(error.has_value()) << source;
-    EXPECT_EQ(error->number, -2741) << source;
+    EXPECT_EQ(error->number, SimAppleScript::syntaxErrorNumber) << source;
     EXPECT_FALSE(error->message.empty());
   }
-  EXPECT_TRUE(poster->keyboardEvents().empty());
-}
-
-TEST_F(SimAppleScriptTest, KeysFollowTheFrontmostApplicationAndAreTimestamped) {
-  workspace->activateIgnoringOtherApps(true);
-  clock->advanceTo(1234.5);
-  EXPECT_FALSE(script.execute(typingScript("é")).has_value());
-  EXPECT_EQ(workspace->hostApplication()->typedText(), "é\n");
+  EXPECT_NE(script.executions()[0].error->message.find("Expected end of line"), std::string::npos)
+      << "an unescaped quote ends the literal early";
   EXPECT_EQ(daw->typedText(), "");
-  EXPECT_DOUBLE_EQ(poster->keyboardEvents().at(0).event.timestamp, 1234.5);
+  EXPECT_TRUE(desktop.eventPoster()->keyboardEvents().empty());
 }
 
 }  // namespace

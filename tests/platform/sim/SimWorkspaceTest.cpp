@@ -1,130 +1,92 @@
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
 #include "ZAR_DAWControl/platform/sim/SimWorkspace.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 
-using zar::platform::HostIdentity;
-using zar::platform::ProcessLookupNoErr;
-using zar::platform::ProcessLookupProcNotFound;
 using zar::platform::ProcessSerialNumber;
-using zar::platform::PropertyDictionary;
 using zar::platform::PropertyValue;
 using zar::sim::SimApplication;
-using zar::sim::SimWorkspace;
+using Applications = std::vector<std::shared_ptr<SimApplication>>;
 
-std::shared_ptr<SimApplication> makeApplication(std::int32_t pid, const std::string& bundleIdentifier,
-                                                const std::string& version = "12.5.0") {
+std::shared_ptr<SimApplication> makeApplication(std::int32_t pid, const std::string& bundleIdentifier) {
   SimApplication::Info info;
   info.processIdentifier = pid;
   info.bundleIdentifier = bundleIdentifier;
   info.bundleURL = "file:///Applications/" + bundleIdentifier + ".app/";
-  info.localizedName = bundleIdentifier;
-  info.infoDictionary = {{"CFBundleVersion", version}};
+  info.infoDictionary = {{"CFBundleVersion", "10.3.10"}};
   return std::make_shared<SimApplication>(info);
 }
 
-TEST(SimWorkspace, TheHostRunsAndIsActiveFromTheStart) {
-  SimWorkspace workspace(HostIdentity{"com.example.Host", "Host"});
-  const auto running = workspace.runningApplications();
-  ASSERT_EQ(running.size(), 1u);
-  EXPECT_EQ(running[0]->processIdentifier, static_cast<std::int32_t>(::getpid()));
-  EXPECT_EQ(running[0]->bundleIdentifier, "com.example.Host");
-  EXPECT_EQ(running[0]->localizedName, "Host");
-  EXPECT_EQ(workspace.mainBundleIdentifier(), "com.example.Host");
-  const auto active = workspace.activeApplication();
-  ASSERT_TRUE(active.has_value());
-  EXPECT_EQ(active->at("NSApplicationBundleIdentifier"), PropertyValue("com.example.Host"));
-  EXPECT_EQ(active->at("NSApplicationName"), PropertyValue("Host"));
-  EXPECT_EQ(active->at("NSApplicationProcessIdentifier"), PropertyValue(std::int64_t{::getpid()}));
-  EXPECT_FALSE(workspace.quit(workspace.hostApplication()->processIdentifier()));
-}
+class SimWorkspaceTest : public ::testing::Test {
+ protected:
+  zar::sim::SimWorkspace workspace{zar::platform::HostIdentity{"com.example.Host", "Host"}};
+  std::shared_ptr<SimApplication> host = workspace.hostApplication();
+  std::shared_ptr<SimApplication> a = makeApplication(2000, "com.a");
+  std::shared_ptr<SimApplication> b = makeApplication(1500, "com.b");
+};
 
-TEST(SimWorkspace, ApplicationsAreListedInLaunchOrder) {
-  SimWorkspace workspace(HostIdentity{});
-  const auto host = workspace.hostApplication()->processIdentifier();
-  ASSERT_TRUE(workspace.launch(makeApplication(2000, "com.b")));
-  ASSERT_TRUE(workspace.launch(makeApplication(1500, "com.a")));
-  EXPECT_FALSE(workspace.launch(makeApplication(1500, "com.dup")));
-  EXPECT_FALSE(workspace.launch(makeApplication(0, "com.zero")));
-  EXPECT_FALSE(workspace.launch(nullptr));
-  std::vector<std::int32_t> pids;
-  for (const auto& app : workspace.runningApplications()) {
-    pids.push_back(app->processIdentifier);
+TEST_F(SimWorkspaceTest, TheHostRunsFromTheStartAndOthersAreListedInLaunchOrder) {
+  ASSERT_EQ(workspace.runningApplications().size(), 1u);
+  EXPECT_EQ(workspace.runningApplications()[0]->processIdentifier, static_cast<std::int32_t>(::getpid()));
+  EXPECT_EQ(workspace.runningApplications()[0]->localizedName, "Host");
+  EXPECT_EQ(workspace.mainBundleIdentifier(), "com.example.Host");
+  EXPECT_EQ(workspace.activeApplication()->at("NSApplicationProcessIdentifier"), PropertyValue(std::int64_t{::getpid()}));
+  EXPECT_FALSE(workspace.quit(host->processIdentifier()));
+
+  ASSERT_TRUE(workspace.launch(a));
+  ASSERT_TRUE(workspace.launch(b));
+  for (const auto& refused : {makeApplication(1500, "com.dup"), makeApplication(0, "com.zero"), {}}) {
+    EXPECT_FALSE(workspace.launch(refused));
   }
-  EXPECT_EQ(pids, (std::vector<std::int32_t>{host, 2000, 1500}));
+  std::vector<std::int32_t> pids;
+  for (const auto& app : workspace.runningApplications()) pids.push_back(app->processIdentifier);
+  EXPECT_EQ(pids, (std::vector<std::int32_t>{host->processIdentifier(), 2000, 1500}));
   ASSERT_TRUE(workspace.quit(2000));
   EXPECT_FALSE(workspace.quit(2000));
   EXPECT_EQ(workspace.runningApplicationWithProcessIdentifier(2000), nullptr);
-  ASSERT_NE(workspace.runningApplicationWithProcessIdentifier(1500), nullptr);
-  EXPECT_EQ(workspace.runningApplicationWithProcessIdentifier(1500)->bundleIdentifier, "com.a");
-  EXPECT_EQ(workspace.applications().size(), 2u);
+  EXPECT_EQ(workspace.runningApplicationWithProcessIdentifier(1500)->bundleIdentifier, "com.b");
+  EXPECT_EQ(workspace.applications(), (Applications{host, b}));
+  // Bundle information outlives the process.
+  EXPECT_EQ(workspace.bundleInfoDictionary("file:///Applications/com.a.app/")->at("CFBundleVersion"),
+            PropertyValue("10.3.10"));
+  EXPECT_FALSE(workspace.bundleInfoDictionary("file:///nowhere/").has_value());
 }
 
-TEST(SimWorkspace, ActivationAndTheFrontToBackOrder) {
-  SimWorkspace workspace(HostIdentity{});
-  const auto host = workspace.hostApplication();
-  auto a = makeApplication(1001, "com.a");
-  auto b = makeApplication(1002, "com.b");
+TEST_F(SimWorkspaceTest, ActivationAndTheFrontToBackOrder) {
   workspace.launch(a);
   workspace.launch(b);
-  // Launching doesn't activate; the newcomer goes to the back.
-  EXPECT_EQ(workspace.frontmostApplication(), host);
-  EXPECT_EQ(workspace.applicationsFrontToBack(), (std::vector<std::shared_ptr<SimApplication>>{host, a, b}));
-
-  ASSERT_TRUE(workspace.activate(1002));
+  EXPECT_EQ(workspace.applicationsFrontToBack(), (Applications{host, a, b})) << "launching doesn't activate";
+  ASSERT_TRUE(workspace.activate(1500));
   EXPECT_FALSE(workspace.activate(4711));
-  EXPECT_EQ(workspace.frontmostApplication(), b);
-  EXPECT_EQ(workspace.applicationsFrontToBack(), (std::vector<std::shared_ptr<SimApplication>>{b, host, a}));
+  EXPECT_EQ(workspace.applicationsFrontToBack(), (Applications{b, host, a}));
   EXPECT_EQ(workspace.activeApplication()->at("NSApplicationBundleIdentifier"), PropertyValue("com.b"));
-
-  // Without ignoring other applications the host doesn't push itself forward.
   workspace.activateIgnoringOtherApps(false);
-  EXPECT_EQ(workspace.frontmostApplication(), b);
+  EXPECT_EQ(workspace.frontmostApplication(), b) << "the host doesn't push itself forward";
   workspace.activateIgnoringOtherApps(true);
   EXPECT_EQ(workspace.frontmostApplication(), host);
-
-  // The active application quitting hands activation back to the host.
-  workspace.activate(1001);
-  ASSERT_TRUE(workspace.quit(1001));
-  EXPECT_EQ(workspace.frontmostApplication(), host);
-  EXPECT_EQ(workspace.applicationsFrontToBack(), (std::vector<std::shared_ptr<SimApplication>>{host, b}));
+  workspace.activate(2000);
+  ASSERT_TRUE(workspace.quit(2000));
+  EXPECT_EQ(workspace.applicationsFrontToBack(), (Applications{host, b})) << "the host is active again";
 }
 
-TEST(SimWorkspace, ProcessSerialNumbersAreDistinctAndLookedUpBothWays) {
-  SimWorkspace workspace(HostIdentity{});
-  auto a = makeApplication(1001, "com.a");
-  auto b = makeApplication(1002, "com.b");
+TEST_F(SimWorkspaceTest, ProcessSerialNumbersAreDistinctAndLookedUpBothWays) {
   workspace.launch(a);
   workspace.launch(b);
   ProcessSerialNumber psnA;
   ProcessSerialNumber psnB;
-  ASSERT_EQ(workspace.getProcessForPID(1001, psnA), ProcessLookupNoErr);
-  ASSERT_EQ(workspace.getProcessForPID(1002, psnB), ProcessLookupNoErr);
+  ASSERT_EQ(workspace.getProcessForPID(2000, psnA), zar::platform::ProcessLookupNoErr);
+  ASSERT_EQ(workspace.getProcessForPID(1500, psnB), zar::platform::ProcessLookupNoErr);
   EXPECT_NE(psnA, psnB);
   EXPECT_NE(psnA, ProcessSerialNumber{});
   EXPECT_EQ(workspace.application(psnA), a);
-  EXPECT_EQ(workspace.application(psnB), b);
-
+  EXPECT_EQ(workspace.application(1500), b);
   ProcessSerialNumber unknown{7, 7};
-  EXPECT_EQ(workspace.getProcessForPID(4711, unknown), ProcessLookupProcNotFound);
+  EXPECT_EQ(workspace.getProcessForPID(4711, unknown), zar::platform::ProcessLookupProcNotFound);
   EXPECT_EQ(unknown, ProcessSerialNumber{});
-  workspace.quit(1001);
-  EXPECT_EQ(workspace.getProcessForPID(1001, psnA), ProcessLookupProcNotFound);
-  EXPECT_EQ(workspace.application(ProcessSerialNumber{0, 0x1002}), nullptr);
-}
-
-TEST(SimWorkspace, BundleInformationOutlivesTheProcess) {
-  SimWorkspace workspace(HostIdentity{});
-  workspace.launch(makeApplication(1001, "com.avid.ProTools", "10.3.10"));
-  const std::string url = "file:///Applications/com.avid.ProTools.app/";
-  ASSERT_TRUE(workspace.bundleInfoDictionary(url).has_value());
-  EXPECT_EQ(workspace.bundleInfoDictionary(url)->at("CFBundleVersion"), PropertyValue("10.3.10"));
-  workspace.quit(1001);
-  EXPECT_TRUE(workspace.bundleInfoDictionary(url).has_value());
-  EXPECT_FALSE(workspace.bundleInfoDictionary("file:///nowhere/").has_value());
+  workspace.quit(2000);
+  EXPECT_EQ(workspace.application(psnA), nullptr);
 }
 
 }  // namespace
