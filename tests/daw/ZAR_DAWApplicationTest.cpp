@@ -2,12 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <stdexcept>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "support/ProToolsTest.h"
 
 namespace {
+
+using Strokes = std::vector<std::pair<int, bool>>;
 
 // An application whose driver operations only record that they were called.
 class RecordingApplication : public ZAR_DAWApplication {
@@ -34,6 +38,24 @@ class DAWApplicationTest : public zar::test::ProToolsTest {
     _proTools = launchProTools();
     ASSERT_TRUE(_application->initWithRunningApplication(running(_proTools)));
   }
+  // Types `text` as key events and returns the key code and direction of each one posted, in order;
+  // checks that a 30 ms pause follows each key (digits and Return below version 11) or each event.
+  Strokes type(const std::string& text) {
+    sim.desktop->eventPoster()->clearLog();
+    sim.clock->clearSleeps();
+    _application->sendTextToDAWApplication(text, false);
+    Strokes result;
+    for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) {
+      result.emplace_back(posted.event.keyCode, posted.event.keyDown);
+      EXPECT_EQ(posted.psn, _application->processSerialNumber());
+      EXPECT_EQ(posted.event.source, _application->eventSource());
+    }
+    EXPECT_EQ(sim.clock->sleeps().size(), _application->majorVersion() < 11 ? result.size() / 2 : result.size());
+    for (const auto& sleep : sim.clock->sleeps()) EXPECT_EQ(sleep.duration, 0.030);
+    return result;
+  }
+  std::vector<zar::sim::SimAlerts::ShownAlert> shown() const { return sim.desktop->alerts()->shownAlerts(); }
+
   std::shared_ptr<zar::sim::SimProTools> _proTools;
   std::shared_ptr<RecordingApplication> _application = std::make_shared<RecordingApplication>();
   std::shared_ptr<ZAR_VisualEvent> _cue = [] {
@@ -153,6 +175,118 @@ TEST(DAWApplicationBase, DriverOperationsAreNotImplemented) {
   };
   EXPECT_TRUE(raisedNaming([&] { application.updateDAWTrackStatesForFrameIndex(10); }, "updateDAWTrackStatesForFrameIndex"));
   EXPECT_TRUE(raisedNaming([&] { application.onUIRefreshTimerRanOut(nullptr); }, "onUIRefreshTimerRanOut"));
+}
+
+TEST(KeyCodeMap, HoldsTheTenDigitKeysBuiltOnceForEveryThread) {
+  EXPECT_EQ(ZAR_DAWApplication::keyCodeMap(),
+            (std::map<std::string, std::int32_t>{{"0", 29}, {"1", 18}, {"2", 19}, {"3", 20}, {"4", 21},
+                                                 {"5", 23}, {"6", 22}, {"7", 26}, {"8", 28}, {"9", 25}}));
+  std::vector<const void*> seen(4);
+  std::vector<std::thread> threads;
+  for (auto& slot : seen) threads.emplace_back([&slot] { slot = &ZAR_DAWApplication::keyCodeMap(); });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(std::set<const void*>(seen.begin(), seen.end()), std::set<const void*>{&ZAR_DAWApplication::keyCodeMap()});
+}
+
+TEST_F(DAWApplicationTest, OlderVersionsTypeOnlyDigitsThenReturnWithAPauseAfterEachKey) {
+  _application->setMajorVersion(10);
+  EXPECT_EQ(type("12:34"), (Strokes{{18, true}, {18, false}, {19, true}, {19, false}, {20, true}, {20, false},
+                                    {21, true}, {21, false}, {36, true}, {36, false}}));
+  EXPECT_EQ(type(""), (Strokes{{36, true}, {36, false}}));
+  for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) {
+    EXPECT_EQ(posted.event.flags, zar::platform::EventFlagNone);
+  }
+  EXPECT_EQ(_proTools->typedText(), "1234\n\n");
+}
+
+TEST_F(DAWApplicationTest, NewerVersionsPostTheLayoutsEventsWithAPauseAfterEachEventOtherTypesNone) {
+  _application->setMajorVersion(11);
+  const auto expected = zar::platform::KeyboardLayout::keyEventsForText("A1", true);
+  Strokes strokes;
+  for (const auto& event : expected) strokes.emplace_back(event.keyCode, event.keyDown);
+  EXPECT_EQ(type("A1"), strokes);
+  const auto posted = sim.desktop->eventPoster()->keyboardEvents();
+  for (std::size_t i = 0; i < posted.size(); ++i) EXPECT_EQ(posted[i].event.flags, expected[i].flags);
+  EXPECT_NE(posted[0].event.flags & zar::platform::EventFlagMaskShift, 0u) << "A is typed with shift";
+  EXPECT_EQ(_proTools->typedText(), "A1\n");
+
+  _application->setType(1);
+  EXPECT_TRUE(type("123").empty());
+}
+
+TEST_F(DAWApplicationTest, TheScriptRouteTypesQuotesAndBackslashesIntactIntoTheFrontmostApplication) {
+  sim.desktop->workspace()->activate(_proTools->processIdentifier());
+  _application->sendTextToDAWApplication("JO\"_2\\_101", true);
+  const auto runs = sim.desktop->appleScript()->executions();
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].source,
+            "property sourceString : \"JO\\\"_2\\\\_101\"\n"
+            "set cnt to length of sourceString\n"
+            "repeat with i from 1 to cnt\n"
+            "    tell application \"System Events\" to keystroke character i of sourceString\n"
+            "end repeat\n"
+            "tell application \"System Events\" to key code 36");
+  EXPECT_EQ(_proTools->typedText(), "JO\"_2\\_101\n");
+}
+
+TEST_F(DAWApplicationTest, DAWNotAvailableWarningShowsOnTheMainThreadUntilTheUserSuppressesIt) {
+  std::thread([] { ZAR_DAWApplication::showDAWNotAvailableWarning(); }).join();
+  EXPECT_TRUE(shown().empty()) << "handed to the main thread, not shown on the host's";
+  sim.runFor(0.1);
+  auto alerts = shown();
+  ASSERT_EQ(alerts.size(), 1u);
+  EXPECT_TRUE(alerts[0].onMainThread);
+  const auto& request = alerts[0].request;
+  EXPECT_EQ(request.messageText, "Can't establish DAW connection");
+  EXPECT_EQ(request.informativeText,
+            "Can't continue the operation as either the DAW is not opened or no valid session is loaded.");
+  EXPECT_EQ(request.defaultButton, "OK");
+  EXPECT_FALSE(request.alternateButton || request.otherButton || request.suppressionButtonChecked);
+  EXPECT_TRUE(request.showsSuppressionButton);
+  EXPECT_EQ(request.suppressionButtonTitle, "Don't show this again");
+  // Closed with the box unticked: stored as NO, and shown again next time.
+  EXPECT_EQ(sim.userDefaults->objectForKey(ZAR_DAWNotAvailableSuppression), zar::platform::PropertyValue(false));
+
+  sim.desktop->alerts()->enqueueAnswer({zar::platform::AlertDefaultReturn, true, 0});
+  ZAR_DAWApplication::showDAWNotAvailableWarning();
+  EXPECT_TRUE(sim.userDefaults->boolForKey(ZAR_DAWNotAvailableSuppression));
+  ZAR_DAWApplication::showDAWNotAvailableWarning();
+  EXPECT_EQ(shown().size(), 2u) << "suppressed";
+}
+
+TEST_F(DAWApplicationTest, NoRecTrackWarningShowsEveryTimeWithoutABox) {
+  sim.userDefaults->setBool(true, ZAR_DAWNotAvailableSuppression);
+  sim.userDefaults->setBool(true, ZAR_DAWHUINotAvailableSuppression);
+  ZAR_DAWApplication::showNoRecTrackSelectedWarning();
+  ZAR_DAWApplication::showNoRecTrackSelectedWarning();
+  const auto alerts = shown();
+  ASSERT_EQ(alerts.size(), 2u);
+  const auto& request = alerts[1].request;
+  EXPECT_EQ(request.messageText, "Can't start recording");
+  EXPECT_EQ(request.informativeText,
+            "Can't continue the operation as no record track is selected for the selected take. Select a record "
+            "track from the dropdown menu in the table and try again.");
+  EXPECT_EQ(request.defaultButton, "OK");
+  EXPECT_FALSE(request.showsSuppressionButton);
+}
+
+TEST(ExportedConstants, HoldTheirExactValues) {
+  EXPECT_STREQ(ZAR_DAWApplicationAddedNotification, "ZAR_DAWApplicationAdded");
+  EXPECT_STREQ(ZAR_DAWApplicationRemovedNotification, "ZAR_DAWApplicationRemoved");
+  EXPECT_STREQ(ZAR_DAWApplicationRecordStartedNotification, "ZAR_DAWApplicationRecordStarted");
+  EXPECT_STREQ(ZAR_DAWApplicationSelectionChangedNotification, "ZAR_DAWApplicationSelectionChanged");
+  EXPECT_STREQ(ZAR_DAWApplicationTrackNamesChangedNotification, "ZAR_DAWApplicationTrackNamesChanged");
+  EXPECT_STREQ(ZAR_DAWAudioTrackRecTracksChangedNotification, "ZAR_DAWAudioTrackRecTracksChanged");
+  EXPECT_STREQ(ZAR_DAWSelectEventOnListSelectionPrefKey, "ZAR_DAWSelectEventOnListSelection");
+  EXPECT_STREQ(ZAR_DAWAssignRecordTracksAutomaticallyPrefKey, "ZAR_DAWAssignRecordTracksAutomatically");
+  EXPECT_STREQ(ZAR_DAWAudioTrackNameCharacterPrefixPrefKey, "ZAR_DAWAudioTrackNameCharacterPrefix");
+  EXPECT_STREQ(ZAR_DAWAudioTrackNameNumRecordsPrefKey, "ZAR_DAWAudioTrackNameNumRecords");
+  EXPECT_STREQ(ZAR_DAWAudioTrackNameCueNumberPrefKey, "ZAR_DAWAudioTrackNameCueNumber");
+  EXPECT_STREQ(ZAR_DAWNotAvailableSuppression, "ZAR_DAWNotAvailableSuppression");
+  EXPECT_STREQ(ZAR_DAWHUINotAvailableSuppression, "ZAR_DAWHUINotAvailableSuppression");
+  EXPECT_EQ(ZAR_DAWControlVersionNumber, 1.0);
+  EXPECT_STREQ(reinterpret_cast<const char*>(ZAR_DAWControlVersionString),
+               "@(#)PROGRAM:ZAR_DAWControl  PROJECT:ZAR_DAWControl-1\n");
 }
 
 }  // namespace

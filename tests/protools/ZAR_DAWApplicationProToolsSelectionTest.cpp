@@ -15,43 +15,25 @@ const std::vector<std::string> kTrackNamesOnly{ZAR_DAWApplicationTrackNamesChang
 const std::vector<std::string> kTrackNamesAndSelection{ZAR_DAWApplicationTrackNamesChangedNotification,
                                                        ZAR_DAWApplicationSelectionChangedNotification};
 
-TCTime tc(std::uint32_t h, std::uint32_t m, std::uint32_t s, std::uint32_t f, std::uint32_t sub = 0) {
-  return TCTime{h, m, s, f, sub, 100, 0};
-}
-
-const ZAR_Error kCommunicationDown{
-    "ZAR_ErrorDomain", 1,
-    "Vantrole can't communicate with Pro Tools. Please make sure the application is opened and a session is loaded."};
-const ZAR_Error kNotTimecode{
-    "ZAR_ErrorDomain", 2,
-    "Pro Tools' primary time format is not set to  timecode. Please set it to timecode and try again."};
-
 class SelectionTest : public zar::test::ProToolsTest {
  protected:
   void SetUp() override {
     _proTools = launchProTools();
-    _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(
-        ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(_proTools)));
+    _driver = attach(_proTools);
     ASSERT_TRUE(_driver);
     sim.desktop->eventPoster()->clearLog();
     sim.clock->clearSleeps();
     clearPosted();
   }
 
-  // What the posted keys type, Return as "\n".
-  std::string typed() const {
+  // What the key events posted since the last look type, Return as "\n".
+  std::string typed() {
     std::string text;
     for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) {
-      if (!posted.event.keyDown) continue;
-      const bool shift = (posted.event.flags & zar::platform::EventFlagMaskShift) != 0;
-      if (const auto c = zar::platform::KeyboardLayout::characterForKeyCode(posted.event.keyCode, shift)) {
-        text += zar::platform::KeyboardLayout::encodeUTF8(*c);
-      } else if (posted.event.keyCode == 36) {
-        text += '\n';
-      } else {
-        text += '?';
-      }
+      const auto c = zar::platform::KeyboardLayout::characterForKeyCode(posted.event.keyCode, false);
+      if (posted.event.keyDown) text += c ? zar::platform::KeyboardLayout::encodeUTF8(*c) : "?";
     }
+    sim.desktop->eventPoster()->clearLog();
     return text;
   }
   bool nothingTyped() const { return sim.desktop->eventPoster()->keyboardEvents().empty(); }
@@ -62,7 +44,7 @@ class SelectionTest : public zar::test::ProToolsTest {
   std::shared_ptr<ZAR_DAWApplicationProTools> _driver;
 };
 
-TEST(SelectionComparisonValue, IsHHMMSSFFWithoutSubframesOrFlags) {
+TEST_F(SelectionTest, TheComparisonValueIsHHMMSSFFWithoutSubframesOrFlags) {
   TCTime odd = tc(10, 0, 0, 1, 99);
   odd.subframeDivisor = 80;
   odd.isInvalid = 1;
@@ -82,7 +64,7 @@ TEST_F(SelectionTest, ReadingGivesTheCountersTextOrAnError) {
   _proTools->setTimeFormat(SimProTools::TimeFormat::samples);
   EXPECT_EQ(_driver->selectionStartTC(&error), std::nullopt);
   EXPECT_EQ(error, (ZAR_Error{"ZAR_ErrorDomain", ZAR_DAWApplicationProTools::timecodeFormatWrongErrorCode,
-                              kNotTimecode.localizedDescription}));
+                              notTimecode.localizedDescription}));
   EXPECT_EQ(_driver->selectionEndTC(&error), std::nullopt);
   // Without a slot the field is read all the same.
   EXPECT_EQ(_driver->selectionStartTC(), SimProTools::counterText(tc(1, 0, 0, 0), SimProTools::TimeFormat::samples));
@@ -110,21 +92,19 @@ TEST_F(SelectionTest, SettingAnotherTextThanShownPressesTheFieldAndTypesItsDigit
   for (const auto& sleep : sim.clock->sleeps()) EXPECT_EQ(sleep.duration, 0.030) << "only keystroke pauses";
 
   // The comparison is on the exact text: the same point written otherwise still gets typed.
-  sim.desktop->eventPoster()->clearLog();
   EXPECT_EQ(_driver->setSelectionStartTC("01:00:00:00 "), std::nullopt);
   EXPECT_EQ(typed(), "01000000 \n");
-  sim.desktop->eventPoster()->clearLog();
   EXPECT_EQ(_driver->setSelectionStartTC(std::nullopt), std::nullopt);
   EXPECT_EQ(typed(), "\n") << "no text: the pressed counter gets only Return";
 }
 
 TEST_F(SelectionTest, SettingFailsUntouchedWhenProToolsIsGoneOrNotInTimecode) {
   _proTools->setTimeFormat(SimProTools::TimeFormat::barsBeats);
-  EXPECT_EQ(_driver->setSelectionStartTC("02:00:00:00"), kNotTimecode);
-  EXPECT_EQ(_driver->setSelectionEndTC("02:00:00:00"), kNotTimecode);
+  EXPECT_EQ(_driver->setSelectionStartTC("02:00:00:00"), notTimecode);
+  EXPECT_EQ(_driver->setSelectionEndTC("02:00:00:00"), notTimecode);
   _proTools->setTimeFormat(SimProTools::TimeFormat::timecode);
   _proTools->selectionStartField()->setFailure(zar::platform::AXError::cannotComplete);
-  EXPECT_EQ(_driver->setSelectionEndTC("02:00:00:00"), kCommunicationDown);
+  EXPECT_EQ(_driver->setSelectionEndTC("02:00:00:00"), communicationDown);
   EXPECT_FALSE(_proTools->counterEntryOpen());
   EXPECT_EQ(_proTools->selectionEnd(), tc(1, 0, 10, 0));
   EXPECT_TRUE(nothingTyped());

@@ -11,13 +11,6 @@ using zar::platform::AXAttributeValue;
 using zar::platform::AXValueList;
 using zar::sim::SimProTools;
 
-const ZAR_Error kCommunicationDown{
-    "ZAR_ErrorDomain", 1,
-    "Vantrole can't communicate with Pro Tools. Please make sure the application is opened and a session is loaded."};
-const ZAR_Error kNotTimecode{
-    "ZAR_ErrorDomain", 2,
-    "Pro Tools' primary time format is not set to  timecode. Please set it to timecode and try again."};
-
 // A list value of elements, as "AXWindows" gives it.
 template <typename... Elements>
 AXAttributeValue list(const Elements&... elements) {
@@ -26,10 +19,6 @@ AXAttributeValue list(const Elements&... elements) {
 
 class ProToolsConnectionTest : public zar::test::ProToolsTest {
  protected:
-  std::shared_ptr<ZAR_DAWApplicationProTools> attach(const std::shared_ptr<SimProTools>& proTools) {
-    return std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(
-        ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(proTools)));
-  }
   // A driver that hasn't attached, to try its finders on made-up windows.
   std::shared_ptr<ZAR_DAWApplicationProTools> detachedDriver() {
     auto driver = std::make_shared<ZAR_DAWApplicationProTools>();
@@ -116,11 +105,11 @@ TEST_F(ProToolsConnectionTest, ConnectedWhileTheStartFieldAnswersAndCountersMust
   for (const auto format : {SimProTools::TimeFormat::barsBeats, SimProTools::TimeFormat::minSecs,
                             SimProTools::TimeFormat::samples, SimProTools::TimeFormat::feetFrames}) {
     proTools->setTimeFormat(format);
-    EXPECT_EQ(driver->checkIfTimecodeFormatIsWrong(), kNotTimecode);
+    EXPECT_EQ(driver->checkIfTimecodeFormatIsWrong(), notTimecode);
   }
   proTools->selectionStartField()->setFailure(zar::platform::AXError::cannotComplete);
   EXPECT_FALSE(driver->connected());
-  EXPECT_EQ(driver->checkIfCommunicationIsDown(), kCommunicationDown);
+  EXPECT_EQ(driver->checkIfCommunicationIsDown(), communicationDown);
   EXPECT_FALSE(driver->ZAR_DAWApplication::connected()) << "the stored flag is cleared too";
 
   const auto other = launchProTools();

@@ -32,13 +32,12 @@ std::shared_ptr<ZAR_DAWAudioTrackMode> mode(ZAR_DAWTrackState before, ZAR_DAWTra
 
 class TracksTest : public zar::test::ProToolsTest {
  protected:
-  void SetUp() override { attach(launchProTools()); }
+  void SetUp() override { attachTo(launchProTools()); }
   void TearDown() override { ddLogLevel = _savedLogLevel; }
 
-  void attach(std::shared_ptr<SimProTools> proTools) {
+  void attachTo(std::shared_ptr<SimProTools> proTools) {
     _proTools = std::move(proTools);
-    _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(
-        ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(_proTools)));
+    _driver = attach(_proTools);
     ASSERT_TRUE(_driver);
   }
   std::shared_ptr<ZAR_DAWAudioTrack> track(std::size_t position) const { return _driver->audioTracks().at(position); }
@@ -378,7 +377,7 @@ TEST_F(TracksTest, APositionBeyondTheMatrixPlaysThroughout) {
   options.tracks.clear();
   for (int i = 0; i < 66; ++i) options.tracks.push_back({"T" + std::to_string(i)});
   options.rowHeight = 10;
-  attach(launchProTools(options));
+  attachTo(launchProTools(options));
   ASSERT_EQ(_driver->audioTracks().size(), 66u);
   EXPECT_EQ(track(65)->index(), 65);
   report(64, true, true);

@@ -21,14 +21,11 @@ Names namesOf(const SimElement& element) {
 
 TEST(SimElement, AttributesAreListedOrNotAndSettableOnlyWithValuesOfTheirKind) {
   auto field = SimElement::create(1, "AXTextField");
-  field->setAttribute("AXValue", "00:00:00:00").setAttribute("AXTitle", "Start");
-  field->setAttribute("AXSecret", 1.0, false);
+  field->setAttribute("AXValue", "00:00").setAttribute("AXTitle", "Start").setAttribute("AXSecret", 1.0, false);
   field->setFrame(Rect{{10, 20}, {30, 40}});
   EXPECT_EQ(namesOf(*field), (Names{"AXRole", "AXValue", "AXTitle", "AXPosition", "AXSize", "AXChildren"}))
       << "AXFrame and unlisted attributes are supported, not listed";
   AXAttributeValue value;
-  ASSERT_EQ(field->copyAttributeValue("AXFrame", value), AXError::success);
-  EXPECT_EQ(value, AXAttributeValue(AXTypedValue::rect(Rect{{10, 20}, {30, 40}})));
   EXPECT_EQ(field->copyAttributeValue("AXSecret", value), AXError::success);
   EXPECT_EQ(field->copyAttributeValue("AXNothing", value), AXError::attributeUnsupported);
 
@@ -36,22 +33,18 @@ TEST(SimElement, AttributesAreListedOrNotAndSettableOnlyWithValuesOfTheirKind) {
   field->setSettable("AXValue", true, [&](const AXAttributeValue& v) { told.push_back(v); });
   field->setSettable("AXPosition", true);
   bool settable = true;
-  for (const auto& [name, expected] : {std::pair{"AXTitle", false}, {"AXValue", true}, {"AXChildren", false}}) {
-    ASSERT_EQ(field->isAttributeSettable(name, settable), AXError::success);
-    EXPECT_EQ(settable, expected) << name;
-  }
+  EXPECT_EQ(field->isAttributeSettable("AXChildren", settable), AXError::success);
+  EXPECT_FALSE(settable);
   EXPECT_EQ(field->isAttributeSettable("AXNothing", settable), AXError::attributeUnsupported);
   EXPECT_EQ(field->setAttributeValue("AXTitle", "End"), AXError::attributeUnsupported);
   EXPECT_EQ(field->setAttributeValue("AXValue", 3.0), AXError::illegalArgument);
   EXPECT_EQ(field->setAttributeValue("AXPosition", AXTypedValue::size({1, 1})), AXError::illegalArgument);
-  EXPECT_TRUE(told.empty());
-  EXPECT_EQ(field->setAttributeValue("AXValue", "01:00:00:00"), AXError::success);
-  EXPECT_EQ(told, (std::vector<AXAttributeValue>{AXAttributeValue("01:00:00:00")}));
+  EXPECT_EQ(field->setAttributeValue("AXValue", "01:00"), AXError::success);
+  EXPECT_EQ(told, (std::vector<AXAttributeValue>{AXAttributeValue("01:00")}));
   EXPECT_EQ(field->setAttributeValue("AXPosition", AXTypedValue::point({5, 6})), AXError::success);
   EXPECT_EQ(field->frame(), (Rect{{5, 6}, {30, 40}}));
 
-  // Listing it later keeps its place among the names.
-  field->setAttribute("AXSecret", 2.0, true);
+  field->setAttribute("AXSecret", 2.0, true);  // listed later, it keeps its place
   EXPECT_TRUE(field->removeAttribute("AXTitle"));
   EXPECT_FALSE(field->removeAttribute("AXTitle"));
   EXPECT_EQ(namesOf(*field), (Names{"AXRole", "AXValue", "AXSecret", "AXPosition", "AXSize", "AXChildren"}));
@@ -61,30 +54,22 @@ TEST(SimElement, ChildrenAndParentAreComputedAndNoStructuralCycleIsMade) {
   auto window = SimElement::create(7, "AXWindow");
   auto group = window->addChild(SimElement::create(7, "AXGroup"));
   auto button = window->addChild(SimElement::create(7, "AXButton"));
-  AXAttributeValue value;
-  ASSERT_EQ(window->copyAttributeValue("AXChildren", value), AXError::success);
-  EXPECT_EQ(value, AXAttributeValue(AXValueList{AXUIElementRef(group), AXUIElementRef(button)}));
   long count = 0;
   ASSERT_EQ(window->getAttributeValueCount("AXChildren", count), AXError::success);
   EXPECT_EQ(count, 2);
   EXPECT_EQ(window->getAttributeValueCount("AXRole", count), AXError::illegalArgument);
   EXPECT_EQ(window->getAttributeValueCount("AXRows", count), AXError::attributeUnsupported);
   EXPECT_EQ(namesOf(*button), (Names{"AXRole", "AXParent", "AXChildren"}));
-  ASSERT_EQ(button->copyAttributeValue("AXParent", value), AXError::success);
-  EXPECT_EQ(value, AXAttributeValue(AXUIElementRef(window)));
+  AXAttributeValue value;
   EXPECT_EQ(window->copyAttributeValue("AXParent", value), AXError::attributeUnsupported);
 
   group->addChild(button);  // moving a child takes it from its old parent
   EXPECT_EQ(window->children(), (std::vector<std::shared_ptr<SimElement>>{group}));
   EXPECT_EQ(button->parent(), group);
-  EXPECT_EQ(group->addChild(window), nullptr);
-  EXPECT_EQ(window->addChild(window), nullptr);
-  EXPECT_EQ(window->addChild(nullptr), nullptr);
-  EXPECT_EQ(window->parent(), nullptr);
+  for (const auto& refused : {window, group, std::shared_ptr<SimElement>()}) EXPECT_EQ(group->addChild(refused), nullptr);
   EXPECT_TRUE(group->removeChild(button));
   EXPECT_FALSE(group->removeChild(button));
   EXPECT_EQ(button->parent(), nullptr);
-
   // A stored parent overrides the structural one, so a loop can be built for the lineage walk.
   window->setAttribute("AXParent", AXUIElementRef(group));
   ASSERT_EQ(window->copyAttributeValue("AXParent", value), AXError::success);
@@ -103,21 +88,16 @@ TEST(SimElement, ActionHandlersAndSetHooksMayChangeTheTreeTheyBelongTo) {
   button->setAttribute("AXValue", 0.0).setSettable("AXValue", true, [&](const AXAttributeValue&) {
     button->setAttribute("AXTitle", "changed");
   });
-  Names names;
-  ASSERT_EQ(button->copyActionNames(names), AXError::success);
-  EXPECT_EQ(names, (Names{"AXPress", "AXShowMenu"}));
   std::string description;
-  ASSERT_EQ(button->copyActionDescription("AXShowMenu", description), AXError::success);
-  EXPECT_EQ(description, "show menu");
   EXPECT_EQ(button->copyActionDescription("AXCancel", description), AXError::actionUnsupported);
   EXPECT_EQ(button->performAction("AXShowMenu"), AXError::success);
-  EXPECT_EQ(button->performAction("AXCancel"), AXError::actionUnsupported);
   EXPECT_EQ(button->setAttributeValue("AXValue", 1.0), AXError::success);
   EXPECT_EQ(button->title(), "changed");
   EXPECT_EQ(button->performAction("AXPress"), AXError::success);
   EXPECT_FALSE(window->isValid());
   EXPECT_TRUE(button->isValid()) << "it had left the window before the window died";
   EXPECT_TRUE(button->removeAction("AXPress"));
+  EXPECT_FALSE(button->removeAction("AXPress"));
   EXPECT_EQ(button->performAction("AXPress"), AXError::actionUnsupported);
 }
 
@@ -143,9 +123,7 @@ TEST(SimElement, AnInjectedFailureAnswersEveryCallAndInvalidationWinsOverIt) {
   EXPECT_EQ(element->attribute("AXRole"), AXAttributeValue("AXButton")) << "the builder still sees it";
   window->invalidate();
   EXPECT_EQ(element->getPid(pid), AXError::invalidUIElement);
-  EXPECT_EQ(window->copyAttributeValue("AXRole", value), AXError::invalidUIElement);
-  auto outside = SimElement::create(9, "AXButton");
-  ASSERT_EQ(outside->getPid(pid), AXError::success);
+  ASSERT_EQ(SimElement::create(9, "AXButton")->getPid(pid), AXError::success);
   EXPECT_EQ(pid, 9);
 }
 
