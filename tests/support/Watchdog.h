@@ -12,12 +12,30 @@ namespace zar::test {
 /// stops what hangs, a run loop say) from its own thread. Correct code never lets it fire.
 class Watchdog {
  public:
-  Watchdog(std::chrono::seconds limit, std::function<void()> onExpiry);
-  ~Watchdog();
+  Watchdog(std::chrono::seconds limit, std::function<void()> onExpiry)
+      : _thread([this, limit, onExpiry = std::move(onExpiry)] {
+          std::unique_lock lock(_mutex);
+          if (!_done.wait_for(lock, limit, [this] { return _finished; })) {
+            _fired = true;
+            lock.unlock();
+            onExpiry();
+          }
+        }) {}
+  ~Watchdog() {
+    {
+      std::lock_guard lock(_mutex);
+      _finished = true;
+    }
+    _done.notify_all();
+    _thread.join();
+  }
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
 
-  bool fired();
+  bool fired() {
+    std::lock_guard lock(_mutex);
+    return _fired;
+  }
 
  private:
   std::mutex _mutex;

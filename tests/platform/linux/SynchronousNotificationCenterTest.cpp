@@ -69,39 +69,28 @@ TEST(SynchronousNotificationCenter, APostReachesTheObserversPresentWhenItStarted
   EXPECT_EQ(center.observerCount(), 2u);
 }
 
-TEST(SynchronousNotificationCenter, CapturedStateIsReleasedWhenTheObservationEnds) {
+TEST(SynchronousNotificationCenter, CapturedStateIsReleasedWhenTheObservationEndsAndAThrowingCallbackLeavesNoTrace) {
   SynchronousNotificationCenter center;
   auto token = std::make_shared<int>(0);
   const std::weak_ptr<int> watch = token;
-  const auto id = center.addObserver("N", [token](const Notification&) {});
-  token.reset();
-  center.post("N");
-  EXPECT_FALSE(watch.expired());
-  center.removeObserver(id);
-  EXPECT_TRUE(watch.expired());
-
-  // Removed from inside its own call: released once that call has returned.
-  auto selfToken = std::make_shared<int>(0);
-  const std::weak_ptr<int> selfWatch = selfToken;
   bool expiredInside = true;
   SynchronousNotificationCenter::ObserverId self = 0;
-  self = center.addObserver("M", [&, selfToken](const Notification&) {
+  self = center.addObserver("N", [&, token](const Notification&) {
     center.removeObserver(self);
-    expiredInside = selfWatch.expired();
+    expiredInside = watch.expired();
   });
-  selfToken.reset();
-  center.post("M");
-  EXPECT_FALSE(expiredInside);
-  EXPECT_TRUE(selfWatch.expired());
-}
+  const auto other = center.addObserver("M", [token](const Notification&) {});
+  token.reset();
+  center.post("N");
+  EXPECT_FALSE(expiredInside) << "removed from inside its own call: released once that call has returned";
+  EXPECT_FALSE(watch.expired());
+  center.removeObserver(other);
+  EXPECT_TRUE(watch.expired());
 
-TEST(SynchronousNotificationCenter, ThrowingCallbackLeavesTheObserverRemovable) {
-  SynchronousNotificationCenter center;
   const auto id = center.addObserver("N", [](const Notification&) { throw std::runtime_error("observer failed"); });
   EXPECT_THROW(center.post("N"), std::runtime_error);
   // From another thread a stale running call would make this wait forever.
-  std::thread remover([&] { center.removeObserver(id); });
-  remover.join();
+  std::thread([&] { center.removeObserver(id); }).join();
   EXPECT_NO_THROW(center.post("N"));
 }
 
@@ -168,32 +157,27 @@ TEST(SynchronousNotificationCenter, ObserverIsNeverCalledAfterItsRemovalUnderCon
 
 TEST(NotificationObservation, EndsTheObservationWhenDestroyedResetOrReplaced) {
   auto center = std::make_shared<SynchronousNotificationCenter>();
-  int first = 0;
-  int second = 0;
+  Calls calls;
+  const auto observe = [&](const std::string& label) {
+    return NotificationObservation(center, "N", [&calls, label](const Notification&) { calls.push_back(label); });
+  };
   {
-    NotificationObservation observation(center, "N", [&](const Notification&) { ++first; });
-    EXPECT_TRUE(observation.active());
+    const auto scoped = observe("scoped");
     center->post("N");
   }
-  center->post("N");
-  EXPECT_EQ(first, 1);
-
   NotificationObservation moved;
   {
-    NotificationObservation original(center, "N", [&](const Notification&) { ++second; });
+    auto original = observe("moved");
     moved = std::move(original);
     EXPECT_FALSE(original.active());  // NOLINT(bugprone-use-after-move): moved-from state is defined
   }
   center->post("N");
-  EXPECT_EQ(second, 1) << "the moved-to owner keeps it alive";
-  moved = NotificationObservation(center, "N", [&](const Notification&) { first += 10; });
+  moved = observe("replacement");
   center->post("N");
-  EXPECT_EQ(second, 1) << "replacing the observation ended the old one";
-  EXPECT_EQ(first, 11);
   moved.reset();
   EXPECT_FALSE(moved.active());
   center->post("N");
-  EXPECT_EQ(first, 11);
+  EXPECT_EQ(calls, (Calls{"scoped", "moved", "replacement"}));
 }
 
 }  // namespace
