@@ -1,6 +1,7 @@
 #include "ZAR_DAWControl/platform/Platform.h"
 
 #include <mutex>
+#include <utility>
 
 #include "ZAR_DAWControl/platform/default/DefaultPlatform.h"
 
