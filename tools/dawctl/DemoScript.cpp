@@ -176,7 +176,9 @@ void DemoScript::setUp() {
   add(sessionEvent());
 }
 
-// Enables the framework, waits until it has found Pro Tools and Pro Tools talks HUI with it.
+// Enables the framework, waits until it has found Pro Tools, Pro Tools talks HUI with it and the
+// HUI side has seen the lamps of every track: before that, the tracks' record enable and mute flags
+// say off whatever Pro Tools shows, and a pass would act on them.
 void DemoScript::connect() {
   _manager->setAllowed(true);
   _manager->setEnabled(true);
@@ -185,9 +187,9 @@ void DemoScript::connect() {
       [this] {
         const auto app = application();
         const auto device = app ? app->huiDevice() : nullptr;
-        return device && device->connected();
+        return device && device->connected() && device->lampsKnown();
       },
-      kHUITimeout, "waiting for Pro Tools' first HUI ping");
+      kHUITimeout, "waiting for Pro Tools' first HUI ping and the lamps of every track");
   _rows = table("", "opened", "at the start, as the session was opened");
 }
 
