@@ -169,6 +169,9 @@ std::vector<std::shared_ptr<ZAR_MIDISystem::HUIAttachment>> ZAR_MIDISystem::live
 }
 
 void ZAR_MIDISystem::receiveHUI(std::span<const std::uint8_t> bytes) {
+  // A delegate told here may let go of the last owner of this system on this thread; the system
+  // then goes when this call is over, not in the middle of it.
+  const auto keepAlive = weak_from_this().lock();
   {
     std::lock_guard delivery(_deliveryMutex);
     const auto attachments = liveAttachments();
