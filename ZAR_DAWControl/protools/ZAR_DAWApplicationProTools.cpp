@@ -28,6 +28,9 @@ using zar::platform::Platform;
 
 namespace {
 
+// Longer texts are cut in the log.
+constexpr std::size_t maximumLoggedText = 64;
+
 // The first element of the list whose title passes the test.
 template <typename Match>
 AXUIElementRef firstWithTitle(const std::optional<AXAttributeValue>& list, Match matches) {
@@ -181,13 +184,23 @@ std::optional<ZAR_Error> ZAR_DAWApplicationProTools::setSelectionTC(const AXUIEl
                                                                    const std::optional<std::string>& tc, bool start) {
   if (auto down = checkIfCommunicationIsDown()) return down;
   if (auto wrong = checkIfTimecodeFormatIsWrong()) return wrong;
+  // Only a text that reads as timecode is typed: anything else (a line feed would be typed as
+  // Return, an endless run of digits would keep the host typing) leaves the counter untouched.
+  if (!tc || ZAR_TCHelper::tcTimeFromString(*tc).isInvalid != 0) {
+    ZAR_LOG_ERROR("Selection {} not set: \"{}\" is not timecode", start ? "start" : "end",
+                  tc ? tc->substr(0, maximumLoggedText) : std::string("(null)"));
+    return std::nullopt;
+  }
   const auto shown = start ? selectionStartTC() : selectionEndTC();
   if (shown && tc && *shown == *tc) {
     return std::nullopt;
   }
   UIElementUtilities::performAction(zar::ax::kPressAction, field);
-  std::string digits = tc.value_or("");
-  digits.erase(std::remove(digits.begin(), digits.end(), ':'), digits.end());
+  // The blanks that may surround timecode (a carriage return among them) are not typed either.
+  std::string digits = *tc;
+  digits.erase(std::remove_if(digits.begin(), digits.end(),
+                              [](char c) { return c == ':' || std::isspace(static_cast<unsigned char>(c)) != 0; }),
+               digits.end());
   sendTextToDAWApplication(digits, false);
   return std::nullopt;
 }

@@ -27,6 +27,7 @@ class ZAR_DAWApplicationProTools : public ZAR_DAWApplication {
   std::optional<std::string> selectionStartTC(ZAR_Error* error = nullptr) override;
   std::optional<std::string> selectionEndTC(ZAR_Error* error = nullptr) override;
   /// Presses the start counter and types the text's digits and Return, unless it shows the text.
+  /// A text (or none) that doesn't read as timecode is not typed; the miss is logged.
   std::optional<ZAR_Error> setSelectionStartTC(const std::optional<std::string>& tc) override;
   std::optional<ZAR_Error> setSelectionEndTC(const std::optional<std::string>& tc) override;
   /// Rediscovers the tracks, posts "ZAR_DAWApplicationTrackNamesChanged" and, when the selection

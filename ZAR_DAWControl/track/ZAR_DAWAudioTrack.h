@@ -76,8 +76,9 @@ class ZAR_DAWAudioTrack {
   /// The name as the row's title shows it; empty when it can't be read.
   std::string name() const;
   /// Enters a new name: double-clicks the name field, types the name through the typing script and
-  /// puts the pointer (and the host's activation) back. Does nothing for a track whose name field
-  /// was never found, rather than clicking blindly at the screen's corner.
+  /// puts the pointer (and the host's activation) back. Control characters are left out of the
+  /// name. Does nothing (and logs) for a track whose name field was never found or no longer
+  /// answers, rather than clicking blindly at the screen's corner.
   void setName(const std::string& name);
 
   /// Cached DAW states, published for code outside the class.
