@@ -186,6 +186,10 @@ void ZAR_DAWAudioTrack::setRecEnabled(bool recEnabled, bool sendHUIEvent) {
   if (_recEnabled.exchange(recEnabled) == recEnabled) {
     return;
   }
+  if (sendHUIEvent && !rowAnswers()) {
+    _recEnabled.store(!recEnabled);
+    return;
+  }
   if (sendHUIEvent) {
     if (const auto device = currentHUIDevice()) device->toggleTrackRecEnabledForTrackIndex(index());
   }
@@ -195,9 +199,22 @@ void ZAR_DAWAudioTrack::setMuted(bool muted, bool sendHUIEvent) {
   if (_muted.exchange(muted) == muted) {
     return;
   }
+  if (sendHUIEvent && !rowAnswers()) {
+    _muted.store(!muted);
+    return;
+  }
   if (sendHUIEvent) {
     if (const auto device = currentHUIDevice()) device->toggleTrackMuteForTrackIndex(index());
   }
+}
+
+bool ZAR_DAWAudioTrack::rowAnswers() {
+  if (UIElementUtilities::attributeNamesOfUIElement(trackCluster())) {
+    return true;
+  }
+  ZAR_LOG_WARN("Track {}: the row no longer answers; nothing is toggled", index());
+  _rowVanished.store(true);
+  return false;
 }
 
 bool ZAR_DAWAudioTrack::inputEnabled() const {

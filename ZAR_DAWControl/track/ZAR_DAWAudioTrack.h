@@ -53,10 +53,14 @@ class ZAR_DAWAudioTrack {
   /// The cached record-enable state; never reads the DAW.
   bool recEnabled() const { return _recEnabled.load(); }
   /// Caches the state and, when it changed and `sendHUIEvent` is set, toggles the track's record
-  /// enable through the current application's HUI device.
+  /// enable through the current application's HUI device. When the row no longer answers (its
+  /// track was deleted, and HUI would toggle whichever track slid into its position), nothing is
+  /// toggled, the cache stays as it was and the track remembers it for `takeRowVanished`.
   void setRecEnabled(bool recEnabled, bool sendHUIEvent);
   bool muted() const { return _muted.load(); }
   void setMuted(bool muted, bool sendHUIEvent);
+  /// Whether a toggle was refused for a row that no longer answers since the last call.
+  bool takeRowVanished() { return _rowVanished.exchange(false); }
   /// Whether the input-monitor button shows "on".
   bool inputEnabled() const;
   /// Presses the input-monitor button when it shows the other state, at most one press per 0.2 s
@@ -86,8 +90,12 @@ class ZAR_DAWAudioTrack {
   std::atomic<bool> _recEnabled{false};
 
  private:
+  /// Whether the row still answers; remembers when it doesn't.
+  bool rowAnswers();
+
   std::atomic<std::int32_t> _index{0};
   std::atomic<float> _yPos{0};
+  std::atomic<bool> _rowVanished{false};
   mutable std::mutex _elementMutex;
   zar::platform::AXUIElementRef _trackCluster;
   zar::platform::AXUIElementRef _nameTextField;
