@@ -1,6 +1,7 @@
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/Platform.h"
@@ -47,8 +48,9 @@ ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
     : _ports(std::move(ports)),
       _huiRequest(std::move(huiRequest)),
       _huiSurface([this](std::span<const std::uint8_t> bytes) {
-        if (const auto pair = huiPair()) {
-          pair->send(bytes);
+        const auto pair = huiPair();
+        if (pair && !pair->send(bytes)) {
+          markBroken(pair);
         }
       }) {}
 
@@ -76,7 +78,29 @@ std::shared_ptr<ZAR_MIDIOutput> ZAR_MIDISystem::midiOutputForEventType(std::int3
   return std::make_shared<ZAR_MIDIOutput>(shared_from_this());
 }
 
+void ZAR_MIDISystem::markBroken(const std::shared_ptr<zar::platform::MidiPortPair>& pair) {
+  std::lock_guard lock(_pairMutex);
+  if (_huiPair == pair && !_huiPairBroken) {
+    _huiPairBroken = true;
+    ZAR_LOG_ERROR("The HUI MIDI ports stopped working; they are opened again at the next pass");
+  }
+}
+
 bool ZAR_MIDISystem::openHUIPort() {
+  // A pair that stopped working is closed outside both locks: closing waits for a receive
+  // callback, which takes them.
+  std::shared_ptr<zar::platform::MidiPortPair> broken;
+  {
+    std::lock_guard pairLock(_pairMutex);
+    if (_huiPair && !_huiPairBroken) {
+      return true;
+    }
+    if (_huiPairBroken) {
+      broken = std::exchange(_huiPair, nullptr);
+      _huiPairBroken = false;
+    }
+  }
+  broken.reset();
   std::lock_guard lock(_mutex);
   if (huiPair()) {
     return true;

@@ -60,7 +60,8 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   /// The output for an event type: the HUI output for 8, nothing for others.
   std::shared_ptr<ZAR_MIDIOutput> midiOutputForEventType(std::int32_t eventType);
 
-  /// Opens the HUI ports unless open; a failure is logged and tried again at the next call.
+  /// Opens the HUI ports unless open; a failure is logged and tried again at the next call. Ports
+  /// that stopped working (a send failed) are closed and opened again.
   bool openHUIPort();
   /// Registers a device; opens the HUI ports.
   std::shared_ptr<HUIAttachment> attachHUIDevice();
@@ -83,6 +84,8 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
 
   void receiveHUI(std::span<const std::uint8_t> bytes);
   std::shared_ptr<zar::platform::MidiPortPair> huiPair() const;
+  /// Notes that `pair`, when still the open one, failed; the next `openHUIPort` replaces it.
+  void markBroken(const std::shared_ptr<zar::platform::MidiPortPair>& pair);
   std::vector<std::shared_ptr<HUIAttachment>> liveAttachments();
   static Delegates delegatesOf(const std::vector<std::shared_ptr<HUIAttachment>>& attachments);
   /// Tells the delegates; the caller holds `_deliveryMutex`.
@@ -98,6 +101,7 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   std::vector<std::weak_ptr<HUIAttachment>> _attachments;
   mutable std::mutex _pairMutex;  // the open ports; never held while they are closed
   std::shared_ptr<zar::platform::MidiPortPair> _huiPair;
+  bool _huiPairBroken = false;  // guarded by _pairMutex
   /// Held while the surface's changes are worked out and told, so reports keep their order.
   std::recursive_mutex _deliveryMutex;
   std::mutex _tickMutex;
