@@ -184,6 +184,9 @@ void LoopbackMidiPorts::breakPorts(const std::string& name) {
 
 void LoopbackMidiPorts::waitUntilIdle() {
   std::unique_lock lock(_hub->mutex);
+  if (std::this_thread::get_id() == _hub->deliveryThread) {
+    return;
+  }
   _hub->changed.wait(lock, [this] { return _hub->stopping || (_hub->queue.empty() && _hub->delivering == nullptr); });
 }
 

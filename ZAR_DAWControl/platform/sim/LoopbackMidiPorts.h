@@ -28,7 +28,7 @@ class LoopbackMidiPorts final : public platform::MidiPorts {
                                                std::string* error = nullptr) override;
 
   /// Returns when every message sent so far, and every message sent while they were received,
-  /// has been delivered. Not from the MIDI thread.
+  /// has been delivered. On the MIDI thread (a receiver that sleeps) it returns at once.
   void waitUntilIdle();
   /// The pairs opened under `name` stop working, as when the MIDI service drops a port: their
   /// sends fail, nothing reaches them any more, and what was connected to them is cut.
