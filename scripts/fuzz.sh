@@ -13,6 +13,7 @@ targets=(
   zar_fuzz_preferences
   zar_fuzz_midi_splitter
   zar_fuzz_timecode
+  zar_fuzz_hui_input
 )
 if [[ $# -gt 0 ]]; then targets=("$@"); fi
 

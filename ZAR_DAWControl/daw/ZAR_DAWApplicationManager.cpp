@@ -1,5 +1,7 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 
+#include <utility>
+
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
@@ -81,12 +83,16 @@ void ZAR_DAWApplicationManager::setEnabled(bool enabled) {
 
   _enabled.store(false);
   stopRefreshingDAWApplications();
-  std::lock_guard pass(_passMutex);
   std::shared_ptr<ZAR_DAWApplication> dropped;
   {
     std::lock_guard lock(_propertyMutex);
-    dropped = std::move(_currentApplication);
-    _currentApplication = nullptr;
+    ++_generation;  // a pass under way installs nothing any more
+    if (_announcing) {
+      // A pass is telling observers about the application; it drops it once they have heard.
+      _dropPending = true;
+      return;
+    }
+    dropped = std::exchange(_currentApplication, nullptr);
   }
   if (dropped) {
     platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
@@ -118,25 +124,52 @@ void ZAR_DAWApplicationManager::stopRefreshingDAWApplications() {
 }
 
 void ZAR_DAWApplicationManager::onRefreshDAWTimerRanOut(const zar::platform::TimerRef&) {
-  // The queued pass keeps the manager alive until it has run.
+  // The queued pass keeps the manager alive until it has run. A tick's pass that comes to run
+  // after the manager was disabled must not attach again.
   Platform::current()->dispatch->async([self = shared_from_this()] {
-    // A tick's pass that comes to run after the manager was disabled must not attach again.
-    std::lock_guard pass(self->_passMutex);
     if (self->enabled()) self->refreshDAWs();
   });
 }
 
 void ZAR_DAWApplicationManager::refreshDAWs() {
-  std::lock_guard pass(_passMutex);
+  std::uint64_t generation = 0;
+  {
+    std::lock_guard lock(_propertyMutex);
+    if (_passRunning) {
+      return;  // the pass under way does the work
+    }
+    _passRunning = true;
+    generation = _generation;
+  }
+  struct PassEnd {
+    ZAR_DAWApplicationManager& manager;
+    ~PassEnd() {
+      std::lock_guard lock(manager._propertyMutex);
+      manager._passRunning = false;
+    }
+  } passEnd{*this};
+
   const auto platform = Platform::current();
-  if (auto current = currentApplication()) {
+  if (const auto current = currentApplication()) {
     if (current->connected()) {
       return;
+    }
+    {
+      std::lock_guard lock(_propertyMutex);
+      if (_currentApplication != current) {
+        return;  // disabling dropped it meanwhile, and announced it
+      }
+      _announcing = true;
     }
     // Observers of the removal still find the old application current.
     platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
     std::lock_guard lock(_propertyMutex);
+    _announcing = false;
+    _dropPending = false;  // what disabling would drop is gone and announced
     _currentApplication = nullptr;
+    if (generation != _generation) {
+      return;
+    }
   }
 
   const auto running = scanOpenApplicationsForType(ZAR_DAWApplicationTypeProTools);
@@ -144,13 +177,29 @@ void ZAR_DAWApplicationManager::refreshDAWs() {
     return;
   }
   auto application = ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running);
-  const bool found = application != nullptr;
+  if (!application) {
+    return;
+  }
   {
     std::lock_guard lock(_propertyMutex);
+    if (generation != _generation) {
+      return;  // disabled while the application was being made
+    }
     _currentApplication = std::move(application);
+    _announcing = true;
   }
-  if (found) {
-    platform->notificationCenter->post(ZAR_DAWApplicationAddedNotification);
+  platform->notificationCenter->post(ZAR_DAWApplicationAddedNotification);
+  std::shared_ptr<ZAR_DAWApplication> dropped;
+  {
+    std::lock_guard lock(_propertyMutex);
+    _announcing = false;
+    if (std::exchange(_dropPending, false)) {
+      dropped = std::exchange(_currentApplication, nullptr);
+    }
+  }
+  if (dropped) {
+    // Disabled while observers heard of the application: they now hear it is gone, finding none.
+    platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 
@@ -16,8 +17,10 @@ class ZAR_DAWMuteRecMatrix;
 /// change with "ZAR_DAWApplicationAdded" and "ZAR_DAWApplicationRemoved". It also owns the user's
 /// track mode list and mute/rec matrix.
 ///
-/// Discovery passes never overlap: a pass that starts while another runs waits for it, so two
-/// passes can't both create an application or announce it twice.
+/// Discovery passes never overlap: a pass that starts while another runs does nothing, so two
+/// passes can't both create an application or announce it twice. No lock is held while the
+/// notifications are posted, so an observer may wait for work of any other thread (the main run
+/// loop, say) while that thread disables the manager or starts a pass.
 class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApplicationManager> {
  public:
   /// The one instance, made on the first call: one per installed platform, so a process that
@@ -26,6 +29,9 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
 
   std::shared_ptr<ZAR_DAWApplication> currentApplication() const;
   bool enabled() const { return _enabled.load(); }
+  /// Enabling (when allowed) starts discovery; disabling stops it and drops the application,
+  /// posting "ZAR_DAWApplicationRemoved" with no application current. Never waits for a pass:
+  /// when one is posting, it drops the application itself once its observers have returned.
   void setEnabled(bool enabled);
   bool allowed() const { return _allowed.load(); }
   void setAllowed(bool allowed) { _allowed.store(allowed); }
@@ -38,7 +44,7 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
   void stopRefreshingDAWApplications();
   /// A timer tick: hands a pass to the global queue and returns at once.
   void onRefreshDAWTimerRanOut(const zar::platform::TimerRef& timer);
-  /// One discovery pass.
+  /// One discovery pass; does nothing while another pass runs.
   void refreshDAWs();
   /// The first running application of a DAW of that type, in the workspace's order.
   zar::platform::RunningApplicationRef scanOpenApplicationsForType(ZAR_DAWApplicationType type);
@@ -57,7 +63,11 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
   zar::platform::TimerRef _refreshTimer;
   std::atomic<bool> _enabled{false};
   std::atomic<bool> _allowed{false};
-  /// Held for a whole discovery pass and while disabling drops the application; recursive so an
-  /// observer of a notification may call back into the manager on the same thread.
-  std::recursive_mutex _passMutex;
+  // Guarded by _propertyMutex: whether a pass runs, whether it is posting Added or Removed,
+  // whether disabling came meanwhile (the pass then drops the application after posting), and how
+  // often the manager was disabled (a pass installs nothing when that changed since it started).
+  bool _passRunning = false;
+  bool _announcing = false;
+  bool _dropPending = false;
+  std::uint64_t _generation = 0;
 };

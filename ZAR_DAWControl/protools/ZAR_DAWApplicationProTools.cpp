@@ -28,6 +28,12 @@ using zar::platform::Platform;
 
 namespace {
 
+// Between a failed read of the start counter and the read that confirms the failure.
+constexpr double connectionRereadPause = 0.05;
+
+// Longer texts are cut in the log.
+constexpr std::size_t maximumLoggedText = 64;
+
 // The first element of the list whose title passes the test.
 template <typename Match>
 AXUIElementRef firstWithTitle(const std::optional<AXAttributeValue>& list, Match matches) {
@@ -181,13 +187,23 @@ std::optional<ZAR_Error> ZAR_DAWApplicationProTools::setSelectionTC(const AXUIEl
                                                                    const std::optional<std::string>& tc, bool start) {
   if (auto down = checkIfCommunicationIsDown()) return down;
   if (auto wrong = checkIfTimecodeFormatIsWrong()) return wrong;
+  // Only a text that reads as timecode is typed: anything else (a line feed would be typed as
+  // Return, an endless run of digits would keep the host typing) leaves the counter untouched.
+  if (!tc || ZAR_TCHelper::tcTimeFromString(*tc).isInvalid != 0) {
+    ZAR_LOG_ERROR("Selection {} not set: \"{}\" is not timecode", start ? "start" : "end",
+                  tc ? tc->substr(0, maximumLoggedText) : std::string("(null)"));
+    return std::nullopt;
+  }
   const auto shown = start ? selectionStartTC() : selectionEndTC();
   if (shown && tc && *shown == *tc) {
     return std::nullopt;
   }
   UIElementUtilities::performAction(zar::ax::kPressAction, field);
-  std::string digits = tc.value_or("");
-  digits.erase(std::remove(digits.begin(), digits.end(), ':'), digits.end());
+  // The blanks that may surround timecode (a carriage return among them) are not typed either.
+  std::string digits = *tc;
+  digits.erase(std::remove_if(digits.begin(), digits.end(),
+                              [](char c) { return c == ':' || std::isspace(static_cast<unsigned char>(c)) != 0; }),
+               digits.end());
   sendTextToDAWApplication(digits, false);
   return std::nullopt;
 }
@@ -319,7 +335,9 @@ void ZAR_DAWApplicationProTools::findAudioTracks() {
   const auto children = UIElementUtilities::valueOfAttribute(zar::ax::kChildrenAttribute, editWindow());
   auto tracks = audioTracks();
   std::size_t found = 0;
-  if (const auto* list = children ? children->get<AXValueList>() : nullptr) {
+  const auto* list = children ? children->get<AXValueList>() : nullptr;
+  _editWindowChildCount.store(list != nullptr ? static_cast<long>(list->size()) : -1);
+  if (list != nullptr) {
     for (const AXAttributeValue& entry : *list) {
       const auto* child = entry.get<AXUIElementRef>();
       if (child == nullptr || *child == nullptr || !isTrackRow(*child)) continue;
@@ -355,6 +373,15 @@ void ZAR_DAWApplicationProTools::updateDAWTrackStatesForFrameIndex(std::int64_t 
   if (!event) return;
   const ZAR_DAWMode mode = currentMode();
   if (mode == ZAR_DAWModeNone) return;
+  // A frame update acts by positions: with a row more or less in the edit window than discovery
+  // saw (a track deleted or added), the tracks are found again first. One read per update.
+  long rows = 0;
+  const auto counted = Platform::current()->accessibility->getAttributeValueCount(editWindow(), zar::ax::kChildrenAttribute, rows);
+  if (counted == zar::platform::AXError::success && rows != _editWindowChildCount.load()) {
+    ZAR_LOG_INFO("The edit window has {} children instead of {}; finding the tracks again", rows,
+                 _editWindowChildCount.load());
+    findAudioTracks();
+  }
   ZAR_DAWEventPhase phase = ZAR_DAWEventPhaseDuring;
   if (frameIndex < event->inPointFrameIndex()) {
     phase = ZAR_DAWEventPhaseBefore;
@@ -418,14 +445,31 @@ void ZAR_DAWApplicationProTools::updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_
       applyState(*track, after);
     }
   }
+  // A row that stopped answering while its state was set (its track deleted): the positions
+  // below it are off, so the tracks are found again before the next update acts on them.
+  bool vanished = false;
+  for (const auto& track : tracks) vanished = track->takeRowVanished() || vanished;
+  if (vanished && connected()) {
+    ZAR_LOG_INFO("A track row is gone; finding the tracks again");
+    findAudioTracks();
+  }
 }
 
 bool ZAR_DAWApplicationProTools::connected() { return !checkIfCommunicationIsDown().has_value(); }
 
 std::optional<ZAR_Error> ZAR_DAWApplicationProTools::checkIfCommunicationIsDown() {
   const auto start = startTCTextfield();
-  if (start && endTCTextfield() && UIElementUtilities::titleOfUIElement(start)) {
+  const auto answers = [&] { return start && endTCTextfield() && UIElementUtilities::titleOfUIElement(start); };
+  if (answers()) {
     return std::nullopt;
+  }
+  // Pro Tools busy for one read isn't Pro Tools gone: a failed read is confirmed by another.
+  if (start && endTCTextfield()) {
+    sleepFor(connectionRereadPause);
+    if (answers()) {
+      ZAR_LOG_WARN("Pro Tools didn't answer once; it answered the second time");
+      return std::nullopt;
+    }
   }
   setConnected(false);
   return ZAR_Error{ZAR_ErrorDomain, communicationDownErrorCode,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <optional>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
@@ -27,6 +28,7 @@ class ZAR_DAWApplicationProTools : public ZAR_DAWApplication {
   std::optional<std::string> selectionStartTC(ZAR_Error* error = nullptr) override;
   std::optional<std::string> selectionEndTC(ZAR_Error* error = nullptr) override;
   /// Presses the start counter and types the text's digits and Return, unless it shows the text.
+  /// A text (or none) that doesn't read as timecode is not typed; the miss is logged.
   std::optional<ZAR_Error> setSelectionStartTC(const std::optional<std::string>& tc) override;
   std::optional<ZAR_Error> setSelectionEndTC(const std::optional<std::string>& tc) override;
   /// Rediscovers the tracks, posts "ZAR_DAWApplicationTrackNamesChanged" and, when the selection
@@ -48,11 +50,15 @@ class ZAR_DAWApplicationProTools : public ZAR_DAWApplication {
   /// Reads Pro Tools' audio and aux tracks from the edit window, reusing the track objects by
   /// position, sorted from top to bottom and numbered from 0.
   void findAudioTracks();
+  /// Applies the pass's states for the frame; first finds the tracks again when the edit window
+  /// has more or fewer children than at the last discovery.
   void updateDAWTrackStatesForFrameIndex(std::int64_t frameIndex) override;
-  /// Puts every track into its state for `phase` by its mode for the operation `mode`.
+  /// Puts every track into its state for `phase` by its mode for the operation `mode`. A track
+  /// whose row no longer answers is not toggled, and the tracks are found again afterwards.
   void updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_DAWEventPhase phase);
 
-  /// Live: YES exactly when the selection fields are set and the start field still answers.
+  /// Live: YES exactly when the selection fields are set and the start field still answers (a
+  /// failed read is confirmed by a second one 50 ms later).
   bool connected() override;
   /// Nothing while Pro Tools answers; otherwise stores `connected` NO and gives error code 1.
   std::optional<ZAR_Error> checkIfCommunicationIsDown();
@@ -83,6 +89,8 @@ class ZAR_DAWApplicationProTools : public ZAR_DAWApplication {
   std::shared_ptr<ZAR_DAWAudioTrack> recordTrackOf(const ZAR_VisualEvent& event) const;
 
   mutable std::mutex _elementMutex;
+  /// The edit window's children at the last track discovery; -1 when they couldn't be read.
+  std::atomic<long> _editWindowChildCount{-1};
   zar::platform::AXUIElementRef _startTCTextfield;
   zar::platform::AXUIElementRef _endTCTextfield;
   zar::platform::AXUIElementRef _editWindow;

@@ -64,6 +64,26 @@ std::shared_ptr<ZAR_HUIDevice> currentHUIDevice() {
   return application ? application->huiDevice() : nullptr;
 }
 
+// The name without control characters (C0, DEL and, encoded in UTF-8, C1): typed, a line feed
+// would be Return and the rest of the name keystrokes outside the field.
+std::string withoutControlCharacters(const std::string& text) {
+  std::string kept;
+  kept.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte < 0x20 || byte == 0x7F) continue;
+    if (byte == 0xC2 && i + 1 < text.size()) {
+      const auto next = static_cast<unsigned char>(text[i + 1]);
+      if (next >= 0x80 && next <= 0x9F) {
+        ++i;
+        continue;
+      }
+    }
+    kept.push_back(text[i]);
+  }
+  return kept;
+}
+
 std::string modeText(const std::shared_ptr<ZAR_DAWAudioTrackMode>& mode) {
   if (!mode) return "(null)";
   return mode->name().value_or("(null)");
@@ -166,6 +186,10 @@ void ZAR_DAWAudioTrack::setRecEnabled(bool recEnabled, bool sendHUIEvent) {
   if (_recEnabled.exchange(recEnabled) == recEnabled) {
     return;
   }
+  if (sendHUIEvent && !rowAnswers()) {
+    _recEnabled.store(!recEnabled);
+    return;
+  }
   if (sendHUIEvent) {
     if (const auto device = currentHUIDevice()) device->toggleTrackRecEnabledForTrackIndex(index());
   }
@@ -175,9 +199,22 @@ void ZAR_DAWAudioTrack::setMuted(bool muted, bool sendHUIEvent) {
   if (_muted.exchange(muted) == muted) {
     return;
   }
+  if (sendHUIEvent && !rowAnswers()) {
+    _muted.store(!muted);
+    return;
+  }
   if (sendHUIEvent) {
     if (const auto device = currentHUIDevice()) device->toggleTrackMuteForTrackIndex(index());
   }
+}
+
+bool ZAR_DAWAudioTrack::rowAnswers() {
+  if (UIElementUtilities::attributeNamesOfUIElement(trackCluster())) {
+    return true;
+  }
+  ZAR_LOG_WARN("Track {}: the row no longer answers; nothing is toggled", index());
+  _rowVanished.store(true);
+  return false;
 }
 
 bool ZAR_DAWAudioTrack::inputEnabled() const {
@@ -253,6 +290,17 @@ void ZAR_DAWAudioTrack::setName(const std::string& name) {
     ZAR_LOG_ERROR("{}::No name field to enter the name {} in", this->name(), name);
     return;
   }
+  // A field that no longer answers (its row was deleted, Pro Tools quit) has no place on screen:
+  // a click would land at the screen's corner and the name in whatever is frontmost.
+  if (!UIElementUtilities::attributeNamesOfUIElement(field)) {
+    ZAR_LOG_ERROR("{}::The name field no longer answers; the name {} is not entered", this->name(), name);
+    return;
+  }
+  Rect frame = rectAttribute(zar::ax::kFrameAttribute, field);
+  if (frame == zar::platform::zeroRect) {
+    frame = Rect{pointAttribute(zar::ax::kPositionAttribute, field), sizeAttribute(zar::ax::kSizeAttribute, field)};
+  }
+  const std::string text = withoutControlCharacters(name);
   const auto platform = Platform::current();
   const auto application = ZAR_DAWApplicationManager::sharedManager()->currentApplication();
 
@@ -262,11 +310,6 @@ void ZAR_DAWAudioTrack::setName(const std::string& name) {
     if (const auto it = active->find("NSApplicationBundleIdentifier"); it != active->end()) {
       hostWasActive = it->second.stringValue() == workspace.mainBundleIdentifier();
     }
-  }
-
-  Rect frame = rectAttribute(zar::ax::kFrameAttribute, field);
-  if (frame == zar::platform::zeroRect) {
-    frame = Rect{pointAttribute(zar::ax::kPositionAttribute, field), sizeAttribute(zar::ax::kSizeAttribute, field)};
   }
 
   // Where the pointer is, turned from the bottom-left system into the top-left one by the first
@@ -294,7 +337,7 @@ void ZAR_DAWAudioTrack::setName(const std::string& name) {
   events.postMouseEvent(click);
 
   if (application) {
-    application->sendTextToDAWApplication(name, true);
+    application->sendTextToDAWApplication(text, true);
   }
   if (hostWasActive) {
     workspace.activateIgnoringOtherApps(true);

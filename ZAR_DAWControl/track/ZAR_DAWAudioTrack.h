@@ -53,10 +53,14 @@ class ZAR_DAWAudioTrack {
   /// The cached record-enable state; never reads the DAW.
   bool recEnabled() const { return _recEnabled.load(); }
   /// Caches the state and, when it changed and `sendHUIEvent` is set, toggles the track's record
-  /// enable through the current application's HUI device.
+  /// enable through the current application's HUI device. When the row no longer answers (its
+  /// track was deleted, and HUI would toggle whichever track slid into its position), nothing is
+  /// toggled, the cache stays as it was and the track remembers it for `takeRowVanished`.
   void setRecEnabled(bool recEnabled, bool sendHUIEvent);
   bool muted() const { return _muted.load(); }
   void setMuted(bool muted, bool sendHUIEvent);
+  /// Whether a toggle was refused for a row that no longer answers since the last call.
+  bool takeRowVanished() { return _rowVanished.exchange(false); }
   /// Whether the input-monitor button shows "on".
   bool inputEnabled() const;
   /// Presses the input-monitor button when it shows the other state, at most one press per 0.2 s
@@ -76,8 +80,9 @@ class ZAR_DAWAudioTrack {
   /// The name as the row's title shows it; empty when it can't be read.
   std::string name() const;
   /// Enters a new name: double-clicks the name field, types the name through the typing script and
-  /// puts the pointer (and the host's activation) back. Does nothing for a track whose name field
-  /// was never found, rather than clicking blindly at the screen's corner.
+  /// puts the pointer (and the host's activation) back. Control characters are left out of the
+  /// name. Does nothing (and logs) for a track whose name field was never found or no longer
+  /// answers, rather than clicking blindly at the screen's corner.
   void setName(const std::string& name);
 
   /// Cached DAW states, published for code outside the class.
@@ -85,8 +90,12 @@ class ZAR_DAWAudioTrack {
   std::atomic<bool> _recEnabled{false};
 
  private:
+  /// Whether the row still answers; remembers when it doesn't.
+  bool rowAnswers();
+
   std::atomic<std::int32_t> _index{0};
   std::atomic<float> _yPos{0};
+  std::atomic<bool> _rowVanished{false};
   mutable std::mutex _elementMutex;
   zar::platform::AXUIElementRef _trackCluster;
   zar::platform::AXUIElementRef _nameTextField;

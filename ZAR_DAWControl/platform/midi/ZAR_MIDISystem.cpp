@@ -1,6 +1,7 @@
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/Platform.h"
@@ -50,8 +51,9 @@ ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
         // Sent under the lock rather than from a copy: on the MIDI thread a copy could outlive
         // every other owner, and closing the ports there would wait for that very thread.
         std::lock_guard lock(_pairMutex);
-        if (_huiPair) {
-          _huiPair->send(bytes);
+        if (_huiPair && !_huiPair->send(bytes) && !_huiPairBroken) {
+          _huiPairBroken = true;
+          ZAR_LOG_ERROR("The HUI MIDI ports stopped working; they are opened again at the next pass");
         }
       }) {}
 
@@ -80,6 +82,20 @@ std::shared_ptr<ZAR_MIDIOutput> ZAR_MIDISystem::midiOutputForEventType(std::int3
 }
 
 bool ZAR_MIDISystem::openHUIPort() {
+  // A pair that stopped working is closed outside both locks: closing waits for a receive
+  // callback, which takes them.
+  std::shared_ptr<zar::platform::MidiPortPair> broken;
+  {
+    std::lock_guard pairLock(_pairMutex);
+    if (_huiPair && !_huiPairBroken) {
+      return true;
+    }
+    if (_huiPairBroken) {
+      broken = std::exchange(_huiPair, nullptr);
+      _huiPairBroken = false;
+    }
+  }
+  broken.reset();
   std::lock_guard lock(_mutex);
   if (huiPortsOpen()) {
     return true;

@@ -60,7 +60,8 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   /// The output for an event type: the HUI output for 8, nothing for others.
   std::shared_ptr<ZAR_MIDIOutput> midiOutputForEventType(std::int32_t eventType);
 
-  /// Opens the HUI ports unless open; a failure is logged and tried again at the next call.
+  /// Opens the HUI ports unless open; a failure is logged and tried again at the next call. Ports
+  /// that stopped working (a send failed) are closed and opened again.
   bool openHUIPort();
   /// Registers a device; opens the HUI ports.
   std::shared_ptr<HUIAttachment> attachHUIDevice();
@@ -98,6 +99,7 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   std::vector<std::weak_ptr<HUIAttachment>> _attachments;
   mutable std::mutex _pairMutex;  // the open ports, and sends through them; never held while they close
   std::shared_ptr<zar::platform::MidiPortPair> _huiPair;
+  bool _huiPairBroken = false;  // guarded by _pairMutex
   /// Held while the surface's changes are worked out and told, so reports keep their order.
   std::recursive_mutex _deliveryMutex;
   std::mutex _tickMutex;

@@ -13,6 +13,7 @@ struct Inbox {
   std::string name;
   platform::MidiReceiver receiver;
   bool open = true;
+  bool broken = false;  // dropped by the MIDI service: sends fail, nothing arrives
   bool isVirtual = false;
   std::vector<std::shared_ptr<Inbox>> targets;  // where this pair's output goes
 };
@@ -43,7 +44,7 @@ struct LoopbackMidiPorts::Hub {
       }
       Delivery next = std::move(queue.front());
       queue.pop_front();
-      if (next.inbox->open) {
+      if (next.inbox->open && !next.inbox->broken) {
         delivering = next.inbox.get();
         lock.unlock();
         next.inbox->receiver(next.bytes);
@@ -85,6 +86,9 @@ class LoopbackPortPair final : public platform::MidiPortPair {
     }
     {
       std::lock_guard lock(_hub->mutex);
+      if (_inbox->broken) {
+        return false;
+      }
       for (const auto& target : _inbox->targets) {
         _hub->queue.push_back(Delivery{target, std::vector<std::uint8_t>(bytes.begin(), bytes.end())});
       }
@@ -168,6 +172,19 @@ std::shared_ptr<platform::MidiPortPair> LoopbackMidiPorts::open(const platform::
     _hub->inboxes.push_back(inbox);
   }
   return std::make_shared<LoopbackPortPair>(_hub, std::move(inbox), std::move(inputName), std::move(outputName));
+}
+
+void LoopbackMidiPorts::breakPorts(const std::string& name) {
+  std::lock_guard lock(_hub->mutex);
+  for (const auto& inbox : _hub->inboxes) {
+    if (inbox->name == name) {
+      inbox->broken = true;
+      inbox->targets.clear();
+    }
+  }
+  for (const auto& inbox : _hub->inboxes) {
+    std::erase_if(inbox->targets, [](const std::shared_ptr<Inbox>& target) { return target->broken; });
+  }
 }
 
 void LoopbackMidiPorts::waitUntilIdle() {

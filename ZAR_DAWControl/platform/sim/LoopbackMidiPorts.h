@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "ZAR_DAWControl/platform/MidiPorts.h"
@@ -29,6 +30,9 @@ class LoopbackMidiPorts final : public platform::MidiPorts {
   /// Returns when every message sent so far, and every message sent while they were received,
   /// has been delivered. On the MIDI thread (a receiver that sleeps) it returns at once.
   void waitUntilIdle();
+  /// The pairs opened under `name` stop working, as when the MIDI service drops a port: their
+  /// sends fail, nothing reaches them any more, and what was connected to them is cut.
+  void breakPorts(const std::string& name);
   /// Messages delivered so far.
   std::uint64_t deliveredCount() const;
 

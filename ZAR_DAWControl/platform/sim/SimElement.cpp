@@ -191,6 +191,12 @@ std::optional<AXError> SimElement::failure() const {
   return _failure;
 }
 
+void SimElement::failNextCalls(AXError error, int calls) {
+  auto lock = lockTree();
+  _transientFailure = error;
+  _transientFailures = calls;
+}
+
 void SimElement::invalidate() {
   auto lock = lockTree();
   _valid = false;
@@ -207,6 +213,10 @@ bool SimElement::isValid() const {
 AXError SimElement::answerability() const {
   if (!_valid) {
     return AXError::invalidUIElement;
+  }
+  if (_transientFailures > 0) {
+    --_transientFailures;
+    return _transientFailure;
   }
   return _failure.value_or(AXError::success);
 }

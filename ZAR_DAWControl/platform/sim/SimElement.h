@@ -76,6 +76,9 @@ class SimElement final : public platform::AXUIElement, public std::enable_shared
   /// From now on every accessibility call on the element answers `error`; nothing restores it.
   void setFailure(std::optional<platform::AXError> error);
   std::optional<platform::AXError> failure() const;
+  /// The next `calls` accessibility calls on the element answer `error` (an application busy for
+  /// a moment), then it answers as before.
+  void failNextCalls(platform::AXError error, int calls);
   /// Kills the element and all its descendants: from now on they answer invalidUIElement.
   void invalidate();
   bool isValid() const;
@@ -124,6 +127,8 @@ class SimElement final : public platform::AXUIElement, public std::enable_shared
   std::vector<std::shared_ptr<SimElement>> _children;
   std::weak_ptr<SimElement> _parent;
   std::optional<platform::AXError> _failure;
+  platform::AXError _transientFailure = platform::AXError::success;
+  mutable int _transientFailures = 0;
   bool _valid = true;
 };
 
