@@ -122,6 +122,12 @@ class ZAR_DAWApplication : public ZAR_HUIDeviceDelegate, public std::enable_shar
 
   // HUI.
 
+  /// Ready for a pass: Pro Tools pinged the HUI ports within the last 2 s and the HUI device knows
+  /// the record-enable and mute lamps of every track. Before that a pass shows the HUI warning (no
+  /// ping) or acts on the tracks' flags while they still say off whatever Pro Tools shows (lamps
+  /// unknown). A host waits for it after "ZAR_DAWApplicationAdded", running the main loop (the
+  /// first lamps of a 64-track session take about 6.5 s). Any thread; returns at once.
+  bool readyForPass() const;
   /// Replaces the HUI device with a new one whose delegate is this application.
   void refreshHUI();
   /// HUI feedback: the DAW's mute (record-enable) lamp of the track at position `channel` became
