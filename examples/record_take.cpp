@@ -53,8 +53,9 @@ int main(int argc, char** argv) {
   app->stopPlayback();
   studio.runFor(0.5);
 
+  const auto recordTracks = app->recordTracks();
   std::printf("takes: %d, record track: %s\n", cue->numRecordedTakes(),
-              app->recordTracks().empty() ? "none" : app->recordTracks()[0]->name().value_or("").c_str());
+              recordTracks.empty() ? "none" : recordTracks[0]->name().c_str());
   manager->setEnabled(false);
   return cue->numRecordedTakes() == 1 ? 0 : 1;
 }
