@@ -24,8 +24,12 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
   /// installs its platform once has exactly one manager for its whole life.
   static std::shared_ptr<ZAR_DAWApplicationManager> sharedManager();
 
+  /// Any thread; returns at once.
   std::shared_ptr<ZAR_DAWApplication> currentApplication() const;
   bool enabled() const { return _enabled.load(); }
+  /// Enabling (only while allowed) runs the first discovery pass on the calling thread, so
+  /// "ZAR_DAWApplicationAdded" may arrive before it returns; later passes run on the global queue
+  /// and post there. Disabling waits for a pass in progress. Call it on the main thread.
   void setEnabled(bool enabled);
   bool allowed() const { return _allowed.load(); }
   void setAllowed(bool allowed) { _allowed.store(allowed); }
