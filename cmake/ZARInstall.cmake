@@ -6,9 +6,25 @@ install(TARGETS ZAR_DAWControl EXPORT ZAR_DAWControlTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# Only the public headers: what a host includes and what those include. The Linux backend (it
+# brings spdlog, libplist and RtMidi), the Pro Tools driver's internals, the accessibility helpers
+# and the logging macros stay inside the library.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/ZAR_DAWControl/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZAR_DAWControl
-  FILES_MATCHING PATTERN "*.h")
+  FILES_MATCHING PATTERN "*.h"
+  PATTERN "platform/linux" EXCLUDE
+  PATTERN "protools" EXCLUDE
+  PATTERN "accessibility" EXCLUDE
+  PATTERN "TrackUI.h" EXCLUDE
+  PATTERN "Utf8Text.h" EXCLUDE
+  PATTERN "platform/Log.h" EXCLUDE)
+install(FILES ${ZAR_VERSION_INCLUDE_DIR}/ZAR_DAWControl/ZAR_DAWControlVersion.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZAR_DAWControl)
+# The pkg-config file finds the prefix from its own place, so `cmake --install --prefix` anywhere works.
+file(RELATIVE_PATH ZAR_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+set(ZAR_PC_PREFIX "\${pcfiledir}/${ZAR_PC_TO_PREFIX}")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/ZAR_DAWControl.pc.in ${PROJECT_BINARY_DIR}/ZAR_DAWControl.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ZAR_DAWControl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(EXPORT ZAR_DAWControlTargets
   NAMESPACE ZAR::
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ZAR_DAWControl)

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is needed, then builds and runs the whole test suite under each preset:
 # the optimised build, AddressSanitizer with UndefinedBehaviorSanitizer, and ThreadSanitizer; then
-# fuzzes each settings file reader for a short, bounded time.
+# fuzzes each settings file reader for a short, bounded time. The examples are built against the
+# default preset's build installed into build/install, and run.
 # Every preset and the fuzzing run even when an earlier one fails; a line per preset tells how it
 # went, and the script fails when anything did. The last line is the total of tests run.
 # ZAR_TEST_PRESETS="default" limits the run to the presets named; ZAR_FUZZ_SECONDS=0 skips fuzzing.
@@ -44,6 +45,33 @@ for preset in $presets; do
   [ "$bad" -eq 0 ] || verdict=FAILED
   results+=("preset ${preset}: ${verdict}, $((total - bad)) passed, ${bad} failed in $(($(date +%s) - start)) s")
 done
+
+# The examples, built against the package installed from the default preset's build as a host
+# would build them; each one that runs cleanly counts as a passed test.
+if [ -d build/default ] && [[ " $presets " == *" default "* ]]; then
+  echo "=== examples"
+  start=$(date +%s)
+  if cmake --install build/default --prefix build/install >/dev/null &&
+     cmake -S examples -B build/examples -G Ninja -DCMAKE_PREFIX_PATH="$PWD/build/install" >/dev/null &&
+     cmake --build build/examples -j "$jobs"; then
+    good=0
+    for example in record_take watch; do
+      if "build/examples/$example" >"$logs/example-$example.log" 2>&1; then
+        good=$((good + 1))
+      else
+        echo "example $example FAILED (log: $logs/example-$example.log)"
+      fi
+    done
+    passed=$((passed + good))
+    failed=$((failed + 2 - good))
+    verdict=passed
+    [ "$good" -eq 2 ] || verdict=FAILED
+    results+=("examples: ${verdict}, ${good} passed, $((2 - good)) failed in $(($(date +%s) - start)) s")
+  else
+    failed=$((failed + 1))
+    results+=("examples: install or build FAILED after $(($(date +%s) - start)) s")
+  fi
+fi
 
 if [ "$fuzz_seconds" -gt 0 ]; then
   echo "=== fuzzing"

@@ -232,6 +232,11 @@ std::shared_ptr<ZAR_HUIDevice> ZAR_DAWApplication::huiDevice() const {
   return _huiDevice;
 }
 
+bool ZAR_DAWApplication::readyForPass() const {
+  const auto device = huiDevice();
+  return device && device->lampsKnown();
+}
+
 bool ZAR_DAWApplication::connected() {
   std::lock_guard lock(_propertyMutex);
   return _connected;

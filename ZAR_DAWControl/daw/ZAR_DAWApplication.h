@@ -68,6 +68,8 @@ class ZAR_DAWApplication : public ZAR_HUIDeviceDelegate, public std::enable_shar
   void setVersionString(std::optional<std::string> version);
   std::int32_t majorVersion() const;
   void setMajorVersion(std::int32_t version);
+  /// The session name as Pro Tools' edit window title gives it after "Edit:", so it begins with a
+  /// blank (" Dialogue Session").
   std::optional<std::string> currentProject() const;
   void setCurrentProject(std::optional<std::string> project);
   std::shared_ptr<ZAR_HUIDevice> huiDevice() const;
@@ -100,7 +102,9 @@ class ZAR_DAWApplication : public ZAR_HUIDeviceDelegate, public std::enable_shar
   virtual std::optional<ZAR_Error> setSelectionStartTC(const std::optional<std::string>& tc);
   virtual std::optional<ZAR_Error> setSelectionEndTC(const std::optional<std::string>& tc);
 
-  // Passes and transport. A driver's versions call these for the bookkeeping.
+  // Passes and transport. A driver's versions call these for the bookkeeping. The host calls them
+  // from one thread of its choice, one at a time (see ZAR_DAWControl.h for how long each blocks);
+  // "ZAR_DAWApplicationRecordStarted" arrives on that thread. Check `readyForPass()` first.
 
   virtual void rehearseWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event);
   /// Also posts "ZAR_DAWApplicationRecordStarted" while the access lock is held.
@@ -122,6 +126,12 @@ class ZAR_DAWApplication : public ZAR_HUIDeviceDelegate, public std::enable_shar
 
   // HUI.
 
+  /// Ready for a pass: Pro Tools pinged the HUI ports within the last 2 s and the HUI device knows
+  /// the record-enable and mute lamps of every track. Before that a pass shows the HUI warning (no
+  /// ping) or acts on the tracks' flags while they still say off whatever Pro Tools shows (lamps
+  /// unknown). A host waits for it after "ZAR_DAWApplicationAdded", running the main loop (the
+  /// first lamps of a 64-track session take about 6.5 s). Any thread; returns at once.
+  bool readyForPass() const;
   /// Replaces the HUI device with a new one whose delegate is this application.
   void refreshHUI();
   /// HUI feedback: the DAW's mute (record-enable) lamp of the track at position `channel` became

@@ -27,11 +27,15 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
   /// installs its platform once has exactly one manager for its whole life.
   static std::shared_ptr<ZAR_DAWApplicationManager> sharedManager();
 
+  /// Any thread; returns at once.
   std::shared_ptr<ZAR_DAWApplication> currentApplication() const;
   bool enabled() const { return _enabled.load(); }
-  /// Enabling (when allowed) starts discovery; disabling stops it and drops the application,
-  /// posting "ZAR_DAWApplicationRemoved" with no application current. Never waits for a pass:
-  /// when one is posting, it drops the application itself once its observers have returned.
+  /// Enabling (only while allowed) runs the first discovery pass on the calling thread, so
+  /// "ZAR_DAWApplicationAdded" may arrive before it returns; later passes run on the global queue
+  /// and post there. Disabling stops discovery and drops the application, posting
+  /// "ZAR_DAWApplicationRemoved" with no application current; it never waits for a pass: when one
+  /// is posting, that pass drops the application once its observers have returned. Call it on the
+  /// main thread.
   void setEnabled(bool enabled);
   bool allowed() const { return _allowed.load(); }
   void setAllowed(bool allowed) { _allowed.store(allowed); }

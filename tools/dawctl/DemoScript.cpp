@@ -186,8 +186,7 @@ void DemoScript::connect() {
   runUntil(
       [this] {
         const auto app = application();
-        const auto device = app ? app->huiDevice() : nullptr;
-        return device && device->connected() && device->lampsKnown();
+        return app && app->readyForPass();
       },
       kHUITimeout, "waiting for Pro Tools' first HUI ping and the lamps of every track");
   _rows = table("", "opened", "at the start, as the session was opened");

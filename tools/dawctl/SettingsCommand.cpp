@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "CommandLine.h"
 #include "Commands.h"
 #include "SettingsSession.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
@@ -74,7 +75,7 @@ void show(const SettingsSession& settings) {
                mode->uuid().value_or(""), stateName(mode->beforeState()), stateName(mode->duringState()),
                stateName(mode->afterState()));
   }
-  fmt::print("assignments ({}):\n", settings.path(ZAR_DAWMuteRecMatrix::fileName));
+  fmt::print("assignments ({}):\n  {}\n", settings.path(ZAR_DAWMuteRecMatrix::fileName), kPositionsNote);
   const auto none = ZAR_DAWAudioTrackMode::nullTrackMode();
   bool any = false;
   for (std::int32_t track = 0; track < static_cast<std::int32_t>(ZAR_DAWMuteRecMatrix::trackCount); ++track) {
@@ -101,7 +102,7 @@ std::int32_t parseTrack(const std::string& text) {
 
 void decode(const std::string& file) {
   const auto content = zar::native::LocalFileUtility(".").readFile(file);
-  if (!content) failSettingsCommand(fmt::format("cannot read {}", file));
+  if (!content) failSettingsCommand(fmt::format("cannot read {}", file), kExitFailure);
   ZAR_ProtoDAWAudioTrackModeList list;
   ZAR_ProtoDAWMuteRecMatrix matrix;
   const std::string name = std::filesystem::path(file).filename().string();
@@ -120,16 +121,45 @@ void decode(const std::string& file) {
   } else if (matrix.ParseFromString(*content)) {
     chosen = &matrix;
   } else {
-    failSettingsCommand(fmt::format("{} is neither a mode list nor a mode matrix", file));
+    failSettingsCommand(fmt::format("{} is neither a mode list nor a mode matrix", file), kExitFailure);
   }
   std::string text;
   google::protobuf::TextFormat::PrintToString(*chosen, &text);
   fmt::print("# {}\n{}", chosen->GetTypeName(), text);
 }
 
-CLI::App* withDirectory(CLI::App* command, std::shared_ptr<std::string> directory) {
-  command->add_option("--dir", *directory, "Settings directory instead of the application support directory");
+CLI::App* withDirectory(CLI::App* command, const std::shared_ptr<DirectoryChoice>& directory) {
+  addDirectoryOptions(*command, directory, true);
   return command;
+}
+
+// Opens the settings of the directory chosen, which must exist unless --create was given.
+SettingsSession open(const DirectoryChoice& choice) { return SettingsSession(checkedDirectory("settings", choice)); }
+
+// The track positions that assign `mode` in any column, each with the columns.
+std::vector<std::string> assignmentsOf(const ZAR_DAWMuteRecMatrix& matrix, const ModePointer& mode) {
+  std::vector<std::string> found;
+  for (std::int32_t track = 0; track < static_cast<std::int32_t>(ZAR_DAWMuteRecMatrix::trackCount); ++track) {
+    std::vector<const char*> columns;
+    if (matrix.rehearseModeAtTrackIndex(track) == mode) columns.push_back("rehearse");
+    if (matrix.recordModeAtTrackIndex(track) == mode) columns.push_back("record");
+    if (matrix.reviewModeAtTrackIndex(track) == mode) columns.push_back("review");
+    if (!columns.empty()) found.push_back(fmt::format("{} ({})", track, fmt::join(columns, ", ")));
+  }
+  return found;
+}
+
+// Refuses a name that the list already has, or the name that means no mode.
+void checkNewName(const SettingsSession& settings, const std::string& name) {
+  if (lowercase(name) == "none") {
+    failSettingsCommand("\"none\" means no mode in assignments; give the mode another name");
+  }
+  for (const auto& mode : *settings.list->audioTrackModes()) {
+    if (mode->name() == name) {
+      failSettingsCommand(fmt::format("a mode is already named {:?} (uuid={}); give another name", name,
+                                      mode->uuid().value_or("")));
+    }
+  }
 }
 
 }  // namespace
@@ -137,19 +167,20 @@ CLI::App* withDirectory(CLI::App* command, std::shared_ptr<std::string> director
 void addSettingsCommand(CLI::App& app) {
   auto* settings = app.add_subcommand("settings", "Show and edit the track modes and the mode matrix");
   settings->require_subcommand(1);
+  settings->footer(kPositionsNote);
 
   {
-    auto directory = std::make_shared<std::string>();
+    auto directory = std::make_shared<DirectoryChoice>();
     auto* command = withDirectory(settings->add_subcommand("show", "List the modes and the assigned tracks"),
                                   directory);
     command->callback([directory] {
-      SettingsSession opened(*directory);
+      SettingsSession opened = open(*directory);
       show(opened);
       opened.commit();
     });
   }
   {
-    auto directory = std::make_shared<std::string>();
+    auto directory = std::make_shared<DirectoryChoice>();
     auto arguments = std::make_shared<std::vector<std::string>>();
     auto* command = withDirectory(
         settings->add_subcommand("add-mode", "Append a mode: NAME BEFORE DURING AFTER (Play, Input, Mute, Record)"),
@@ -160,7 +191,8 @@ void addSettingsCommand(CLI::App& app) {
       const ZAR_DAWTrackState before = parseState(values[1]);
       const ZAR_DAWTrackState during = parseState(values[2]);
       const ZAR_DAWTrackState after = parseState(values[3]);
-      SettingsSession opened(*directory);
+      SettingsSession opened = open(*directory);
+      checkNewName(opened, values[0]);
       auto mode = std::make_shared<ZAR_DAWAudioTrackMode>();
       mode->setBeforeState(before);
       mode->setDuringState(during);
@@ -172,28 +204,43 @@ void addSettingsCommand(CLI::App& app) {
     });
   }
   {
-    auto directory = std::make_shared<std::string>();
+    auto directory = std::make_shared<DirectoryChoice>();
     auto which = std::make_shared<std::string>();
     auto* command =
         withDirectory(settings->add_subcommand("remove-mode", "Remove a mode, named by its name or uuid"), directory);
+    auto force = std::make_shared<bool>(false);
     command->add_option("MODE", *which, "Name or uuid of the mode")->required();
-    command->callback([directory, which] {
-      SettingsSession opened(*directory);
+    command->add_flag("--force", *force, "Remove it even when tracks are assigned it (they then have no mode)");
+    command->callback([directory, which, force] {
+      SettingsSession opened = open(*directory);
       const ModePointer mode = opened.resolve(*which, false);
+      const auto assigned = assignmentsOf(*opened.matrix, mode);
+      if (!assigned.empty() && !*force) {
+        failSettingsCommand(fmt::format("{} is assigned to track {}; give --force to remove it and leave them without "
+                                        "a mode",
+                                        modeLabel(mode), fmt::join(assigned, ", ")));
+      }
+      const auto none = ZAR_DAWAudioTrackMode::nullTrackMode();
+      for (std::int32_t track = 0; track < static_cast<std::int32_t>(ZAR_DAWMuteRecMatrix::trackCount); ++track) {
+        if (opened.matrix->rehearseModeAtTrackIndex(track) == mode) opened.matrix->setRehearseMode(none, track);
+        if (opened.matrix->recordModeAtTrackIndex(track) == mode) opened.matrix->setRecordMode(none, track);
+        if (opened.matrix->reviewModeAtTrackIndex(track) == mode) opened.matrix->setReviewMode(none, track);
+      }
       opened.list->removeAudioTrackMode(mode);
       opened.commit();
       fmt::print("removed {} uuid={}\n", modeLabel(mode), mode->uuid().value_or(""));
+      if (!assigned.empty()) fmt::print("track {} now without it\n", fmt::join(assigned, ", "));
     });
   }
   {
-    auto directory = std::make_shared<std::string>();
+    auto directory = std::make_shared<DirectoryChoice>();
     auto track = std::make_shared<std::string>();
     auto rehearse = std::make_shared<std::string>();
     auto record = std::make_shared<std::string>();
     auto review = std::make_shared<std::string>();
     auto* command = withDirectory(
         settings->add_subcommand("assign", "Assign modes to a track position (MODE: name, uuid or none)"), directory);
-    command->add_option("TRACK", *track, "Track position, 0 to 63")->required();
+    command->add_option("TRACK", *track, "Track position, 0 to 63 (audio and aux tracks from the top)")->required();
     auto* rehearseOption = command->add_option("--rehearse", *rehearse, "Mode when rehearsing");
     auto* recordOption = command->add_option("--record", *record, "Mode when recording");
     auto* reviewOption = command->add_option("--review", *review, "Mode when reviewing");
@@ -202,7 +249,7 @@ void addSettingsCommand(CLI::App& app) {
         failSettingsCommand("give at least one of --rehearse, --record and --review");
       }
       const std::int32_t index = parseTrack(*track);
-      SettingsSession opened(*directory);
+      SettingsSession opened = open(*directory);
       // Every mode is resolved before anything is assigned, so a bad name changes nothing.
       const ModePointer rehearseMode = rehearseOption->count() > 0 ? opened.resolve(*rehearse, true) : nullptr;
       const ModePointer recordMode = recordOption->count() > 0 ? opened.resolve(*record, true) : nullptr;

@@ -1,5 +1,7 @@
 #include "SettingsSession.h"
 
+#include "CommandLine.h"
+
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
@@ -13,10 +15,7 @@
 
 namespace dawctl {
 
-void failSettingsCommand(const std::string& message) {
-  fmt::print(stderr, "dawctl settings: {}\n", message);
-  throw CLI::RuntimeError(1);
-}
+void failSettingsCommand(const std::string& message, int exitCode) { failCommand("settings", message, exitCode); }
 
 SettingsSession::SettingsSession(const std::string& directory)
     : _directory(directory.empty() ? zar::native::LocalFileUtility::defaultApplicationSupportDirectory(
@@ -56,7 +55,7 @@ void SettingsSession::commit() {
       _disk.applicationSupportDirectoryPath();
       directoryMade = true;
     }
-    if (!_disk.writeFileAtomically(where, content)) failSettingsCommand(fmt::format("cannot write {}", where));
+    if (!_disk.writeFileAtomically(where, content)) failSettingsCommand(fmt::format("cannot write {}", where), kExitFailure);
   }
 }
 
@@ -69,10 +68,10 @@ void SettingsSession::load(const char* fileName, const char* what) {
   const std::string where = path(fileName);
   if (!_disk.fileExists(where)) return;
   const std::optional<std::string> content = _disk.readFile(where);
-  if (!content) failSettingsCommand(fmt::format("cannot read {}", where));
+  if (!content) failSettingsCommand(fmt::format("cannot read {}", where), kExitFailure);
   Message message;
   if (content->size() > zar::modes::SettingsFile::maximumSize || !message.ParseFromString(*content)) {
-    failSettingsCommand(fmt::format("{} does not hold {}; it is left as it is", where, what));
+    failSettingsCommand(fmt::format("{} does not hold {}; it is left as it is", where, what), kExitFailure);
   }
   _memory->writeFileAtomically(where, *content);
   _original.emplace(where, *content);

@@ -11,8 +11,9 @@
 
 namespace dawctl {
 
-/// Prints one line on stderr and ends the command with a non-zero exit.
-[[noreturn]] void failSettingsCommand(const std::string& message);
+/// Prints one line on stderr and ends the command with `exitCode` (by default: the command line
+/// is wrong).
+[[noreturn]] void failSettingsCommand(const std::string& message, int exitCode = 2);
 
 /// The mode list and the matrix of one settings directory, opened as the framework opens them but
 /// on copies of the files in memory. Nothing reaches the directory before `commit`, so a command
@@ -21,7 +22,7 @@ namespace dawctl {
 /// the command rather than being overwritten.
 class SettingsSession {
  public:
-  /// An empty `directory` means the host's application support directory.
+  /// An empty `directory` means the host's application support directory; another must exist.
   explicit SettingsSession(const std::string& directory);
 
   /// The mode that `text` names: `none` (when allowed), a uuid, or the name of exactly one mode.

@@ -2,11 +2,13 @@
 
 #include <mutex>
 
+#include "CommandLine.h"
 #include "Commands.h"
 #include "SimulatedHost.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
+#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 
 namespace dawctl {
 
@@ -16,25 +18,43 @@ struct WatchOptions {
   double seconds = 10;
   std::optional<double> quitAfter;
   bool virtualTime = false;
-  std::string directory;
+  std::shared_ptr<DirectoryChoice> directory = std::make_shared<DirectoryChoice>();
 };
+
+// The tracks as the framework names them, with their positions.
+std::string trackList(const ZAR_DAWApplication& application) {
+  std::vector<std::string> tracks;
+  for (const auto& track : application.audioTracks()) {
+    tracks.push_back(fmt::format("{} {:?}", track->index(), track->name()));
+  }
+  return tracks.empty() ? std::string("no tracks") : fmt::format("tracks {}", fmt::join(tracks, ", "));
+}
 
 // What a notification tells the host, as one line.
 std::string describe(const zar::platform::Notification& notification) {
-  if (notification.name != ZAR_DAWApplicationAddedNotification) {
-    return notification.name;
-  }
   const auto application = ZAR_DAWApplicationManager::sharedManager()->currentApplication();
-  if (!application) {
+  if (!application || notification.name == ZAR_DAWApplicationRemovedNotification) {
     return notification.name;
   }
-  return fmt::format("{}: {} {} (major version {}), session \"{}\"", notification.name,
-                     application->name().value_or(""), application->versionString().value_or(""),
-                     application->majorVersion(), application->currentProject().value_or(""));
+  if (notification.name == ZAR_DAWApplicationAddedNotification) {
+    return fmt::format("{}: {} {} (major version {}), session \"{}\", {}", notification.name,
+                       application->name().value_or(""), application->versionString().value_or(""),
+                       application->majorVersion(), application->currentProject().value_or(""),
+                       trackList(*application));
+  }
+  if (notification.name == ZAR_DAWApplicationTrackNamesChangedNotification) {
+    return fmt::format("{}: {}", notification.name, trackList(*application));
+  }
+  if (notification.name == ZAR_DAWApplicationSelectionChangedNotification) {
+    return fmt::format("{}: selection {} to {}", notification.name,
+                       application->selectionStartTC().value_or("(unreadable)"),
+                       application->selectionEndTC().value_or("(unreadable)"));
+  }
+  return notification.name;
 }
 
 void watch(const WatchOptions& options) {
-  SimulatedHost host(SimulatedHost::Options{options.virtualTime, options.directory, {}});
+  SimulatedHost host(SimulatedHost::Options{options.virtualTime, checkedDirectory("watch", *options.directory), {}});
   std::mutex printing;  // notifications come from the discovery threads too
   zar::platform::NotificationObservation observation(
       host.platform()->notificationCenter, std::nullopt, [&](const zar::platform::Notification& notification) {
@@ -68,11 +88,11 @@ void addWatchCommand(CLI::App& app) {
   auto options = std::make_shared<WatchOptions>();
   auto* command = app.add_subcommand(
       "watch", "Enable the framework against the simulated Pro Tools and print every notification it posts");
-  command->add_option("--seconds", options->seconds, "How long to watch")->check(CLI::NonNegativeNumber);
+  command->add_option("--seconds", options->seconds, "How long to watch")->check(secondsBetween(0, 86400));
   command->add_option("--quit-after", options->quitAfter, "Make Pro Tools quit after this many seconds")
-      ->check(CLI::PositiveNumber);
+      ->check(secondsBetween(0, 86400));
   command->add_flag("--virtual-time", options->virtualTime, "Run in virtual time, as fast as the machine allows");
-  command->add_option("--dir", options->directory, "Settings directory instead of dawctl's own");
+  addDirectoryOptions(*command, options->directory, true);
   command->callback([options] { watch(*options); });
 }
 

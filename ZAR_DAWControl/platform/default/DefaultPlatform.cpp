@@ -3,32 +3,51 @@
 #include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
 #include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
 #include "ZAR_DAWControl/platform/linux/PlistUserDefaults.h"
+#include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
 #include "ZAR_DAWControl/platform/linux/SpdLogger.h"
 #include "ZAR_DAWControl/platform/linux/SynchronousNotificationCenter.h"
-#include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
 #include "ZAR_DAWControl/platform/linux/ThreadPoolDispatch.h"
 #include "ZAR_DAWControl/platform/sim/SimDesktop.h"
+#include "ZAR_DAWControl/platform/sim/SimDispatch.h"
 
 namespace zar::platform {
 
-std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host) {
+DefaultPlatform buildDefaultPlatform(const DefaultPlatformOptions& options) {
+  const HostIdentity& host = options.host;
   auto platform = std::make_shared<Platform>();
   platform->host = host;
-  platform->clock = std::make_shared<native::SystemClock>();
-  // The thread that makes the default platform (the first to ask for it) becomes the main thread.
-  platform->mainRunLoop = std::make_shared<native::MainRunLoop>(platform->clock);
-  platform->dispatch = std::make_shared<native::ThreadPoolDispatch>(platform->mainRunLoop);
+  platform->clock = options.clock ? options.clock : std::make_shared<native::SystemClock>();
+  platform->mainRunLoop =
+      options.mainRunLoop ? options.mainRunLoop : std::make_shared<native::MainRunLoop>(platform->clock);
+  if (options.globalQueueOnCaller) {
+    platform->dispatch =
+        std::make_shared<sim::SimDispatch>(platform->mainRunLoop, sim::SimDispatch::Mode::inlineOnCaller);
+  } else {
+    platform->dispatch = std::make_shared<native::ThreadPoolDispatch>(platform->mainRunLoop);
+  }
   platform->logger = native::SpdLogger::makeDefault();
   platform->notificationCenter = std::make_shared<native::SynchronousNotificationCenter>();
-  platform->userDefaults = std::make_shared<native::PlistUserDefaults>(
-      native::PlistUserDefaults::defaultPath(host.bundleIdentifier), platform->logger);
+  std::optional<std::string> preferences;
+  if (!options.preferencesInMemory) {
+    preferences = options.preferencesPath.empty() ? native::PlistUserDefaults::defaultPath(host.bundleIdentifier)
+                                                  : options.preferencesPath;
+  }
+  platform->userDefaults = std::make_shared<native::PlistUserDefaults>(std::move(preferences), platform->logger);
   platform->fileUtility = std::make_shared<native::LocalFileUtility>(
-      native::LocalFileUtility::defaultApplicationSupportDirectory(host.applicationName));
-  // The desktop takes the main run loop for its alerts, so it must be set before this line.
-  sim::SimDesktop(platform->clock, platform->mainRunLoop, host).provideServices(*platform);
+      options.supportDirectory.empty()
+          ? native::LocalFileUtility::defaultApplicationSupportDirectory(host.applicationName)
+          : options.supportDirectory);
+  auto desktop = std::make_shared<sim::SimDesktop>(platform->clock, platform->mainRunLoop, host);
+  desktop->provideServices(*platform);
   platform->midiPorts = std::make_shared<native::RtMidiPorts>();
-  return platform;
+  return DefaultPlatform{std::move(platform), std::move(desktop)};
+}
+
+std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host) {
+  DefaultPlatformOptions options;
+  options.host = host;
+  return buildDefaultPlatform(options).platform;
 }
 
 }  // namespace zar::platform

@@ -20,7 +20,7 @@ refused() {
 }
 
 # First start: both files appear; the matrix holds 64 null uuids in each of its three lists.
-"$dawctl" settings show --dir "$dir" >"$work/show"
+"$dawctl" settings show --create --dir "$dir" >"$work/show"
 [ -f "$list" ] && [ -f "$matrix" ] || fail "first start did not write both files"
 grep -q '"Record" .*before=Input during=Record after=Input' "$work/show" || fail "default modes missing"
 protoc --decode_raw <"$matrix" >"$work/raw"
@@ -63,11 +63,11 @@ refused settings assign 2 --dir "$dir"
 refused settings add-mode X Play Loud Play --dir "$dir"
 refused settings remove-mode Nobody --dir "$dir"
 cmp -s "$list" "$work/list.before" && cmp -s "$matrix" "$work/matrix.before" || fail "a refused command wrote"
-refused settings assign 2 --record Nobody --dir "$work/fresh"
+refused settings assign 2 --record Nobody --create --dir "$work/fresh"
 [ ! -e "$work/fresh" ] || fail "a refused first start left files"
 
-# Removing a mode leaves its uuid in the matrix file; it resolves to none from then on.
-"$dawctl" settings remove-mode "$dub_uuid" --dir "$dir" >/dev/null
+# Removing an assigned mode (with --force) leaves those tracks without it.
+"$dawctl" settings remove-mode "$dub_uuid" --force --dir "$dir" >/dev/null
 "$dawctl" settings show --dir "$dir" >"$work/show"
 grep -q '"Dub"' "$work/show" && fail "removed mode still listed"
 grep -q 'track 63: rehearse="Play" record=none review=none' "$work/show" || fail "removed mode still assigned"
