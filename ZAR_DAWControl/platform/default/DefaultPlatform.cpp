@@ -9,10 +9,11 @@
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
 #include "ZAR_DAWControl/platform/linux/ThreadPoolDispatch.h"
 #include "ZAR_DAWControl/platform/sim/SimDesktop.h"
+#include "ZAR_DAWControl/platform/x11/X11Desktop.h"
 
 namespace zar::platform {
 
-std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host) {
+std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host, Desktop desktop) {
   auto platform = std::make_shared<Platform>();
   platform->host = host;
   platform->clock = std::make_shared<native::SystemClock>();
@@ -25,8 +26,12 @@ std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host) {
       native::PlistUserDefaults::defaultPath(host.bundleIdentifier), platform->logger);
   platform->fileUtility = std::make_shared<native::LocalFileUtility>(
       native::LocalFileUtility::defaultApplicationSupportDirectory(host.applicationName));
-  // The desktop takes the main run loop for its alerts, so it must be set before this line.
-  sim::SimDesktop(platform->clock, platform->mainRunLoop, host).provideServices(*platform);
+  if (desktop == Desktop::x11) {
+    x11::X11Desktop(host).provideServices(*platform);
+  } else {
+    // The desktop takes the main run loop for its alerts, so it must be set before this line.
+    sim::SimDesktop(platform->clock, platform->mainRunLoop, host).provideServices(*platform);
+  }
   platform->midiPorts = std::make_shared<native::RtMidiPorts>();
   return platform;
 }
