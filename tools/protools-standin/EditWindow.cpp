@@ -68,7 +68,7 @@ GtkWidget* EditWindow::makeCounter(const char* title, Entry entry) {
   // Pressing the counter is its accessible action, which GTK calls "activate".
   g_signal_connect(field, "activate", G_CALLBACK(onCounterActivate), this);
   g_signal_connect(field, "key-press-event", G_CALLBACK(onKeyPress), this);
-  g_signal_connect(field, "insert-text", G_CALLBACK(onInsertText), this);
+  g_signal_connect(field, "insert-text", G_CALLBACK(onInsertText), this);  // while open: digits only
   return field;
 }
 
@@ -199,6 +199,7 @@ gboolean EditWindow::onKeyPress(GtkWidget* widget, GdkEventKey* event, gpointer 
 }
 
 void EditWindow::onInsertText(GtkEditable* editable, const gchar* text, gint length, gint*, gpointer) {
+  if (!gtk_editable_get_editable(editable)) return;  // the counter shows its text
   const std::string inserted(text, length < 0 ? std::strlen(text) : static_cast<std::size_t>(length));
   if (!std::all_of(inserted.begin(), inserted.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
     g_signal_stop_emission_by_name(editable, "insert-text");  // a counter takes digits only

@@ -62,6 +62,7 @@ std::optional<platform::AppleScriptError> X11AppleScript::execute(const std::str
       ZAR_LOG_WARN("The typing script could not type U+{:04X}", static_cast<std::uint32_t>(character));
     }
   }
+  _keyboard->settleFocus();  // as the script ends once System Events has typed
   return std::nullopt;
 }
 

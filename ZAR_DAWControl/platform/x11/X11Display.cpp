@@ -1,5 +1,6 @@
 #include "ZAR_DAWControl/platform/x11/X11Display.h"
 
+#include <poll.h>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 
@@ -38,6 +39,8 @@ X11Display::X11Display() {
   _netActiveWindow = atom("_NET_ACTIVE_WINDOW");
   _netClientListStacking = atom("_NET_CLIENT_LIST_STACKING");
   _netSupportingWmCheck = atom("_NET_SUPPORTING_WM_CHECK");
+  _wmProtocols = atom("WM_PROTOCOLS");
+  _netWmPing = atom("_NET_WM_PING");
 }
 
 X11Display::~X11Display() {
@@ -213,6 +216,56 @@ void X11Display::activateLocked(Window window) {
     xcb_set_input_focus(_connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
   }
   xcb_flush(_connection);
+}
+
+bool X11Display::settleLocked(Window window, std::chrono::milliseconds timeout) {
+  if (!connected()) return false;
+  Reply protocols(xcb_get_property_reply(
+      _connection, xcb_get_property(_connection, 0, window, _wmProtocols, XCB_ATOM_ATOM, 0, 64), nullptr));
+  const auto* atoms = protocols ? static_cast<const std::uint32_t*>(xcb_get_property_value(protocols.reply)) : nullptr;
+  const int count = protocols && protocols->format == 32 ? xcb_get_property_value_length(protocols.reply) / 4 : 0;
+  if (std::find(atoms, atoms + count, _netWmPing) == atoms + count) {
+    Reply focus(xcb_get_input_focus_reply(_connection, xcb_get_input_focus(_connection), nullptr));
+    return static_cast<bool>(focus);
+  }
+  // The answer is sent to the root window, seen by whoever selects its substructure: this
+  // connection, for the length of the wait.
+  std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+  xcb_change_window_attributes(_connection, _root, XCB_CW_EVENT_MASK, &mask);
+  xcb_client_message_event_t ping{};
+  ping.response_type = XCB_CLIENT_MESSAGE;
+  ping.format = 32;
+  ping.window = window;
+  ping.type = _wmProtocols;
+  ping.data.data32[0] = _netWmPing;
+  ping.data.data32[1] = ++_pings;  // the timestamp field, echoed back: tells this ping's answer
+  ping.data.data32[2] = window;
+  xcb_send_event(_connection, 0, window, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&ping));
+  xcb_flush(_connection);
+
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  bool answered = false;
+  while (!answered && xcb_connection_has_error(_connection) == 0) {
+    while (!answered) {
+      xcb_generic_event_t* event = xcb_poll_for_event(_connection);
+      if (event == nullptr) break;
+      if ((event->response_type & 0x7F) == XCB_CLIENT_MESSAGE) {
+        const auto* message = reinterpret_cast<const xcb_client_message_event_t*>(event);
+        answered = message->type == _wmProtocols && message->data.data32[0] == _netWmPing &&
+                   message->data.data32[1] == _pings && message->data.data32[2] == window;
+      }
+      std::free(event);
+    }
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (answered || left.count() <= 0) break;
+    // Another thread waiting for a reply may read the answer into the queue: look again now and then.
+    pollfd descriptor{xcb_get_file_descriptor(_connection), POLLIN, 0};
+    ::poll(&descriptor, 1, static_cast<int>(std::min<std::chrono::milliseconds::rep>(left.count(), 20)));
+  }
+  mask = XCB_EVENT_MASK_NO_EVENT;
+  xcb_change_window_attributes(_connection, _root, XCB_CW_EVENT_MASK, &mask);
+  xcb_flush(_connection);
+  return answered;
 }
 
 }  // namespace zar::x11

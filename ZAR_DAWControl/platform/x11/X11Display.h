@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -54,6 +55,11 @@ class X11Display {
   std::optional<Window> windowUnderPointerLocked();
   /// Raises the window and gives it the focus (through the window manager when one runs).
   void activateLocked(Window window);
+  /// Waits (at most `timeout`) until the program of a top-level window has handled every event the
+  /// server sent it so far: it is sent `_NET_WM_PING` behind them, which a toolkit answers once it
+  /// has taken the events before it off its queue. A window that doesn't take pings only gets a
+  /// round trip to the server. False when no answer came.
+  bool settleLocked(Window window, std::chrono::milliseconds timeout);
 
  private:
   std::uint32_t atom(const char* name);
@@ -71,6 +77,9 @@ class X11Display {
   std::uint32_t _netActiveWindow = 0;
   std::uint32_t _netClientListStacking = 0;
   std::uint32_t _netSupportingWmCheck = 0;
+  std::uint32_t _wmProtocols = 0;
+  std::uint32_t _netWmPing = 0;
+  std::uint32_t _pings = 0;
 };
 
 }  // namespace zar::x11

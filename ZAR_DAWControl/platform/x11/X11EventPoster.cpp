@@ -77,6 +77,9 @@ void X11EventPoster::postMouseEvent(const platform::MouseEvent& event) {
     if (const auto window = _display->windowUnderPointerLocked()) _display->activateLocked(*window);
   }
   xcb_flush(connection);
+  if (type == XCB_BUTTON_RELEASE) {  // a click is handled before the caller reads what it did
+    if (const auto window = _display->windowUnderPointerLocked()) _display->settleLocked(*window, X11Keyboard::kSettleTimeout);
+  }
 }
 
 }  // namespace zar::x11

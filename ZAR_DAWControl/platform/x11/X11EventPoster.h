@@ -17,11 +17,14 @@ namespace zar::x11 {
 /// server grab), so it never lands in another program's window. The key is the one that types the
 /// event's characters, or for a bare key code the character the Mac layout gives it. A process
 /// that shows no window loses the event, as a serial number that reaches no process does.
+/// Posting returns once the process has handled the key, so what the caller asks next over
+/// accessibility (another channel into the same program) comes after it.
 ///
 /// A mouse event moves the pointer to its point (accessibility coordinates) and presses or releases
 /// the button there; the receiving toolkit counts the clicks of a double-click by itself. Without a
 /// window manager a mouse-down also raises and focuses the window under the pointer, as a
-/// click-to-focus window manager would.
+/// click-to-focus window manager would. A button release returns once the window under the
+/// pointer has handled the click.
 class X11EventPoster final : public platform::EventPoster {
  public:
   X11EventPoster(std::shared_ptr<X11Display> display, std::shared_ptr<X11Keyboard> keyboard);

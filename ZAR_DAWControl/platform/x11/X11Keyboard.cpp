@@ -24,8 +24,11 @@ constexpr X11Keyboard::Keysym kNoSymbol = 0;
 X11Keyboard::X11Keyboard(std::shared_ptr<X11Display> display) : _display(std::move(display)) {}
 
 X11Keyboard::~X11Keyboard() {
-  if (_remapped.empty() || !_display->connected()) return;
+  if ((_remapped.empty() && _held.empty()) || !_display->connected()) return;
   std::lock_guard lock(_display->mutex());
+  xcb_grab_server(_display->connection());
+  for (const std::uint8_t keycode : std::vector(_held)) fakeWithFocusLocked(Stroke{keycode, false}, false, XCB_WINDOW_NONE);
+  xcb_ungrab_server(_display->connection());
   const std::vector<Keysym> none(static_cast<std::size_t>(_keysymsPerKeycode), kNoSymbol);
   for (const auto& [keysym, keycode] : _remapped) {
     xcb_change_keyboard_mapping(_display->connection(), 1, keycode, static_cast<std::uint8_t>(_keysymsPerKeycode),
@@ -118,8 +121,10 @@ void X11Keyboard::fakeLocked(const Stroke& stroke, bool down) {
   };
   if (!down) {
     fake(XCB_KEY_RELEASE, stroke.keycode);
+    std::erase(_held, stroke.keycode);
     return;
   }
+  if (std::find(_held.begin(), _held.end(), stroke.keycode) == _held.end()) _held.push_back(stroke.keycode);
   if (stroke.shift) fake(XCB_KEY_PRESS, *_shiftKeycode);
   fake(XCB_KEY_PRESS, stroke.keycode);
   if (stroke.shift) fake(XCB_KEY_RELEASE, *_shiftKeycode);
@@ -141,27 +146,44 @@ bool X11Keyboard::typeIntoProcess(Keysym keysym, bool down, std::int32_t pid) {
   xcb_connection_t* connection = _display->connection();
   // Nobody else's requests run while the server is grabbed: the focus seen is the focus the key gets.
   xcb_grab_server(connection);
-  bool sent = false;
   const auto windows = _display->windowsOfProcessLocked(pid);
+  std::optional<X11Display::Window> target;
   const auto focused = _display->focusedWindowLocked();
   if (focused && std::find(windows.begin(), windows.end(), *focused) != windows.end()) {
     fakeLocked(*stroke, down);
-    sent = true;
+    target = focused;
   } else if (!windows.empty()) {
-    auto* previous = xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr);
-    xcb_generic_error_t* error = xcb_request_check(
-        connection, xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT, windows.front(), XCB_CURRENT_TIME));
-    if (error == nullptr && previous != nullptr) {
-      fakeLocked(*stroke, down);
-      xcb_set_input_focus(connection, previous->revert_to, previous->focus, XCB_CURRENT_TIME);
-      sent = true;
-    }
-    std::free(error);
-    std::free(previous);
+    if (fakeWithFocusLocked(*stroke, down, windows.front())) target = windows.front();
+  } else if (!down && std::find(_held.begin(), _held.end(), stroke->keycode) != _held.end()) {
+    // The process went away between the press and the release: the key must not stay down (the
+    // server would repeat it into whichever window has the focus), and no other program gets it.
+    fakeWithFocusLocked(*stroke, false, XCB_WINDOW_NONE);
   }
   xcb_ungrab_server(connection);
   xcb_flush(connection);
+  if (target) _display->settleLocked(*target, kSettleTimeout);
+  return target.has_value();
+}
+
+bool X11Keyboard::fakeWithFocusLocked(const Stroke& stroke, bool down, X11Display::Window window) {
+  xcb_connection_t* connection = _display->connection();
+  auto* previous = xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr);
+  xcb_generic_error_t* error = xcb_request_check(
+      connection, xcb_set_input_focus_checked(connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME));
+  const bool sent = error == nullptr && previous != nullptr;
+  if (sent) {
+    fakeLocked(stroke, down);
+    xcb_set_input_focus(connection, previous->revert_to, previous->focus, XCB_CURRENT_TIME);
+  }
+  std::free(error);
+  std::free(previous);
   return sent;
+}
+
+void X11Keyboard::settleFocus() {
+  std::lock_guard lock(_display->mutex());
+  if (!_display->connected()) return;
+  if (const auto window = _display->focusedWindowLocked()) _display->settleLocked(*window, kSettleTimeout);
 }
 
 }  // namespace zar::x11
