@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is needed, builds, and runs the main job: the framework enabled against the
-# simulated Pro Tools, which quits half way; every notification the framework posts is printed.
+# Installs what is needed, builds, and runs the main job: dawctl demo, the road of one take against
+# the simulated Pro Tools (rehearse, record two takes, review, then a take without HUI), in real
+# time. Exits non-zero when Pro Tools doesn't show what the track modes ask. Arguments go to
+# dawctl demo (--virtual-time, --json, --dir DIR, --fps N).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -8,8 +10,4 @@ bash scripts/install-deps.sh
 cmake --preset default >/dev/null
 cmake --build --preset default --target dawctl
 
-dawctl=build/default/tools/dawctl/dawctl
-echo "== dawctl watch: Pro Tools is found, then quits after 5 s"
-"$dawctl" watch --seconds 8 --quit-after 5 --dir build/demo-support
-echo "== dawctl settings show: the track modes and the matrix the framework keeps"
-"$dawctl" settings show --dir build/demo-support
+build/default/tools/dawctl/dawctl demo "$@"

@@ -2,33 +2,62 @@
 # Installs what is needed, then builds and runs the whole test suite under each preset:
 # the optimised build, AddressSanitizer with UndefinedBehaviorSanitizer, and ThreadSanitizer; then
 # fuzzes each settings file reader for a short, bounded time.
+# Every preset and the fuzzing run even when an earlier one fails; a line per preset tells how it
+# went, and the script fails when anything did. The last line is the total of tests run.
 # ZAR_TEST_PRESETS="default" limits the run to the presets named; ZAR_FUZZ_SECONDS=0 skips fuzzing.
-set -euo pipefail
+set -uo pipefail
 cd "$(dirname "$0")/.."
 
-bash scripts/install-deps.sh
+bash scripts/install-deps.sh || exit 1
 
 presets=${ZAR_TEST_PRESETS:-"default asan-ubsan tsan"}
-summary=$(mktemp)
-trap 'rm -f "$summary"' EXIT
+fuzz_seconds=${ZAR_FUZZ_SECONDS:-10}
+jobs=$(nproc)
+logs=build/test-logs
+mkdir -p "$logs"
 passed=0
+failed=0
+results=()
+
 for preset in $presets; do
   echo "=== preset ${preset}"
   start=$(date +%s)
-  cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset"
-  ctest --preset "$preset" | tee "$summary"
-  # "100% tests passed, 0 tests failed out of N": a failure has already ended the script.
-  total=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$summary" | tail -n 1)
-  passed=$(( passed + ${total:-0} ))
-  echo "=== preset ${preset} passed in $(( $(date +%s) - start )) s"
+  log="$logs/$preset.log"
+  if ! { cmake --preset "$preset" >/dev/null && cmake --build --preset "$preset" -j "$jobs"; }; then
+    # The tests of a preset that doesn't build can't be counted: the build counts as one failure.
+    failed=$((failed + 1))
+    results+=("preset ${preset}: build FAILED after $(($(date +%s) - start)) s")
+    continue
+  fi
+  ctest --preset "$preset" --parallel "$jobs" 2>&1 | tee "$log"
+  # "100% tests passed, 0 tests failed out of N"
+  summary=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -n 1)
+  total=$(sed -E 's/.* out of ([0-9]+).*/\1/' <<<"$summary")
+  bad=$(sed -E 's/.* ([0-9]+) tests? failed.*/\1/' <<<"$summary")
+  if [ -z "$summary" ]; then
+    total=0
+    bad=1  # ctest itself failed before it could run the tests
+  fi
+  passed=$((passed + total - bad))
+  failed=$((failed + bad))
+  verdict=passed
+  [ "$bad" -eq 0 ] || verdict=FAILED
+  results+=("preset ${preset}: ${verdict}, $((total - bad)) passed, ${bad} failed in $(($(date +%s) - start)) s")
 done
 
-fuzz_seconds=${ZAR_FUZZ_SECONDS:-10}
 if [ "$fuzz_seconds" -gt 0 ]; then
+  echo "=== fuzzing"
   start=$(date +%s)
-  ZAR_FUZZ_SECONDS=$fuzz_seconds bash scripts/fuzz.sh
-  echo "=== fuzzing passed in $(( $(date +%s) - start )) s"
+  if ZAR_FUZZ_SECONDS=$fuzz_seconds bash scripts/fuzz.sh; then
+    results+=("fuzzing: passed in $(($(date +%s) - start)) s")
+  else
+    # A crash, leak or broken invariant found by a fuzzer counts as one failure.
+    failed=$((failed + 1))
+    results+=("fuzzing: FAILED after $(($(date +%s) - start)) s (inputs in build/fuzz/artifacts/)")
+  fi
 fi
 
-echo "tests: ${passed} passed, 0 failed"
+echo "=== results"
+printf '%s\n' "${results[@]}"
+echo "tests: ${passed} passed, ${failed} failed"
+[ "$failed" -eq 0 ]

@@ -248,8 +248,18 @@ std::vector<std::shared_ptr<ZAR_DAWAudioTrack>> ZAR_DAWApplication::audioTracks(
 }
 
 void ZAR_DAWApplication::setAudioTracks(std::vector<std::shared_ptr<ZAR_DAWAudioTrack>> tracks) {
-  std::lock_guard lock(_propertyMutex);
-  _audioTracks = std::move(tracks);
+  const auto count = static_cast<std::int32_t>(tracks.size());
+  std::shared_ptr<ZAR_HUIDevice> device;
+  {
+    std::lock_guard lock(_propertyMutex);
+    _audioTracks = std::move(tracks);
+    device = _huiDevice;
+  }
+  // The track count lets the HUI device learn every track's lamps, and new track objects learn
+  // at once what it knows.
+  if (device) {
+    device->setTrackCount(count);
+  }
 }
 
 std::vector<std::shared_ptr<ZAR_DAWAudioTrack>> ZAR_DAWApplication::recordTracks() const {
@@ -406,8 +416,16 @@ void ZAR_DAWApplication::onUIRefreshTimerRanOut(const zar::platform::TimerRef&) 
 void ZAR_DAWApplication::refreshHUI() {
   auto device = std::make_shared<ZAR_HUIDevice>();
   device->setDelegate(std::static_pointer_cast<ZAR_HUIDeviceDelegate>(shared_from_this()));
-  std::lock_guard lock(_propertyMutex);
-  _huiDevice = std::move(device);
+  std::size_t trackCount = 0;
+  {
+    std::lock_guard lock(_propertyMutex);
+    _huiDevice = device;
+    trackCount = _audioTracks.size();
+  }
+  // Before a pass: the tracks' cached flags take what the device knows of the lamps.
+  if (trackCount > 0) {
+    device->setTrackCount(static_cast<std::int32_t>(trackCount));
+  }
 }
 
 void ZAR_DAWApplication::huiDeviceMuteStateChangedForChannel(std::int32_t channel, bool value) {

@@ -76,6 +76,7 @@ class ZAR_DAWApplication : public ZAR_HUIDeviceDelegate, public std::enable_shar
   void setConnected(bool connected);
   /// The DAW's tracks in DAW order; a track's position is its HUI channel. A copy of the list.
   std::vector<std::shared_ptr<ZAR_DAWAudioTrack>> audioTracks() const;
+  /// Also tells the HUI device how many tracks the session has.
   void setAudioTracks(std::vector<std::shared_ptr<ZAR_DAWAudioTrack>> tracks);
   /// The tracks whose record mode records during the cue, in track order; built at every call.
   std::vector<std::shared_ptr<ZAR_DAWAudioTrack>> recordTracks() const;

@@ -59,6 +59,7 @@ std::optional<std::string> ZAR_DAWAudioTrackMode::name() const {
 }
 
 void ZAR_DAWAudioTrackMode::setName(std::optional<std::string> name) {
+  if (name) *name = zar::modes::utf8TextFromBytes(*name);
   const std::lock_guard lock(_textMutex);
   _name = std::move(name);
 }
@@ -69,6 +70,7 @@ std::optional<std::string> ZAR_DAWAudioTrackMode::uuid() const {
 }
 
 void ZAR_DAWAudioTrackMode::setUuid(std::optional<std::string> uuid) {
+  if (uuid) *uuid = zar::modes::utf8TextFromBytes(*uuid);
   const std::lock_guard lock(_textMutex);
   _uuid = std::move(uuid);
 }

@@ -18,6 +18,10 @@ inline constexpr const char* ZAR_DAWAudioTrackModeNullUUID = "ZAR_DAWAudioTrackM
 /// Modes are shared objects compared by identity: the mode list holds them and the matrix refers
 /// to the very same objects, so a change to a mode shows wherever it is assigned. Each property is
 /// read and replaced indivisibly; nothing spanning several properties is.
+///
+/// Name and uuid are always valid UTF-8, so both settings files hold text that any reader takes.
+/// Text that the host hands in is repaired here, where it enters: `setName` and `setUuid` replace
+/// each ill-formed sequence with U+FFFD (as reading a message does), and keep valid text as it is.
 class ZAR_DAWAudioTrackMode final : public ZAR_ProtobufSerializable {
  public:
   /// A new mode: no name, Play before, during and after, and a fresh random 16-character uuid.
@@ -39,6 +43,7 @@ class ZAR_DAWAudioTrackMode final : public ZAR_ProtobufSerializable {
   void fillProtoObject(void* protoObject) const override;
 
   std::optional<std::string> name() const;
+  /// Takes the name, repaired to valid UTF-8.
   void setName(std::optional<std::string> name);
   ZAR_DAWTrackState beforeState() const { return _beforeState.load(); }
   void setBeforeState(ZAR_DAWTrackState state) { _beforeState.store(state); }
@@ -47,6 +52,7 @@ class ZAR_DAWAudioTrackMode final : public ZAR_ProtobufSerializable {
   ZAR_DAWTrackState afterState() const { return _afterState.load(); }
   void setAfterState(ZAR_DAWTrackState state) { _afterState.store(state); }
   std::optional<std::string> uuid() const;
+  /// Takes the uuid, repaired to valid UTF-8.
   void setUuid(std::optional<std::string> uuid);
   /// Whether the uuid is present and exactly `text`, compared without copying it out (lookups
   /// compare every mode of a list).

@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <utility>
 
-#include "ZAR_DAWControl/modes/SettingsFile.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
+#include "ZAR_DAWControl/platform/Log.h"
 
 namespace {
 
@@ -26,8 +26,6 @@ constexpr std::array<DefaultMode, 4> defaultModes{{
     {"Record", ZAR_DAWTrackStateInput, ZAR_DAWTrackStateRecord, ZAR_DAWTrackStateInput},
 }};
 
-zar::modes::SettingsFile listFile() { return zar::modes::SettingsFile(ZAR_DAWAudioTrackModeList::fileName); }
-
 }  // namespace
 
 ZAR_DAWAudioTrackModeList::ZAR_DAWAudioTrackModeList() : _internalModeList(std::make_shared<ModeSequence>()) {
@@ -40,6 +38,10 @@ std::shared_ptr<const ZAR_DAWAudioTrackModeList::ModeSequence> ZAR_DAWAudioTrack
 
 void ZAR_DAWAudioTrackModeList::addAudioTrackMode(std::shared_ptr<ZAR_DAWAudioTrackMode> mode) {
   if (!mode) {
+    return;
+  }
+  if (mode->hasUuid(ZAR_DAWAudioTrackModeNullUUID)) {
+    ZAR_LOG_ERROR("Mode \"{}\" is not added to the list: its uuid is the null mode's", mode->name().value_or(""));
     return;
   }
   {
@@ -75,7 +77,7 @@ bool ZAR_DAWAudioTrackModeList::removeAudioTrackModesAtIndexes(const std::set<st
 
 std::shared_ptr<ZAR_DAWAudioTrackMode> ZAR_DAWAudioTrackModeList::modeWithUUID(
     std::optional<std::string_view> uuid) const {
-  if (uuid) {
+  if (uuid && *uuid != ZAR_DAWAudioTrackModeNullUUID) {
     const std::lock_guard lock(_mutex);
     for (const auto& mode : *_internalModeList) {
       if (mode && mode->hasUuid(*uuid)) {
@@ -94,7 +96,7 @@ ZAR_DAWAudioTrackModeList::ModeSequence ZAR_DAWAudioTrackModeList::modesWithUUID
     firstWithUuid.reserve(_internalModeList->size());
     for (const auto& mode : *_internalModeList) {
       if (!mode) continue;
-      if (std::optional<std::string> uuid = mode->uuid()) {
+      if (std::optional<std::string> uuid = mode->uuid(); uuid && *uuid != ZAR_DAWAudioTrackModeNullUUID) {
         firstWithUuid.emplace(std::move(*uuid), mode);  // a later duplicate does not replace the first
       }
     }
@@ -121,12 +123,11 @@ void ZAR_DAWAudioTrackModeList::saveChanges() const {
     }
   }
   // A failed write leaves the old file (or none); the list in memory is what counts.
-  listFile().write(message.SerializeAsString());
+  _file.write(message.SerializeAsString());
 }
 
 void ZAR_DAWAudioTrackModeList::restoreListFromFile() {
-  const zar::modes::SettingsFile file = listFile();
-  if (!file.exists()) {
+  if (!_file.exists()) {
     for (const DefaultMode& values : defaultModes) {
       auto mode = std::make_shared<ZAR_DAWAudioTrackMode>();
       mode->setBeforeState(values.before);
@@ -139,16 +140,21 @@ void ZAR_DAWAudioTrackModeList::restoreListFromFile() {
     saveChanges();
     return;
   }
-  const std::optional<std::string> content = file.read();
   google::protobuf::Arena arena;
   auto& message = *google::protobuf::Arena::CreateMessage<ZAR_ProtoDAWAudioTrackModeList>(&arena);
-  if (!content || !message.ParseFromString(*content)) {
+  if (!_file.readInto(message, "a mode list")) {
     return;
   }
   ModeSequence restored;
   restored.reserve(static_cast<std::size_t>(message.modes_size()));
   for (const ZAR_ProtoDAWAudioTrackMode& entry : message.modes()) {
-    restored.push_back(ZAR_DAWAudioTrackMode::createWithProtoObject(&entry));
+    auto mode = ZAR_DAWAudioTrackMode::createWithProtoObject(&entry);
+    if (mode->hasUuid(ZAR_DAWAudioTrackModeNullUUID)) {
+      ZAR_LOG_ERROR("Mode \"{}\" in {} has the null mode's uuid; it is skipped", mode->name().value_or(""),
+                    _file.path().value_or(fileName));
+      continue;
+    }
+    restored.push_back(std::move(mode));
   }
   const std::lock_guard lock(_mutex);
   _internalModeList->insert(_internalModeList->end(), restored.begin(), restored.end());

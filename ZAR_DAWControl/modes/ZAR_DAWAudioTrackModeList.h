@@ -9,12 +9,14 @@
 #include <string_view>
 #include <vector>
 
+#include "ZAR_DAWControl/modes/SettingsFile.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
 
 /// The user's ordered list of track modes, kept in "AudioTrackModeList.bin" in the application
-/// support directory. Every structural change rewrites the file at once; reading and writing it
-/// are silent (a missing file means a first start, an unparsable one is ignored and left as it is
-/// until the next save, a failed write is ignored).
+/// support directory. Every structural change rewrites the file at once. A missing file means a
+/// first start; an unparsable one is ignored, left as it is and kept aside before the next save
+/// writes over it; a failed write leaves the list in memory as it is (`zar::modes::SettingsFile`
+/// says what is logged). The null mode is never part of the list.
 class ZAR_DAWAudioTrackModeList {
  public:
   using ModeSequence = std::vector<std::shared_ptr<ZAR_DAWAudioTrackMode>>;
@@ -32,7 +34,8 @@ class ZAR_DAWAudioTrackModeList {
   /// Don't hold on to it while another thread adds or removes modes.
   std::shared_ptr<const ModeSequence> audioTrackModes() const;
 
-  /// Appends the mode and saves. An absent mode is ignored and nothing is written.
+  /// Appends the mode and saves. An absent mode, and a mode with the null uuid
+  /// `ZAR_DAWAudioTrackModeNullUUID` (logged), are refused and nothing is written.
   void addAudioTrackMode(std::shared_ptr<ZAR_DAWAudioTrackMode> mode);
   /// Removes every occurrence of that very object and saves, even when it was not in the list.
   void removeAudioTrackMode(const std::shared_ptr<ZAR_DAWAudioTrackMode>& mode);
@@ -42,7 +45,8 @@ class ZAR_DAWAudioTrackModeList {
   bool removeAudioTrackModesAtIndexes(const std::set<std::size_t>& indexes);
 
   /// The first mode in list order whose uuid is exactly `uuid`; the null mode when none is (and
-  /// for absent text, which matches nothing).
+  /// for absent text, which matches nothing, and for the null uuid, which names the null mode
+  /// even if a mode in the list has since been given it).
   std::shared_ptr<ZAR_DAWAudioTrackMode> modeWithUUID(std::optional<std::string_view> uuid) const;
   /// What `modeWithUUID` gives for each of `uuids`, in order, found with one walk over the list
   /// instead of one per uuid (a matrix restore resolves 192 of them).
@@ -51,7 +55,8 @@ class ZAR_DAWAudioTrackModeList {
   /// Writes the whole list to the file.
   void saveChanges() const;
   /// Appends the modes of the file to the list, or the default modes (and saves them) when there
-  /// is no file. Content that does not parse adds nothing and writes nothing.
+  /// is no file. Content that does not parse adds nothing and writes nothing. An entry with the
+  /// null uuid is skipped (logged): taken in, it would be the mode of every unassigned position.
   void restoreListFromFile();
 
   std::shared_ptr<ModeSequence> internalModeList() const;
@@ -62,4 +67,5 @@ class ZAR_DAWAudioTrackModeList {
  private:
   mutable std::mutex _mutex;
   std::shared_ptr<ModeSequence> _internalModeList;
+  const zar::modes::SettingsFile _file{fileName};
 };

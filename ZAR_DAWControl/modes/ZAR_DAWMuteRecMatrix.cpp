@@ -8,13 +8,10 @@
 #include <utility>
 #include <vector>
 
-#include "ZAR_DAWControl/modes/SettingsFile.h"
 #include "ZAR_DAWControl/modes/Utf8Text.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
 
 namespace {
-
-zar::modes::SettingsFile matrixFile() { return zar::modes::SettingsFile(ZAR_DAWMuteRecMatrix::fileName); }
 
 bool isTrackIndex(std::int32_t trackIndex) {
   return trackIndex >= 0 && static_cast<std::size_t>(trackIndex) < ZAR_DAWMuteRecMatrix::trackCount;
@@ -32,7 +29,7 @@ ZAR_DAWMuteRecMatrix::ZAR_DAWMuteRecMatrix(const std::shared_ptr<ZAR_DAWAudioTra
   _rehearseModes.fill(none);
   _recordModes.fill(none);
   _reviewModes.fill(none);
-  if (matrixFile().exists()) {
+  if (_file.exists()) {
     restoreMatrixFromFile();
   } else {
     saveChanges();
@@ -76,14 +73,13 @@ void ZAR_DAWMuteRecMatrix::saveChanges() const {
     }
   }
   // A failed write leaves the old file (or none); the matrix in memory is what counts.
-  matrixFile().write(message.SerializeAsString());
+  _file.write(message.SerializeAsString());
 }
 
 void ZAR_DAWMuteRecMatrix::restoreMatrixFromFile() {
-  const std::optional<std::string> content = matrixFile().read();
   google::protobuf::Arena arena;
   auto& message = *google::protobuf::Arena::CreateMessage<ZAR_ProtoDAWMuteRecMatrix>(&arena);
-  if (!content || !message.ParseFromString(*content)) {
+  if (!_file.readInto(message, "a mode matrix")) {
     return;
   }
   // Entry i of each stored list names the mode of position i; positions past the end of a short

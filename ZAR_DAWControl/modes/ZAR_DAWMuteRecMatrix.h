@@ -6,12 +6,14 @@
 #include <memory>
 #include <mutex>
 
+#include "ZAR_DAWControl/modes/SettingsFile.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 
 /// The mode of every track position (0 to 63) for rehearsing, recording and reviewing, kept in
 /// "RecMuteMatrix.bin" as mode uuids and resolved through the mode list. Every entry always holds
-/// a mode; the null mode means none is assigned. Each assignment rewrites the file at once.
+/// a mode; the null mode means none is assigned. Each assignment rewrites the file at once; an
+/// unparsable file is kept aside before it is written over (see `zar::modes::SettingsFile`).
 ///
 /// Track indexes outside 0 to 63, negative ones included, have no entries: setters ignore them
 /// and getters return nothing (which is not the null mode).
@@ -39,8 +41,8 @@ class ZAR_DAWMuteRecMatrix {
 
   /// Writes all 3 x 64 entries to the file.
   void saveChanges() const;
-  /// Replaces every entry with the mode that the file names; writes nothing. Content that does
-  /// not parse changes nothing. A position that the file has no entry for (a short list, or no
+  /// Replaces every entry with the mode that the file names; writes nothing. A file whose content
+  /// is not taken (it does not parse, is too large or can't be read) changes nothing. A position that the file has no entry for (a short list, or no
   /// file at all, which reads as empty) gets the null mode, as an unknown uuid does; so does every
   /// position once the list is gone, since nothing can be resolved then.
   void restoreMatrixFromFile();
@@ -64,6 +66,7 @@ class ZAR_DAWMuteRecMatrix {
   ModeColumn column(const ModeColumn& column) const;
   void setColumn(ModeColumn& column, ModeColumn modes);
 
+  const zar::modes::SettingsFile _file{fileName};
   mutable std::mutex _mutex;
   ModeColumn _rehearseModes;
   ModeColumn _recordModes;

@@ -20,6 +20,10 @@ class Clock {
   /// Waits on `cv` (with `lock` held) until it is notified or `deadline` (clock time) has come.
   /// A virtual clock does not wait for a finite deadline: time jumps there at once.
   virtual void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double deadline) = 0;
+  /// Lets what is still in flight (MIDI on a simulated loopback, say) happen at the current time.
+  /// A waiter calls it, without holding locks the world needs, before it works out how long to
+  /// wait: what settling schedules then counts. A real clock has nothing to do.
+  virtual void settle() {}
 };
 
 }  // namespace zar::platform

@@ -1,33 +1,53 @@
 #include "ZAR_DAWControl/platform/Platform.h"
 
-#include <atomic>
+#include <mutex>
+#include <utility>
 
 #include "ZAR_DAWControl/platform/default/DefaultPlatform.h"
 
 namespace zar::platform {
 
 namespace {
-std::atomic<std::shared_ptr<const Platform>>& slot() {
-  static std::atomic<std::shared_ptr<const Platform>> platform;
-  return platform;
+// A mutex rather than std::atomic<std::shared_ptr>: libstdc++ 12 implements the latter with a lock
+// bit ThreadSanitizer cannot see, and installs are rare enough that the lock costs nothing.
+struct Slot {
+  std::mutex mutex;
+  std::shared_ptr<const Platform> platform;
+};
+
+Slot& slot() {
+  static Slot instance;
+  return instance;
+}
+
+std::shared_ptr<const Platform> load() {
+  std::lock_guard lock(slot().mutex);
+  return slot().platform;
 }
 }  // namespace
 
-void Platform::install(std::shared_ptr<const Platform> platform) { slot().store(std::move(platform)); }
-
-std::shared_ptr<const Platform> Platform::current() {
-  auto platform = slot().load();
-  if (platform) {
-    return platform;
+void Platform::install(std::shared_ptr<const Platform> platform) {
+  std::shared_ptr<const Platform> previous;
+  {
+    std::lock_guard lock(slot().mutex);
+    previous = std::exchange(slot().platform, std::move(platform));
   }
-  std::shared_ptr<const Platform> made = makeDefaultPlatform(HostIdentity{});
-  std::shared_ptr<const Platform> expected;
-  if (slot().compare_exchange_strong(expected, made)) {
-    return made;
-  }
-  return expected;
+  // The previous platform, if this was its last owner, is destroyed outside the lock.
 }
 
-std::shared_ptr<const Platform> Platform::installed() { return slot().load(); }
+std::shared_ptr<const Platform> Platform::current() {
+  if (auto platform = load()) {
+    return platform;
+  }
+  // Made outside the lock: building the default platform may itself ask for the current one.
+  std::shared_ptr<const Platform> made = makeDefaultPlatform(HostIdentity{});
+  std::lock_guard lock(slot().mutex);
+  if (!slot().platform) {
+    slot().platform = std::move(made);
+  }
+  return slot().platform;
+}
+
+std::shared_ptr<const Platform> Platform::installed() { return load(); }
 
 }  // namespace zar::platform

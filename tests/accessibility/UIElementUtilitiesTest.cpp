@@ -155,41 +155,33 @@ TEST_F(UIElementUtilitiesTest, FrameOfAnElementIsInCocoaCoordinates) {
   EXPECT_EQ(UIElementUtilities::frameOfUIElement(group), zar::platform::zeroRect);
 }
 
-TEST_F(UIElementUtilitiesTest, DescribesTypedValuesPlainAndVerbose) {
+TEST_F(UIElementUtilitiesTest, DescribesValuesOfEveryKindPlainAndVerbose) {
   const auto rect = AXTypedValue::rect({{1.5, 2}, {3, 4}});
-  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(rect, false), "x=1.5 y=2 w=3 h=4");
-  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(rect, true), "<AXRectValue  x=1.5 y=2 w=3 h=4>");
-  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(AXTypedValue::point({0.1, 1e7}), true),
-            "<AXPointValue x=0.1 y=1e+07>");
-  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(AXTypedValue::size({640, 480}), false), "w=640 h=480");
-  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(AXTypedValue::range({3, 12}), true),
-            "<AXRangeValue pos=3 len=12>");
-  EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(AXTypedValue::opaque(AXValueType::axError), true),
-            "AXValue???");
-}
-
-TEST_F(UIElementUtilitiesTest, DescribesValuesOfEveryKind) {
-  EXPECT_FALSE(UIElementUtilities::descriptionOfValue(std::nullopt, true).has_value());
-  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue("text"), true), "text");
-  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(42.0), true), "42");
-  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(AXValueList{"a", "b", "c"}), false),
-            "<array of size 3>");
-  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(AXTypedValue::point({1, 2})), false), "x=1 y=2");
-
-  auto mute = element(zar::ax::kButtonRole, "Mute");
-  auto untitled = element(zar::ax::kGroupRole);
-  auto emptyTitle = element(zar::ax::kGroupRole, "");
+  const std::tuple<AXTypedValue, bool, const char*> typed[] = {
+      {rect, false, "x=1.5 y=2 w=3 h=4"},
+      {rect, true, "<AXRectValue  x=1.5 y=2 w=3 h=4>"},
+      {AXTypedValue::point({0.1, 1e7}), true, "<AXPointValue x=0.1 y=1e+07>"},
+      {AXTypedValue::size({640, 480}), false, "w=640 h=480"},
+      {AXTypedValue::range({3, 12}), true, "<AXRangeValue pos=3 len=12>"},
+      {AXTypedValue::opaque(AXValueType::axError), true, "AXValue???"}};
+  for (const auto& [value, verbose, text] : typed) {
+    EXPECT_EQ(UIElementUtilities::stringDescriptionOfAXValue(value, verbose), text);
+  }
   auto broken = element(zar::ax::kGroupRole, "Broken");
   broken->setFailure(AXError::cannotComplete);
-  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(mute), false), "<AXButton: \u201cMute\u201d>");
-  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(untitled), false), "<AXGroup>");
-  EXPECT_EQ(UIElementUtilities::descriptionOfValue(AXAttributeValue(emptyTitle), false), "<AXGroup: \u201c\u201d>");
+  const std::pair<std::optional<AXAttributeValue>, std::optional<std::string>> values[] = {
+      {std::nullopt, std::nullopt},
+      {AXAttributeValue("text"), "text"},
+      {AXAttributeValue(42.0), "42"},
+      {AXAttributeValue(AXValueList{"a", "b", "c"}), "<array of size 3>"},
+      {AXAttributeValue(AXTypedValue::point({1, 2})), "x=1 y=2"},
+      {AXAttributeValue(element(zar::ax::kButtonRole, "Mute")), "<AXButton: \u201cMute\u201d>"},
+      {AXAttributeValue(element(zar::ax::kGroupRole)), "<AXGroup>"},
+      {AXAttributeValue(element(zar::ax::kGroupRole, "")), "<AXGroup: \u201c\u201d>"}};
+  for (const auto& [value, text] : values) EXPECT_EQ(UIElementUtilities::descriptionOfValue(value, false), text);
   const auto generic = UIElementUtilities::descriptionOfValue(AXAttributeValue(broken), false);
-  ASSERT_TRUE(generic.has_value());
-  EXPECT_EQ(generic->rfind("<AXUIElement", 0), 0u) << *generic;
-}
+  EXPECT_EQ(generic.value_or("").rfind("<AXUIElement", 0), 0u) << generic.value_or("");
 
-TEST_F(UIElementUtilitiesTest, DescribesAttributesAndCountsChildrenWithoutThem) {
   auto window = element(zar::ax::kWindowRole, "Edit: Reel 1");
   window->addChild(element(zar::ax::kGroupRole, "Dialog 1 - Audio Track "));
   window->addChild(element(zar::ax::kGroupRole, "Dialog 2 - Audio Track "));
@@ -215,9 +207,8 @@ TEST_F(UIElementUtilitiesTest, LineageRunsFromTheTopWithGrowingIndent) {
             " <AXGroup: \u201cDialog 1 - Audio Track \u201d>\n"
             "  <AXButton: \u201cMute\u201d>\n");
   EXPECT_EQ(UIElementUtilities::lineageOfUIElement(window).size(), 1u);
-}
 
-TEST_F(UIElementUtilitiesTest, LineageOfAParentLoopEnds) {
+  // The walk stops at an ancestor already seen.
   auto a = element(zar::ax::kGroupRole, "A");
   auto b = element(zar::ax::kGroupRole, "B");
   a->setAttribute(zar::ax::kParentAttribute, AXAttributeValue(b));
@@ -243,10 +234,7 @@ TEST_F(UIElementUtilitiesTest, FullDescriptionListsAttributesAndActions) {
   EXPECT_NE(description.find("   AXParent:  \u201c<AXWindow: \u201cEdit: Reel 1\u201d>\u201d\n"), std::string::npos)
       << description;
   EXPECT_NE(description.find("\nActions:\n   AXPress - press\n"), std::string::npos) << description;
-}
 
-TEST_F(UIElementUtilitiesTest, DescriptionAttributeOrNoDescription) {
-  auto button = element(zar::ax::kButtonRole, "Mute");
   EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "No Description");
   button->setAttribute(zar::ax::kDescriptionAttribute, "");
   EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "No Description");

@@ -1,19 +1,21 @@
+#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <filesystem>
-#include <thread>
 
-#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "support/ProToolsTest.h"
+#include "support/Rendezvous.h"
 
 namespace {
 
-const std::vector<std::string> kAdded{ZAR_DAWApplicationAddedNotification};
-const std::vector<std::string> kRemoved{ZAR_DAWApplicationRemovedNotification};
+using Names = std::vector<std::string>;
+const Names kAdded{ZAR_DAWApplicationAddedNotification};
+const Names kRemoved{ZAR_DAWApplicationRemovedNotification};
 
 class ManagerTest : public zar::test::ProToolsTest {
  protected:
@@ -25,7 +27,19 @@ class ManagerTest : public zar::test::ProToolsTest {
     const auto application = _manager->currentApplication();
     return application ? application->processIdentifier() : 0;
   }
-
+  // The notifications of applications added and removed, in order.
+  Names lifecycle() const {
+    Names names;
+    for (const auto& name : posted()) {
+      if (name == kAdded[0] || name == kRemoved[0]) names.push_back(name);
+    }
+    return names;
+  }
+  // Observes the removals, with what the manager's current application is at that moment.
+  std::vector<std::shared_ptr<ZAR_DAWApplication>> _currentOnRemoval;
+  zar::platform::NotificationObservation _onRemoved{
+      sim.notificationCenter, std::string(ZAR_DAWApplicationRemovedNotification),
+      [this](const zar::platform::Notification&) { _currentOnRemoval.push_back(_manager->currentApplication()); }};
   std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
 };
 
@@ -36,6 +50,7 @@ TEST_F(ManagerTest, StartUpRegistersDefaultsAndMakesTheSettings) {
                           ZAR_DAWAudioTrackNameCueNumberPrefKey}) {
     EXPECT_TRUE(sim.userDefaults->boolForKey(key)) << key;
   }
+  EXPECT_FALSE(sim.userDefaults->boolForKey(ZAR_DAWNotAvailableSuppression));
   EXPECT_EQ(_manager->trackModeList()->audioTrackModes()->size(), 4u);
   EXPECT_EQ(_manager->muteRecMatrix()->audioTrackModeList(), _manager->trackModeList());
   EXPECT_TRUE(std::filesystem::exists(sim.supportDirectory.file("AudioTrackModeList.bin")));
@@ -47,23 +62,18 @@ TEST_F(ManagerTest, StartUpRegistersDefaultsAndMakesTheSettings) {
 TEST_F(ManagerTest, EnablingNeedsPermissionAndHappensOnce) {
   _manager->setEnabled(true);
   EXPECT_FALSE(_manager->enabled());
-  EXPECT_FALSE(_manager->refreshTimer());
-
   sim.desktop->accessibilityHelper()->setTrusted(false);
   enable();
   EXPECT_TRUE(_manager->enabled());
   const auto timer = _manager->refreshTimer();
   ASSERT_TRUE(timer);
   EXPECT_EQ(timer->timeInterval(), 2.5);
-  sim.runFor(0.1);
-  EXPECT_EQ(sim.desktop->accessibilityHelper()->requests().size(), 1u) << "asked once per enabling";
-
   launchProTools();
   _manager->setEnabled(true);
   EXPECT_EQ(_manager->refreshTimer(), timer) << "no second timer";
   EXPECT_TRUE(posted().empty()) << "no second pass";
   sim.runFor(0.1);
-  EXPECT_EQ(sim.desktop->accessibilityHelper()->requests().size(), 1u);
+  EXPECT_EQ(sim.desktop->accessibilityHelper()->requests().size(), 1u) << "asked once per enabling";
 }
 
 TEST_F(ManagerTest, FindsProToolsUnderEitherIdentifierFirstInWorkspaceOrder) {
@@ -72,87 +82,60 @@ TEST_F(ManagerTest, FindsProToolsUnderEitherIdentifierFirstInWorkspaceOrder) {
   const auto legacy = launchProTools(options);
   const auto current = launchProTools();
   enable();
-  EXPECT_EQ(posted(), kAdded);
+  EXPECT_EQ(lifecycle(), kAdded);
   EXPECT_EQ(currentPid(), legacy->processIdentifier());
   EXPECT_FALSE(_manager->scanOpenApplicationsForType(1));
-  EXPECT_EQ(_manager->scanOpenApplicationsForType(ZAR_DAWApplicationTypeProTools)->processIdentifier,
-            legacy->processIdentifier());
   quit(legacy);
   sim.runFor(2.5);
   EXPECT_EQ(currentPid(), current->processIdentifier()) << "one pass drops the old and finds the next";
+  EXPECT_EQ(lifecycle(), (Names{ZAR_DAWApplicationAddedNotification, ZAR_DAWApplicationRemovedNotification,
+                             ZAR_DAWApplicationAddedNotification}));
 }
 
-TEST_F(ManagerTest, ConnectedApplicationIsKeptWithoutNotifications) {
-  launchProTools();
-  enable();
-  const auto application = _manager->currentApplication();
-  ASSERT_TRUE(application);
-  EXPECT_EQ(application->name(), "Pro Tools");
-  clearPosted();
-  sim.runFor(10.0);
-  EXPECT_EQ(_manager->currentApplication(), application);
-  EXPECT_TRUE(std::count(posted().begin(), posted().end(), ZAR_DAWApplicationAddedNotification) == 0);
-  EXPECT_TRUE(std::count(posted().begin(), posted().end(), ZAR_DAWApplicationRemovedNotification) == 0);
-}
-
-TEST_F(ManagerTest, QuittingAndRestartingProTools) {
+TEST_F(ManagerTest, ProToolsQuittingClosingItsSessionOrRestarting) {
   const auto first = launchProTools();
   enable();
-  std::shared_ptr<ZAR_DAWApplication> seenOnRemoval;
-  zar::platform::NotificationObservation onRemoved(
-      sim.notificationCenter, std::string(ZAR_DAWApplicationRemovedNotification),
-      [&](const zar::platform::Notification&) { seenOnRemoval = _manager->currentApplication(); });
   const auto old = _manager->currentApplication();
+  ASSERT_TRUE(old);
+  EXPECT_EQ(old->name(), "Pro Tools");
   clearPosted();
+  sim.runFor(10.0);
+  EXPECT_TRUE(lifecycle().empty()) << "a connected application is kept without notifications";
+  EXPECT_EQ(_manager->currentApplication(), old);
 
   quit(first);
   sim.runFor(2.5);
-  EXPECT_EQ(posted(), kRemoved);
-  EXPECT_EQ(seenOnRemoval, old) << "observers of a pass's removal still find the old application";
+  EXPECT_EQ(lifecycle(), kRemoved);
+  EXPECT_EQ(_currentOnRemoval, (std::vector{old})) << "observers of a pass's removal still find the old application";
   EXPECT_FALSE(_manager->currentApplication());
 
   clearPosted();
   const auto second = launchProTools();
   sim.runFor(2.5);
-  EXPECT_EQ(posted(), kAdded);
+  EXPECT_EQ(lifecycle(), kAdded);
   EXPECT_EQ(currentPid(), second->processIdentifier());
-}
 
-TEST_F(ManagerTest, ClosingTheSessionDropsTheApplication) {
-  const auto proTools = launchProTools();
-  enable();
   clearPosted();
-  proTools->closeSession();
+  second->closeSession();
   sim.runFor(2.5);
-  EXPECT_EQ(posted(), kRemoved) << "no edit window: the driver can't attach again";
-  proTools->openSession("Reel 2");
-  clearPosted();
+  EXPECT_EQ(lifecycle(), kRemoved) << "no edit window: the driver can't attach again";
+  second->openSession("Reel 2");
   sim.runFor(2.5);
-  EXPECT_EQ(posted(), kAdded);
   EXPECT_EQ(_manager->currentApplication()->currentProject(), " Reel 2");
 }
 
 TEST_F(ManagerTest, DisablingDropsTheApplicationAndStopsWatching) {
-  std::shared_ptr<ZAR_DAWApplication> seenOnRemoval = nullptr;
-  bool removedPosted = false;
-  zar::platform::NotificationObservation onRemoved(sim.notificationCenter,
-                                                   std::string(ZAR_DAWApplicationRemovedNotification),
-                                                   [&](const zar::platform::Notification&) {
-                                                     removedPosted = true;
-                                                     seenOnRemoval = _manager->currentApplication();
-                                                   });
   enable();
   _manager->setEnabled(false);
-  EXPECT_FALSE(removedPosted) << "nothing to remove";
+  EXPECT_TRUE(_currentOnRemoval.empty()) << "nothing to remove";
   EXPECT_FALSE(_manager->refreshTimer());
 
   launchProTools();
   enable();
   ASSERT_TRUE(_manager->currentApplication());
   _manager->setEnabled(false);
-  EXPECT_TRUE(removedPosted);
-  EXPECT_FALSE(seenOnRemoval) << "observers of disabling find no application";
-  EXPECT_FALSE(_manager->currentApplication());
+  EXPECT_EQ(_currentOnRemoval, (std::vector<std::shared_ptr<ZAR_DAWApplication>>{nullptr}))
+      << "observers of disabling find no application";
   clearPosted();
   sim.runFor(10.0);
   EXPECT_TRUE(posted().empty());
@@ -165,56 +148,53 @@ TEST_F(ManagerTest, AProToolsWithoutSessionIsRetriedAndLeavesNothingBehind) {
   const auto proTools = launchProTools(options);
   const auto observers = sim.notificationCenter->observerCount();
   enable();
+  sim.runFor(5.0);
   EXPECT_FALSE(_manager->currentApplication());
   EXPECT_TRUE(posted().empty());
   EXPECT_EQ(sim.runLoop->validTimerCount(), 1u) << "only the discovery timer";
   EXPECT_EQ(sim.notificationCenter->observerCount(), observers) << "no observation left by the failed driver";
-
-  sim.runFor(5.0);
-  EXPECT_TRUE(posted().empty());
   proTools->openSession("Reel 1");
   sim.runFor(2.5);
   EXPECT_EQ(posted(), kAdded);
   EXPECT_EQ(sim.runLoop->validTimerCount(), 2u) << "discovery and the application's refresh";
 }
 
-// Passes from several threads at once must neither make two applications nor announce one twice.
+// Passes started together from several threads (whatever the scheduler makes of them) must neither
+// make two applications nor announce one twice.
 TEST(ManagerPasses, OverlappingPassesAnnounceOneApplication) {
   zar::test::SimPlatform sim(zar::sim::SimDispatch::Mode::threaded);
   auto options = zar::test::ProToolsTest::defaultOptions();
   options.processIdentifier = sim.desktop->workspace()->unusedProcessIdentifier();
   const auto proTools = std::make_shared<zar::sim::SimProTools>(options);
   sim.desktop->workspace()->launch(proTools);
-
   std::atomic<int> added{0};
   std::atomic<int> removed{0};
-  zar::platform::NotificationObservation onAdded(
-      sim.notificationCenter, std::string(ZAR_DAWApplicationAddedNotification),
-      [&](const zar::platform::Notification&) { ++added; });
-  zar::platform::NotificationObservation onRemoved(
-      sim.notificationCenter, std::string(ZAR_DAWApplicationRemovedNotification),
-      [&](const zar::platform::Notification&) { ++removed; });
-
+  zar::platform::NotificationObservation onAdded(sim.notificationCenter, std::nullopt,
+                                                 [&](const zar::platform::Notification& n) {
+                                                   ++(n.name == ZAR_DAWApplicationAddedNotification ? added : removed);
+                                                 });
   const auto manager = ZAR_DAWApplicationManager::sharedManager();
   manager->setAllowed(true);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int pass = 0; pass < 25; ++pass) {
-        manager->refreshDAWs();
-        manager->onRefreshDAWTimerRanOut(nullptr);
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  const auto passesFromThreads = [&](int passes) {
+    zar::test::Rendezvous start(4);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([&] {
+        start.arriveAndWait();
+        for (int pass = 0; pass < passes; ++pass) {
+          manager->refreshDAWs();
+          manager->onRefreshDAWTimerRanOut(nullptr);
+        }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+  };
+  passesFromThreads(25);
   manager->setEnabled(true);
   EXPECT_EQ(added.load(), 1);
   EXPECT_EQ(removed.load(), 0);
-
   sim.desktop->workspace()->quit(proTools->processIdentifier());
-  threads.clear();
-  for (int i = 0; i < 4; ++i) threads.emplace_back([&] { manager->refreshDAWs(); });
-  for (auto& thread : threads) thread.join();
+  passesFromThreads(1);
   EXPECT_EQ(removed.load(), 1);
   EXPECT_FALSE(manager->currentApplication());
   manager->setEnabled(false);

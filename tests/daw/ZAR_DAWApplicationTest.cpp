@@ -1,12 +1,17 @@
+#include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
+
 #include <gtest/gtest.h>
 
+#include <set>
 #include <stdexcept>
 
-#include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "support/ProToolsTest.h"
 
 namespace {
+
+using Strokes = std::vector<std::pair<int, bool>>;
 
 // An application whose driver operations only record that they were called.
 class RecordingApplication : public ZAR_DAWApplication {
@@ -23,7 +28,6 @@ class RecordingApplication : public ZAR_DAWApplication {
     ++ticks;
     EXPECT_EQ(timer, uiRefreshTimer());
   }
-
   std::vector<std::string> calls;
   int ticks = 0;
 };
@@ -32,19 +36,34 @@ class DAWApplicationTest : public zar::test::ProToolsTest {
  protected:
   void SetUp() override {
     _proTools = launchProTools();
-    _application = std::make_shared<RecordingApplication>();
     ASSERT_TRUE(_application->initWithRunningApplication(running(_proTools)));
   }
+  // Types `text` as key events and returns the key code and direction of each one posted, in order;
+  // checks that a 30 ms pause follows each key (digits and Return below version 11) or each event.
+  Strokes type(const std::string& text) {
+    sim.desktop->eventPoster()->clearLog();
+    sim.clock->clearSleeps();
+    _application->sendTextToDAWApplication(text, false);
+    Strokes result;
+    for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) {
+      result.emplace_back(posted.event.keyCode, posted.event.keyDown);
+      EXPECT_EQ(posted.psn, _application->processSerialNumber());
+      EXPECT_EQ(posted.event.source, _application->eventSource());
+    }
+    EXPECT_EQ(sim.clock->sleeps().size(), _application->majorVersion() < 11 ? result.size() / 2 : result.size());
+    for (const auto& sleep : sim.clock->sleeps()) EXPECT_EQ(sleep.duration, 0.030);
+    return result;
+  }
+  std::vector<zar::sim::SimAlerts::ShownAlert> shown() const { return sim.desktop->alerts()->shownAlerts(); }
 
-  std::shared_ptr<ZAR_VisualEvent> cue() {
+  std::shared_ptr<zar::sim::SimProTools> _proTools;
+  std::shared_ptr<RecordingApplication> _application = std::make_shared<RecordingApplication>();
+  std::shared_ptr<ZAR_VisualEvent> _cue = [] {
     auto event = std::make_shared<ZAR_VisualEvent>();
     event->setStartTCString("01:00:00:00");
     event->setEndTCString("01:00:05:00");
     return event;
-  }
-
-  std::shared_ptr<zar::sim::SimProTools> _proTools;
-  std::shared_ptr<RecordingApplication> _application;
+  }();
 };
 
 TEST_F(DAWApplicationTest, InitialisationSetsTheBaseState) {
@@ -53,35 +72,30 @@ TEST_F(DAWApplicationTest, InitialisationSetsTheBaseState) {
   EXPECT_EQ(_application->lastSelectionEndTC(), TCTimeInvalid);
   EXPECT_FALSE(_application->currentEvent());
   EXPECT_EQ(_application->currentMode(), ZAR_DAWModeRehearse);
-  ASSERT_TRUE(_application->uiRefreshTimer());
-  EXPECT_EQ(_application->uiRefreshTimer()->timeInterval(), 3.0);
   EXPECT_TRUE(_application->huiDevice());
   EXPECT_EQ(_application->processIdentifier(), _proTools->processIdentifier());
   zar::platform::ProcessSerialNumber psn;
   sim.desktop->workspace()->getProcessForPID(_proTools->processIdentifier(), psn);
   EXPECT_EQ(_application->processSerialNumber(), psn);
-  EXPECT_NE(psn, zar::platform::ProcessSerialNumber{});
   ASSERT_TRUE(_application->eventSource());
   EXPECT_EQ(_application->eventSource()->stateID(), 1);
-}
 
-TEST_F(DAWApplicationTest, UnknownProcessLeavesTheSerialNumberZero) {
   auto stray = std::make_shared<zar::platform::RunningApplication>();
   stray->processIdentifier = 999999;
   auto application = std::make_shared<RecordingApplication>();
   ASSERT_TRUE(application->initWithRunningApplication(stray));
-  EXPECT_EQ(application->processSerialNumber(), zar::platform::ProcessSerialNumber{});
+  EXPECT_EQ(application->processSerialNumber(), zar::platform::ProcessSerialNumber{}) << "unknown process";
 }
 
-TEST_F(DAWApplicationTest, RefreshTimerTicksEveryThreeSecondsOnTheMainThread) {
+TEST_F(DAWApplicationTest, TheRefreshTimerTicksEveryThreeSecondsPausesAndNeverKeepsTheApplicationAlive) {
+  const auto timer = _application->uiRefreshTimer();
+  ASSERT_TRUE(timer);
+  EXPECT_EQ(timer->timeInterval(), 3.0);
   sim.runFor(2.9);
   EXPECT_EQ(_application->ticks, 0);
   sim.runFor(6.2);
   EXPECT_EQ(_application->ticks, 3);
-}
 
-TEST_F(DAWApplicationTest, PausingAndResumingKeepAtMostOneTimer) {
-  const auto timer = _application->uiRefreshTimer();
   _application->resumePeriodicUIRefreshes();
   EXPECT_EQ(_application->uiRefreshTimer(), timer) << "still exactly one timer";
   _application->pausePeriodicUIRefreshes();
@@ -89,74 +103,60 @@ TEST_F(DAWApplicationTest, PausingAndResumingKeepAtMostOneTimer) {
   EXPECT_FALSE(_application->uiRefreshTimer());
   EXPECT_FALSE(timer->isValid());
   sim.runFor(6.0);
-  EXPECT_EQ(_application->ticks, 0);
   _application->resumePeriodicUIRefreshes();
   sim.runFor(3.0);
-  EXPECT_EQ(_application->ticks, 1);
-  EXPECT_EQ(sim.runLoop->validTimerCount(), 1u);
-}
+  EXPECT_EQ(_application->ticks, 4);
 
-TEST_F(DAWApplicationTest, TheTimerNeverKeepsTheApplicationAlive) {
   std::weak_ptr<RecordingApplication> weak = _application;
   const auto observers = sim.notificationCenter->observerCount();
   _application.reset();
   EXPECT_TRUE(weak.expired());
   EXPECT_EQ(sim.runLoop->validTimerCount(), 0u);
   EXPECT_EQ(sim.notificationCenter->observerCount(), observers - 1) << "the timing observation ended";
-  sim.runFor(6.0);
 }
 
 TEST_F(DAWApplicationTest, PassBookkeepingAndTheRecordNotification) {
-  const auto event = cue();
   int started = 0;
   zar::platform::NotificationObservation observer(
       sim.notificationCenter, std::string(ZAR_DAWApplicationRecordStartedNotification),
       [&](const zar::platform::Notification& n) {
         ++started;
         EXPECT_FALSE(n.object.has_value());
-        // Posted after the pass is set up, while the bookkeeping still holds its lock.
+        // Posted after the pass is set up.
         EXPECT_EQ(_application->currentMode(), ZAR_DAWModeRecord);
-        EXPECT_EQ(_application->currentEvent(), event);
+        EXPECT_EQ(_application->currentEvent(), _cue);
       });
-
-  _application->rehearseWithEvent(event);
-  EXPECT_EQ(_application->currentMode(), ZAR_DAWModeRehearse);
-  _application->reviewWithEvent(event);
+  _application->reviewWithEvent(_cue);
   EXPECT_EQ(_application->currentMode(), ZAR_DAWModeReview);
-  EXPECT_EQ(started, 0);
-  _application->recordWithEvent(event);
+  _application->recordWithEvent(_cue);
   EXPECT_EQ(started, 1);
   EXPECT_FALSE(_application->playing());
-
   _application->stopPlayback();
   _application->stopPlayback();
   EXPECT_EQ(_application->currentMode(), ZAR_DAWModeNone);
   EXPECT_FALSE(_application->currentEvent());
+
+  _application->rehearseWithEvent(_cue);
+  EXPECT_EQ(_application->currentMode(), ZAR_DAWModeRehearse);
+  _cue.reset();
+  EXPECT_FALSE(_application->currentEvent()) << "the cue is held weakly";
   EXPECT_EQ(started, 1);
 }
 
-TEST_F(DAWApplicationTest, TheCueIsHeldWeakly) {
-  auto event = cue();
-  _application->rehearseWithEvent(event);
-  event.reset();
-  EXPECT_FALSE(_application->currentEvent());
-}
-
 TEST_F(DAWApplicationTest, CueTimingChangeSelectsTheRangeWhenThePreferenceSaysSo) {
-  const auto event = cue();
   _application->registerUserDefaults();
-  sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, event);
+  sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, _cue);
   EXPECT_EQ(_application->calls, (std::vector<std::string>{"start 01:00:00:00", "end 01:00:05:00"}));
 
   _application->calls.clear();
   sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification);  // no cue
   sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, std::string("not a cue"));
   sim.userDefaults->setBool(false, ZAR_DAWSelectEventOnListSelectionPrefKey);
-  sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, event);
+  sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, _cue);
   EXPECT_TRUE(_application->calls.empty());
 }
 
-TEST(DAWApplicationBase, SelectionOperationsAreNotImplemented) {
+TEST(DAWApplicationBase, DriverOperationsAreNotImplemented) {
   zar::test::SimPlatform sim;
   ZAR_DAWApplication application;
   EXPECT_EQ(application.selectionStartTC(), "");
@@ -165,23 +165,128 @@ TEST(DAWApplicationBase, SelectionOperationsAreNotImplemented) {
   EXPECT_EQ(error, (ZAR_Error{"ZAR_ErrorDomain", 0, "Not implemented"}));
   EXPECT_EQ(application.setSelectionStartTC("01:00:00:00"), error);
   EXPECT_EQ(application.setSelectionEndTC(std::nullopt), error);
+  const auto raisedNaming = [](const std::function<void()>& call, const std::string& name) {
+    try {
+      call();
+    } catch (const std::logic_error& e) {
+      return std::string(e.what()).find(name) != std::string::npos;
+    }
+    return false;
+  };
+  EXPECT_TRUE(raisedNaming([&] { application.updateDAWTrackStatesForFrameIndex(10); }, "updateDAWTrackStatesForFrameIndex"));
+  EXPECT_TRUE(raisedNaming([&] { application.onUIRefreshTimerRanOut(nullptr); }, "onUIRefreshTimerRanOut"));
 }
 
-TEST(DAWApplicationBase, DriverOperationsRaiseNamingThemselves) {
-  zar::test::SimPlatform sim;
-  ZAR_DAWApplication application;
-  try {
-    application.updateDAWTrackStatesForFrameIndex(10);
-    FAIL() << "no exception";
-  } catch (const std::logic_error& e) {
-    EXPECT_NE(std::string(e.what()).find("updateDAWTrackStatesForFrameIndex"), std::string::npos);
+TEST(KeyCodeMap, HoldsTheTenDigitKeysBuiltOnceForEveryThread) {
+  EXPECT_EQ(ZAR_DAWApplication::keyCodeMap(),
+            (std::map<std::string, std::int32_t>{{"0", 29}, {"1", 18}, {"2", 19}, {"3", 20}, {"4", 21},
+                                                 {"5", 23}, {"6", 22}, {"7", 26}, {"8", 28}, {"9", 25}}));
+  std::vector<const void*> seen(4);
+  std::vector<std::thread> threads;
+  for (auto& slot : seen) threads.emplace_back([&slot] { slot = &ZAR_DAWApplication::keyCodeMap(); });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(std::set<const void*>(seen.begin(), seen.end()), std::set<const void*>{&ZAR_DAWApplication::keyCodeMap()});
+}
+
+TEST_F(DAWApplicationTest, OlderVersionsTypeOnlyDigitsThenReturnWithAPauseAfterEachKey) {
+  _application->setMajorVersion(10);
+  EXPECT_EQ(type("12:34"), (Strokes{{18, true}, {18, false}, {19, true}, {19, false}, {20, true}, {20, false},
+                                    {21, true}, {21, false}, {36, true}, {36, false}}));
+  EXPECT_EQ(type(""), (Strokes{{36, true}, {36, false}}));
+  for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) {
+    EXPECT_EQ(posted.event.flags, zar::platform::EventFlagNone);
   }
-  try {
-    application.onUIRefreshTimerRanOut(nullptr);
-    FAIL() << "no exception";
-  } catch (const std::logic_error& e) {
-    EXPECT_NE(std::string(e.what()).find("onUIRefreshTimerRanOut"), std::string::npos);
-  }
+  EXPECT_EQ(_proTools->typedText(), "1234\n\n");
+}
+
+TEST_F(DAWApplicationTest, NewerVersionsPostTheLayoutsEventsWithAPauseAfterEachEventOtherTypesNone) {
+  _application->setMajorVersion(11);
+  const auto expected = zar::platform::KeyboardLayout::keyEventsForText("A1", true);
+  Strokes strokes;
+  for (const auto& event : expected) strokes.emplace_back(event.keyCode, event.keyDown);
+  EXPECT_EQ(type("A1"), strokes);
+  const auto posted = sim.desktop->eventPoster()->keyboardEvents();
+  for (std::size_t i = 0; i < posted.size(); ++i) EXPECT_EQ(posted[i].event.flags, expected[i].flags);
+  EXPECT_NE(posted[0].event.flags & zar::platform::EventFlagMaskShift, 0u) << "A is typed with shift";
+  EXPECT_EQ(_proTools->typedText(), "A1\n");
+
+  _application->setType(1);
+  EXPECT_TRUE(type("123").empty());
+}
+
+TEST_F(DAWApplicationTest, TheScriptRouteTypesQuotesAndBackslashesIntactIntoTheFrontmostApplication) {
+  sim.desktop->workspace()->activate(_proTools->processIdentifier());
+  _application->sendTextToDAWApplication("JO\"_2\\_101", true);
+  const auto runs = sim.desktop->appleScript()->executions();
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].source,
+            "property sourceString : \"JO\\\"_2\\\\_101\"\n"
+            "set cnt to length of sourceString\n"
+            "repeat with i from 1 to cnt\n"
+            "    tell application \"System Events\" to keystroke character i of sourceString\n"
+            "end repeat\n"
+            "tell application \"System Events\" to key code 36");
+  EXPECT_EQ(_proTools->typedText(), "JO\"_2\\_101\n");
+}
+
+TEST_F(DAWApplicationTest, DAWNotAvailableWarningShowsOnTheMainThreadUntilTheUserSuppressesIt) {
+  std::thread([] { ZAR_DAWApplication::showDAWNotAvailableWarning(); }).join();
+  EXPECT_TRUE(shown().empty()) << "handed to the main thread, not shown on the host's";
+  sim.runFor(0.1);
+  auto alerts = shown();
+  ASSERT_EQ(alerts.size(), 1u);
+  EXPECT_TRUE(alerts[0].onMainThread);
+  const auto& request = alerts[0].request;
+  EXPECT_EQ(request.messageText, "Can't establish DAW connection");
+  EXPECT_EQ(request.informativeText,
+            "Can't continue the operation as either the DAW is not opened or no valid session is loaded.");
+  EXPECT_EQ(request.defaultButton, "OK");
+  EXPECT_FALSE(request.alternateButton || request.otherButton || request.suppressionButtonChecked);
+  EXPECT_TRUE(request.showsSuppressionButton);
+  EXPECT_EQ(request.suppressionButtonTitle, "Don't show this again");
+  // Closed with the box unticked: stored as NO, and shown again next time.
+  EXPECT_EQ(sim.userDefaults->objectForKey(ZAR_DAWNotAvailableSuppression), zar::platform::PropertyValue(false));
+
+  sim.desktop->alerts()->enqueueAnswer({zar::platform::AlertDefaultReturn, true, 0});
+  ZAR_DAWApplication::showDAWNotAvailableWarning();
+  EXPECT_TRUE(sim.userDefaults->boolForKey(ZAR_DAWNotAvailableSuppression));
+  ZAR_DAWApplication::showDAWNotAvailableWarning();
+  EXPECT_EQ(shown().size(), 2u) << "suppressed";
+}
+
+TEST_F(DAWApplicationTest, NoRecTrackWarningShowsEveryTimeWithoutABox) {
+  sim.userDefaults->setBool(true, ZAR_DAWNotAvailableSuppression);
+  sim.userDefaults->setBool(true, ZAR_DAWHUINotAvailableSuppression);
+  ZAR_DAWApplication::showNoRecTrackSelectedWarning();
+  ZAR_DAWApplication::showNoRecTrackSelectedWarning();
+  const auto alerts = shown();
+  ASSERT_EQ(alerts.size(), 2u);
+  const auto& request = alerts[1].request;
+  EXPECT_EQ(request.messageText, "Can't start recording");
+  EXPECT_EQ(request.informativeText,
+            "Can't continue the operation as no record track is selected for the selected take. Select a record "
+            "track from the dropdown menu in the table and try again.");
+  EXPECT_EQ(request.defaultButton, "OK");
+  EXPECT_FALSE(request.showsSuppressionButton);
+}
+
+TEST(ExportedConstants, HoldTheirExactValues) {
+  EXPECT_STREQ(ZAR_DAWApplicationAddedNotification, "ZAR_DAWApplicationAdded");
+  EXPECT_STREQ(ZAR_DAWApplicationRemovedNotification, "ZAR_DAWApplicationRemoved");
+  EXPECT_STREQ(ZAR_DAWApplicationRecordStartedNotification, "ZAR_DAWApplicationRecordStarted");
+  EXPECT_STREQ(ZAR_DAWApplicationSelectionChangedNotification, "ZAR_DAWApplicationSelectionChanged");
+  EXPECT_STREQ(ZAR_DAWApplicationTrackNamesChangedNotification, "ZAR_DAWApplicationTrackNamesChanged");
+  EXPECT_STREQ(ZAR_DAWAudioTrackRecTracksChangedNotification, "ZAR_DAWAudioTrackRecTracksChanged");
+  EXPECT_STREQ(ZAR_DAWSelectEventOnListSelectionPrefKey, "ZAR_DAWSelectEventOnListSelection");
+  EXPECT_STREQ(ZAR_DAWAssignRecordTracksAutomaticallyPrefKey, "ZAR_DAWAssignRecordTracksAutomatically");
+  EXPECT_STREQ(ZAR_DAWAudioTrackNameCharacterPrefixPrefKey, "ZAR_DAWAudioTrackNameCharacterPrefix");
+  EXPECT_STREQ(ZAR_DAWAudioTrackNameNumRecordsPrefKey, "ZAR_DAWAudioTrackNameNumRecords");
+  EXPECT_STREQ(ZAR_DAWAudioTrackNameCueNumberPrefKey, "ZAR_DAWAudioTrackNameCueNumber");
+  EXPECT_STREQ(ZAR_DAWNotAvailableSuppression, "ZAR_DAWNotAvailableSuppression");
+  EXPECT_STREQ(ZAR_DAWHUINotAvailableSuppression, "ZAR_DAWHUINotAvailableSuppression");
+  EXPECT_EQ(ZAR_DAWControlVersionNumber, 1.0);
+  EXPECT_STREQ(reinterpret_cast<const char*>(ZAR_DAWControlVersionString),
+               "@(#)PROGRAM:ZAR_DAWControl  PROJECT:ZAR_DAWControl-1\n");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
+#include "ZAR_DAWControl/daw/ZAR_DAWControlLoggingHelper.h"
+
 #include <gtest/gtest.h>
 
-#include "ZAR_DAWControl/daw/ZAR_DAWControlLoggingHelper.h"
 #include "support/SimPlatform.h"
 
 namespace {
@@ -10,40 +11,29 @@ constexpr const char* kKey = "ApplicationLogLevel";
 class LoggingHelperTest : public testing::Test {
  protected:
   void TearDown() override { ddLogLevel = _saved; }
-
   std::int32_t read() {
     ZAR_DAWControlLoggingHelper().readLogLevelFromPlistFile();
     return ddLogLevel.load();
   }
-
   zar::test::SimPlatform _sim;
   std::int32_t _saved = ddLogLevel.load();
 };
 
-TEST_F(LoggingHelperTest, AcceptedLevelsAreTakenAndLeftAlone) {
+TEST_F(LoggingHelperTest, AcceptedLevelsAreTakenAndLeftAloneOthersHoldForThisRunOnly) {
+  EXPECT_EQ(read(), 0) << "absent before the default is registered: off";
+  ZAR_DAWControlLoggingHelper::registerUserDefaults();
+  EXPECT_EQ(read(), 3) << "the registered default is warning";
   for (const std::int64_t level : {-1, 0, 1, 3, 15, 31}) {
-    SCOPED_TRACE(level);
     _sim.userDefaults->setInteger(level, kKey);
     EXPECT_EQ(read(), level);
     EXPECT_EQ(_sim.userDefaults->objectForKey(kKey), zar::platform::PropertyValue(level)) << "nothing written back";
   }
-}
-
-TEST_F(LoggingHelperTest, InfoAndOtherLevelsHoldForThisRunAndStoreWarningForTheNext) {
-  _sim.userDefaults->setInteger(7, kKey);
-  EXPECT_EQ(read(), 7);
-  EXPECT_EQ(_sim.userDefaults->integerForKey(kKey), 3);
-  EXPECT_EQ(read(), 3);
-
-  _sim.userDefaults->setInteger(64, kKey);
-  EXPECT_EQ(read(), 64);
-  EXPECT_EQ(_sim.userDefaults->integerForKey(kKey), 3);
-}
-
-TEST_F(LoggingHelperTest, RegisteredDefaultIsWarningAndAbsentIsOff) {
-  EXPECT_EQ(read(), 0) << "read before the default is registered";
-  ZAR_DAWControlLoggingHelper::registerUserDefaults();
-  EXPECT_EQ(read(), 3);
+  // Info and any other level hold for this run, and warning is stored for the next.
+  for (const std::int64_t level : {7, 64}) {
+    _sim.userDefaults->setInteger(level, kKey);
+    EXPECT_EQ(read(), level);
+    EXPECT_EQ(_sim.userDefaults->integerForKey(kKey), 3);
+  }
   _sim.userDefaults->setString("15", kKey);
   EXPECT_EQ(read(), 15) << "a text holding a level is read as the level";
 }

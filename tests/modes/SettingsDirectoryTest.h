@@ -2,38 +2,91 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
+#include "support/CapturingLogger.h"
 #include "support/TemporaryDirectory.h"
 
 namespace zar::test {
 
-/// A fixture whose platform keeps the settings files in a fresh temporary directory; the
-/// platform in use before is put back afterwards.
-class SettingsDirectoryTest : public ::testing::Test {
- protected:
-  SettingsDirectoryTest() : _previous(platform::Platform::current()) {
-    auto installed = std::make_shared<platform::Platform>();
-    installed->fileUtility = std::make_shared<native::LocalFileUtility>(_directory.path());
-    platform::Platform::install(installed);
-  }
-  ~SettingsDirectoryTest() override { platform::Platform::install(_previous); }
+/// Local files whose writes and copies fail on request, with the reason a full or read-only disk
+/// would give.
+class FaultyFiles final : public platform::FileUtility {
+ public:
+  explicit FaultyFiles(std::string directory) : _files(std::move(directory)) {}
+  std::string failWrites;     ///< writes fail with this reason unless empty
+  std::string failKeepAside;  ///< copies fail with this reason unless empty
 
-  std::string path(const std::string& fileName) const { return _directory.file(fileName); }
-  std::optional<std::string> contentOf(const std::string& fileName) const {
-    return native::LocalFileUtility(_directory.path()).readFile(path(fileName));
+  std::string applicationSupportDirectoryPath() override { return _files.applicationSupportDirectoryPath(); }
+  bool fileExists(const std::string& path) override { return _files.fileExists(path); }
+  platform::FileRead read(const std::string& path, std::size_t maximumSize) override {
+    return _files.read(path, maximumSize);
   }
-  void putFile(const std::string& fileName, const std::string& content) const {
-    ASSERT_TRUE(native::LocalFileUtility(_directory.path()).writeFileAtomically(path(fileName), content));
+  platform::FileChange write(const std::string& path, std::string_view content) override {
+    return failWrites.empty() ? _files.write(path, content) : platform::FileChange{false, {}, failWrites};
+  }
+  platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override {
+    return failKeepAside.empty() ? _files.keepAside(path, tag, keep) : platform::FileChange{false, {}, failKeepAside};
   }
 
  private:
-  TemporaryDirectory _directory;
-  std::shared_ptr<const platform::Platform> _previous;
+  native::LocalFileUtility _files;
+};
+
+/// A fixture whose platform keeps the settings files in a fresh temporary directory and captures
+/// the log; the platform in use before is put back afterwards.
+class SettingsDirectoryTest : public ::testing::Test {
+ protected:
+  SettingsDirectoryTest() {
+    auto installed = std::make_shared<platform::Platform>();
+    installed->fileUtility = files;
+    installed->logger = logger;
+    platform::Platform::install(installed);
+    ddLogLevel = platform::LogLevelWarning;
+  }
+  ~SettingsDirectoryTest() override {
+    platform::Platform::install(_previous);
+    ddLogLevel = _previousLevel;
+  }
+
+  std::string path(const std::string& fileName) const { return directory.file(fileName); }
+  std::optional<std::string> contentOf(const std::string& fileName) const {
+    return native::LocalFileUtility(directory.path()).readFile(path(fileName));
+  }
+  void putFile(const std::string& fileName, const std::string& content) const {
+    ASSERT_TRUE(native::LocalFileUtility(directory.path()).writeFileAtomically(path(fileName), content));
+  }
+  /// The names in the directory, sorted.
+  std::vector<std::string> entries() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory.path())) {
+      names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  std::vector<std::string> logged(platform::LogFlag flag) const {
+    std::vector<std::string> messages;
+    for (const auto& statement : logger->statements()) {
+      if (statement.flag == flag) messages.push_back(statement.message);
+    }
+    return messages;
+  }
+
+  TemporaryDirectory directory;
+  std::shared_ptr<FaultyFiles> files = std::make_shared<FaultyFiles>(directory.path());
+  std::shared_ptr<CapturingLogger> logger = std::make_shared<CapturingLogger>();
+
+ private:
+  std::shared_ptr<const platform::Platform> _previous = platform::Platform::current();
+  std::int32_t _previousLevel = ddLogLevel;
 };
 
 }  // namespace zar::test

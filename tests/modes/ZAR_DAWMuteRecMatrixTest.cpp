@@ -22,12 +22,9 @@ class MatrixTest : public zar::test::SettingsDirectoryTest {
  protected:
   ZAR_ProtoDAWMuteRecMatrix stored() const {
     ZAR_ProtoDAWMuteRecMatrix message;
-    const auto content = contentOf(matrixFile);
-    EXPECT_TRUE(content.has_value());
-    EXPECT_TRUE(message.ParseFromString(content.value_or("")));
+    EXPECT_TRUE(message.ParseFromString(contentOf(matrixFile).value_or("\xff")));
     return message;
   }
-
   // A matrix file whose three lists all hold `uuids`.
   void putMatrix(const std::vector<std::string>& uuids) const {
     ZAR_ProtoDAWMuteRecMatrix message;
@@ -38,194 +35,149 @@ class MatrixTest : public zar::test::SettingsDirectoryTest {
     }
     putFile(matrixFile, message.SerializeAsString());
   }
+  std::shared_ptr<ZAR_DAWAudioTrackMode> mode(std::size_t position) const { return (*list->audioTrackModes())[position]; }
 
-  static std::shared_ptr<ZAR_DAWAudioTrackMode> mode(const ModeList& list, std::size_t position) {
-    return (*list.audioTrackModes())[position];
-  }
-
+  std::shared_ptr<ModeList> list = std::make_shared<ModeList>();
   const std::shared_ptr<ZAR_DAWAudioTrackMode> none = ZAR_DAWAudioTrackMode::nullTrackMode();
 };
 
 TEST_F(MatrixTest, FirstStartIsAllNullAndWritesThreeTimesSixtyFourNullUuids) {
-  const auto list = std::make_shared<ModeList>();
   const Matrix matrix(list);
   for (std::int32_t track = 0; track < 64; ++track) {
     EXPECT_EQ(matrix.rehearseModeAtTrackIndex(track), none);
     EXPECT_EQ(matrix.recordModeAtTrackIndex(track), none);
     EXPECT_EQ(matrix.reviewModeAtTrackIndex(track), none);
   }
-  const auto message = stored();
-  ASSERT_EQ(message.rehearsemodeuuids_size(), 64);
-  ASSERT_EQ(message.recordmodeuuids_size(), 64);
-  ASSERT_EQ(message.reviewmodeuuids_size(), 64);
+  ZAR_ProtoDAWMuteRecMatrix expected;
   for (int i = 0; i < 64; ++i) {
-    EXPECT_EQ(message.rehearsemodeuuids(i), ZAR_DAWAudioTrackModeNullUUID);
-    EXPECT_EQ(message.recordmodeuuids(i), ZAR_DAWAudioTrackModeNullUUID);
-    EXPECT_EQ(message.reviewmodeuuids(i), ZAR_DAWAudioTrackModeNullUUID);
+    for (auto* uuids : {expected.mutable_rehearsemodeuuids(), expected.mutable_recordmodeuuids(),
+                        expected.mutable_reviewmodeuuids()}) {
+      uuids->Add(ZAR_DAWAudioTrackModeNullUUID);
+    }
   }
+  EXPECT_EQ(contentOf(matrixFile), expected.SerializeAsString());
 }
 
 TEST_F(MatrixTest, IndexSixtyThreeIsTheLastPositionThatExists) {
-  const auto list = std::make_shared<ModeList>();
   Matrix matrix(list);
-  const auto record = mode(*list, 3);
-  matrix.setRecordMode(record, 63);
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(63), record);
-  EXPECT_EQ(stored().recordmodeuuids(63), record->uuid());
-  EXPECT_EQ(stored().recordmodeuuids_size(), 64);
+  matrix.setRecordMode(mode(3), 63);
+  EXPECT_EQ(matrix.recordModeAtTrackIndex(63), mode(3));
+  EXPECT_EQ(stored().recordmodeuuids(63), mode(3)->uuid());
 
   putFile(matrixFile, garbage);
   for (const std::int32_t outside : {64, 1000, -1, INT32_MIN}) {
-    matrix.setRehearseMode(record, outside);
-    matrix.setRecordMode(record, outside);
-    matrix.setReviewMode(record, outside);
+    matrix.setRehearseMode(mode(3), outside);
+    matrix.setRecordMode(mode(3), outside);
+    matrix.setReviewMode(mode(3), outside);
     EXPECT_EQ(matrix.rehearseModeAtTrackIndex(outside), nullptr) << outside;
     EXPECT_EQ(matrix.recordModeAtTrackIndex(outside), nullptr) << outside;
     EXPECT_EQ(matrix.reviewModeAtTrackIndex(outside), nullptr) << outside;
   }
   EXPECT_EQ(contentOf(matrixFile), garbage) << "nothing is written for a position that doesn't exist";
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(0), none);
 }
 
 TEST_F(MatrixTest, AssignmentsComeBackAfterARestartAsTheListsNewObjects) {
-  std::string recordUuid;
   {
-    const auto list = std::make_shared<ModeList>();
     Matrix matrix(list);
-    matrix.setRehearseMode(mode(*list, 2), 0);
-    matrix.setRecordMode(mode(*list, 3), 5);
-    matrix.setReviewMode(mode(*list, 1), 63);
-    recordUuid = *mode(*list, 3)->uuid();
+    matrix.setRehearseMode(mode(2), 0);
+    matrix.setReviewMode(mode(1), 63);
+    matrix.setReviewMode(mode(0), 4);
+    matrix.setReviewMode(nullptr, 4);  // an absent mode clears the assignment
+    Matrix::ModeColumn column;         // and so does an absent entry of a column
+    column[10] = mode(2);
+    matrix.setRecordModes(column);
+    EXPECT_EQ(matrix.recordModes()[11], none);
+    matrix.saveChanges();
   }
-  const auto list = std::make_shared<ModeList>();
+  const auto before = mode(3);
+  list = std::make_shared<ModeList>();
   const Matrix matrix(list);
-  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(0), mode(*list, 2));
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(5), mode(*list, 3));
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(5)->uuid(), recordUuid);
-  EXPECT_EQ(matrix.reviewModeAtTrackIndex(63), mode(*list, 1));
+  EXPECT_NE(mode(3), before);
+  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(0), mode(2));
+  EXPECT_EQ(matrix.recordModeAtTrackIndex(10), mode(2));
+  EXPECT_EQ(matrix.reviewModeAtTrackIndex(63), mode(1));
+  EXPECT_EQ(matrix.reviewModeAtTrackIndex(4), none);
   EXPECT_EQ(matrix.rehearseModeAtTrackIndex(5), none);
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(0), none);
 }
 
-TEST_F(MatrixTest, UnknownUuidGivesTheNullModeAtThatPositionOnly) {
-  const auto list = std::make_shared<ModeList>();
-  std::vector<std::string> uuids(64, ZAR_DAWAudioTrackModeNullUUID);
-  uuids[1] = "no-such-mode";
-  uuids[2] = *mode(*list, 1)->uuid();
-  putMatrix(uuids);
+TEST_F(MatrixTest, UnknownUuidsGiveTheNullModeAndBadBytesStillFindTheirMode) {
+  ZAR_ProtoDAWAudioTrackModeList modes;
+  modes.add_modes()->set_uuid("mode\xFF");
+  modes.add_modes()->set_uuid(ZAR_DAWAudioTrackModeNullUUID);  // never taken into the list
+  modes.mutable_modes(1)->set_beforestate(ZAR_DAWTrackStateMute);
+  putFile("AudioTrackModeList.bin", modes.SerializeAsString());
+  putMatrix({ZAR_DAWAudioTrackModeNullUUID, "no-such-mode", "mode\xFF", "mode\xFE"});
+  list = std::make_shared<ModeList>();
   const Matrix matrix(list);
+  EXPECT_EQ(matrix.reviewModeAtTrackIndex(0), none) << "not the list file's mode with the null uuid";
   EXPECT_EQ(matrix.reviewModeAtTrackIndex(1), none);
-  EXPECT_EQ(matrix.reviewModeAtTrackIndex(2), mode(*list, 1));
-  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(2), mode(*list, 1));
-}
-
-TEST_F(MatrixTest, UuidsWithBadBytesStillFindTheirMode) {
-  ZAR_ProtoDAWAudioTrackModeList stored;
-  stored.add_modes()->set_uuid("mode\xFF");
-  putFile("AudioTrackModeList.bin", stored.SerializeAsString());
-  putMatrix({"mode\xFF", "mode\xFE"});
-  const auto list = std::make_shared<ModeList>();
-  const Matrix matrix(list);
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(0), mode(*list, 0));
+  EXPECT_EQ(matrix.recordModeAtTrackIndex(2), mode(0));
   // Both ill-formed bytes decode alike; the list's first mode with that text wins.
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(1), mode(*list, 0));
+  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(3), mode(0));
+  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(4), none);
 }
 
-TEST_F(MatrixTest, FileThatDoesNotParseLeavesEveryEntryNullAndStaysUntilTheNextAssignment) {
-  const auto list = std::make_shared<ModeList>();
+TEST_F(MatrixTest, FileThatDoesNotParseLeavesEveryEntryNullAndIsKeptAsideBeforeTheFirstAssignment) {
   putFile(matrixFile, garbage);
   Matrix matrix(list);
-  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(0), none);
   EXPECT_EQ(matrix.reviewModeAtTrackIndex(63), none);
   EXPECT_EQ(contentOf(matrixFile), garbage);
 
-  matrix.setReviewMode(mode(*list, 0), 7);
-  EXPECT_EQ(stored().reviewmodeuuids(7), mode(*list, 0)->uuid());
+  matrix.setReviewMode(mode(0), 7);
+  EXPECT_EQ(stored().reviewmodeuuids(7), mode(0)->uuid());
+  const auto names = entries();
+  ASSERT_EQ(names.size(), 3u);
+  EXPECT_EQ(names[2].rfind(matrixFile + ".unreadable-", 0), 0u) << names[2];
+  EXPECT_EQ(contentOf(names[2]), garbage);
+  EXPECT_EQ(logged(zar::platform::LogFlag::error).size(), 2u);
 }
 
 TEST_F(MatrixTest, RemovedModeStaysAssignedUntilTheNextStart) {
-  std::string removedUuid;
   {
-    const auto list = std::make_shared<ModeList>();
     Matrix matrix(list);
-    const auto removed = mode(*list, 1);
-    removedUuid = *removed->uuid();
+    const auto removed = mode(1);
     matrix.setRecordMode(removed, 9);
     list->removeAudioTrackMode(removed);
     EXPECT_EQ(matrix.recordModeAtTrackIndex(9), removed);
-    matrix.setRehearseMode(mode(*list, 0), 0);
-    EXPECT_EQ(stored().recordmodeuuids(9), removedUuid) << "the next save writes its uuid again";
+    matrix.setRehearseMode(mode(0), 0);
+    EXPECT_EQ(stored().recordmodeuuids(9), removed->uuid()) << "the next save writes its uuid again";
   }
-  const auto list = std::make_shared<ModeList>();
-  const Matrix matrix(list);
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(9), none);
-  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(0), mode(*list, 0));
+  list = std::make_shared<ModeList>();
+  EXPECT_EQ(Matrix(list).recordModeAtTrackIndex(9), none);
 }
 
-TEST_F(MatrixTest, EntriesBeyondTheSixtyFourthAreIgnored) {
-  const auto list = std::make_shared<ModeList>();
-  std::vector<std::string> uuids(64, ZAR_DAWAudioTrackModeNullUUID);
-  uuids[63] = *mode(*list, 2)->uuid();
-  uuids.resize(100, *mode(*list, 3)->uuid());
+TEST_F(MatrixTest, ListsLongerOrShorterThanSixtyFourAreCutOrFilledWithNull) {
+  Matrix matrix(list);
+  matrix.setRehearseMode(mode(1), 40);
+  std::vector<std::string> uuids = {*mode(2)->uuid(), *mode(3)->uuid()};
   putMatrix(uuids);
-  const Matrix matrix(list);
-  EXPECT_EQ(matrix.recordModeAtTrackIndex(63), mode(*list, 2));
+  matrix.restoreMatrixFromFile();
+  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(0), mode(2));
+  EXPECT_EQ(matrix.reviewModeAtTrackIndex(1), mode(3));
+  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(40), none);
+
+  uuids.resize(64, ZAR_DAWAudioTrackModeNullUUID);
+  uuids[63] = *mode(2)->uuid();
+  uuids.resize(100, *mode(3)->uuid());
+  putMatrix(uuids);
+  matrix.restoreMatrixFromFile();
+  EXPECT_EQ(matrix.recordModeAtTrackIndex(63), mode(2));
   EXPECT_EQ(matrix.recordModeAtTrackIndex(64), nullptr);
 }
 
-TEST_F(MatrixTest, PositionsThatAShortFileLacksBecomeNull) {
-  const auto list = std::make_shared<ModeList>();
+TEST_F(MatrixTest, WithoutAFileOrAListEveryEntryBecomesNullAndNothingIsWritten) {
   Matrix matrix(list);
-  matrix.setRehearseMode(mode(*list, 1), 0);
-  matrix.setRehearseMode(mode(*list, 1), 40);
-  putMatrix({*mode(*list, 2)->uuid(), *mode(*list, 3)->uuid()});
-  matrix.restoreMatrixFromFile();
-  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(0), mode(*list, 2));
-  EXPECT_EQ(matrix.reviewModeAtTrackIndex(1), mode(*list, 3));
-  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(40), none);
-  EXPECT_EQ(matrix.rehearseModeAtTrackIndex(63), none);
-}
-
-TEST_F(MatrixTest, RestoringWithoutAFileClearsEveryEntryAndWritesNothing) {
-  const auto list = std::make_shared<ModeList>();
-  Matrix matrix(list);
-  matrix.setRecordMode(mode(*list, 3), 2);
+  matrix.setRecordMode(mode(3), 2);
   ASSERT_EQ(std::remove(path(matrixFile).c_str()), 0);
   matrix.restoreMatrixFromFile();
   EXPECT_EQ(matrix.recordModeAtTrackIndex(2), none);
   EXPECT_FALSE(contentOf(matrixFile).has_value());
-}
 
-TEST_F(MatrixTest, NothingResolvesOnceTheListIsGone) {
-  auto list = std::make_shared<ModeList>();
-  Matrix matrix(list);
-  matrix.setRecordMode(mode(*list, 3), 2);
-  EXPECT_EQ(matrix.audioTrackModeList(), list);
+  matrix.setRecordMode(mode(3), 2);
   list.reset();
   EXPECT_EQ(matrix.audioTrackModeList(), nullptr) << "the matrix does not keep the list alive";
   matrix.restoreMatrixFromFile();
   EXPECT_EQ(matrix.recordModeAtTrackIndex(2), none);
-
-  const auto replacement = std::make_shared<ModeList>();
-  matrix.setAudioTrackModeList(replacement);
-  EXPECT_EQ(matrix.audioTrackModeList(), replacement);
-}
-
-TEST_F(MatrixTest, AbsentModesAreStoredAsTheNullMode) {
-  const auto list = std::make_shared<ModeList>();
-  Matrix matrix(list);
-  matrix.setReviewMode(mode(*list, 0), 4);
-  matrix.setReviewMode(nullptr, 4);
-  EXPECT_EQ(matrix.reviewModeAtTrackIndex(4), none);
-  EXPECT_EQ(stored().reviewmodeuuids(4), ZAR_DAWAudioTrackModeNullUUID);
-
-  Matrix::ModeColumn column;
-  column[10] = mode(*list, 2);
-  matrix.setRecordModes(column);
-  const auto read = matrix.recordModes();
-  EXPECT_EQ(read[10], mode(*list, 2));
-  EXPECT_EQ(read[0], none);
-  EXPECT_EQ(read[63], none);
 }
 
 }  // namespace

@@ -11,13 +11,6 @@ using zar::platform::AXAttributeValue;
 using zar::platform::AXValueList;
 using zar::sim::SimProTools;
 
-const ZAR_Error kCommunicationDown{
-    "ZAR_ErrorDomain", 1,
-    "Vantrole can't communicate with Pro Tools. Please make sure the application is opened and a session is loaded."};
-const ZAR_Error kNotTimecode{
-    "ZAR_ErrorDomain", 2,
-    "Pro Tools' primary time format is not set to  timecode. Please set it to timecode and try again."};
-
 // A list value of elements, as "AXWindows" gives it.
 template <typename... Elements>
 AXAttributeValue list(const Elements&... elements) {
@@ -26,10 +19,6 @@ AXAttributeValue list(const Elements&... elements) {
 
 class ProToolsConnectionTest : public zar::test::ProToolsTest {
  protected:
-  std::shared_ptr<ZAR_DAWApplicationProTools> attach(const std::shared_ptr<SimProTools>& proTools) {
-    return std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(
-        ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(proTools)));
-  }
   // A driver that hasn't attached, to try its finders on made-up windows.
   std::shared_ptr<ZAR_DAWApplicationProTools> detachedDriver() {
     auto driver = std::make_shared<ZAR_DAWApplicationProTools>();
@@ -42,15 +31,11 @@ class ProToolsConnectionTest : public zar::test::ProToolsTest {
 };
 
 TEST_F(ProToolsConnectionTest, AttachesToTheEditWindowAndReadsTheBundle) {
-  auto options = defaultOptions();
-  options.bundleVersion = "10.3.10";
-  const auto proTools = launchProTools(options);
+  const auto proTools = launchProTools();
   const auto driver = attach(proTools);
   ASSERT_TRUE(driver);
   EXPECT_EQ(driver->type(), ZAR_DAWApplicationTypeProTools);
   EXPECT_EQ(driver->name(), "Pro Tools");
-  EXPECT_EQ(driver->versionString(), "10.3.10");
-  EXPECT_EQ(driver->majorVersion(), 10);
   EXPECT_EQ(driver->currentProject(), " Dialogue Session");
   EXPECT_EQ(driver->editWindow(), proTools->editWindow());
   EXPECT_EQ(driver->startTCTextfield(), proTools->selectionStartField());
@@ -58,19 +43,17 @@ TEST_F(ProToolsConnectionTest, AttachesToTheEditWindowAndReadsTheBundle) {
   EXPECT_EQ(driver->appRootElement(), proTools->applicationElement());
   EXPECT_TRUE(driver->connected());
   EXPECT_FALSE(ZAR_DAWApplication::createWithType(1, running(proTools)));
-}
 
-TEST_F(ProToolsConnectionTest, MissingOrOddVersionsGiveZero) {
-  auto options = defaultOptions();
-  options.bundleVersion = std::nullopt;
-  auto driver = attach(launchProTools(options));
-  ASSERT_TRUE(driver);
-  EXPECT_EQ(driver->versionString(), "");
-  EXPECT_EQ(driver->majorVersion(), 0);
-  options.bundleVersion = "2023.12.1";
-  EXPECT_EQ(attach(launchProTools(options))->majorVersion(), 2023);
-  options.bundleVersion = "v12";
-  EXPECT_EQ(attach(launchProTools(options))->majorVersion(), 0);
+  const std::pair<std::optional<std::string>, std::int32_t> versions[] = {
+      {"10.3.10", 10}, {"2023.12.1", 2023}, {"v12", 0}, {std::nullopt, 0}};
+  for (const auto& [version, major] : versions) {
+    auto options = defaultOptions();
+    options.bundleVersion = version;
+    const auto other = attach(launchProTools(options));
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->versionString(), version.value_or(""));
+    EXPECT_EQ(other->majorVersion(), major) << version.value_or("(none)");
+  }
 }
 
 TEST_F(ProToolsConnectionTest, NoSessionOrNoCountersMeansNoDriver) {
@@ -114,40 +97,28 @@ TEST_F(ProToolsConnectionTest, FindersMatchAsPlatformTitlesAreWritten) {
   EXPECT_FALSE(driver->findCounterDisplayClusterFromEditWindow(nullptr));
 }
 
-TEST_F(ProToolsConnectionTest, CommunicationDownWhenTheStartFieldStopsAnswering) {
+TEST_F(ProToolsConnectionTest, ConnectedWhileTheStartFieldAnswersAndCountersMustShowTimecode) {
   const auto proTools = launchProTools();
   const auto driver = attach(proTools);
-  ASSERT_TRUE(driver);
   EXPECT_FALSE(driver->checkIfCommunicationIsDown());
-
-  proTools->selectionStartField()->setFailure(zar::platform::AXError::cannotComplete);
-  EXPECT_FALSE(driver->connected());
-  EXPECT_EQ(driver->checkIfCommunicationIsDown(), kCommunicationDown);
-  EXPECT_FALSE(driver->ZAR_DAWApplication::connected()) << "the stored flag is cleared too";
-}
-
-TEST_F(ProToolsConnectionTest, QuittingOrClosingTheSessionDisconnects) {
-  const auto proTools = launchProTools();
-  const auto driver = attach(proTools);
-  proTools->closeSession();
-  EXPECT_FALSE(driver->connected());
-  const auto other = launchProTools();
-  const auto second = attach(other);
-  quit(other);
-  EXPECT_FALSE(second->connected());
-}
-
-TEST_F(ProToolsConnectionTest, CountersMustShowTimecode) {
-  const auto proTools = launchProTools();
-  const auto driver = attach(proTools);
   EXPECT_FALSE(driver->checkIfTimecodeFormatIsWrong());
   for (const auto format : {SimProTools::TimeFormat::barsBeats, SimProTools::TimeFormat::minSecs,
                             SimProTools::TimeFormat::samples, SimProTools::TimeFormat::feetFrames}) {
     proTools->setTimeFormat(format);
-    EXPECT_EQ(driver->checkIfTimecodeFormatIsWrong(), kNotTimecode);
+    EXPECT_EQ(driver->checkIfTimecodeFormatIsWrong(), notTimecode);
   }
-  proTools->setTimeFormat(SimProTools::TimeFormat::timecode);
-  EXPECT_FALSE(driver->checkIfTimecodeFormatIsWrong());
+  proTools->selectionStartField()->setFailure(zar::platform::AXError::cannotComplete);
+  EXPECT_FALSE(driver->connected());
+  EXPECT_EQ(driver->checkIfCommunicationIsDown(), communicationDown);
+  EXPECT_FALSE(driver->ZAR_DAWApplication::connected()) << "the stored flag is cleared too";
+
+  const auto other = launchProTools();
+  const auto second = attach(other);
+  const auto third = attach(other);
+  other->closeSession();
+  EXPECT_FALSE(second->connected());
+  quit(other);
+  EXPECT_FALSE(third->connected());
 }
 
 TEST_F(ProToolsConnectionTest, HUIWarningAndItsSuppression) {

@@ -32,13 +32,12 @@ std::shared_ptr<ZAR_DAWAudioTrackMode> mode(ZAR_DAWTrackState before, ZAR_DAWTra
 
 class TracksTest : public zar::test::ProToolsTest {
  protected:
-  void SetUp() override { attach(launchProTools()); }
+  void SetUp() override { attachTo(launchProTools()); }
   void TearDown() override { ddLogLevel = _savedLogLevel; }
 
-  void attach(std::shared_ptr<SimProTools> proTools) {
+  void attachTo(std::shared_ptr<SimProTools> proTools) {
     _proTools = std::move(proTools);
-    _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(
-        ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(_proTools)));
+    _driver = attach(_proTools);
     ASSERT_TRUE(_driver);
   }
   std::shared_ptr<ZAR_DAWAudioTrack> track(std::size_t position) const { return _driver->audioTracks().at(position); }
@@ -117,13 +116,9 @@ TEST_F(TracksTest, ANewDriverHoldsTheTracksTopToBottom) {
     EXPECT_EQ(tracks[i]->inputButton(), _proTools->inputMonitorButton(i));
     EXPECT_EQ(tracks[i]->muteButton(), _proTools->muteButton(i));
     EXPECT_EQ(tracks[i]->nameTextField(), _proTools->trackNameField(i));
-    EXPECT_FALSE(tracks[i]->recEnabled());
-    EXPECT_FALSE(tracks[i]->muted());
+    EXPECT_FALSE(tracks[i]->recEnabled() || tracks[i]->muted());
   }
-  EXPECT_EQ(tracks[0]->name(), "Dialog 1 ");
   EXPECT_EQ(tracks[2]->name(), "FX ");
-  EXPECT_LT(tracks[0]->yPos(), tracks[1]->yPos());
-  EXPECT_LT(tracks[1]->yPos(), tracks[2]->yPos());
 }
 
 TEST_F(TracksTest, TrackRowsAreGroupsOrToolbarsWithAMarkerInAnyCase) {
@@ -187,12 +182,10 @@ TEST_F(TracksTest, ObjectsAreReusedByPositionAndTheSurplusDropped) {
   EXPECT_EQ(grown[3]->name(), "Loop ");
   EXPECT_EQ(grown[3]->index(), 3);
   EXPECT_FALSE(grown[2]->recEnabled() || grown[2]->muted());
-}
 
-TEST_F(TracksTest, NoEditWindowEmptiesTheList) {
   _proTools->closeSession();
   _driver->findAudioTracks();
-  EXPECT_TRUE(_driver->audioTracks().empty());
+  EXPECT_TRUE(_driver->audioTracks().empty()) << "no edit window, no tracks";
 }
 
 // The phase from the frame.
@@ -281,42 +274,29 @@ TEST_F(TracksTest, EachOperationReadsItsOwnColumn) {
   EXPECT_EQ(apply(7, ZAR_DAWEventPhaseDuring), (Calls{"2:in0"})) << "any other operation reads the review column";
 }
 
-TEST_F(TracksTest, RehearseWithAMuteMode) {
+TEST_F(TracksTest, MutePlayAndInputStatesAndRecordAsAPlainState) {
   matrix()->setRehearseMode(mode(Mute, Mute, Mute), 1);
+  matrix()->setRehearseMode(mode(Input, Play, Record), 0);
+  report(0, false, true);
   report(1, true, false);
-  setInputMonitoring(1, true);
   const auto event = cue(0, 10);
   _driver->ZAR_DAWApplication::rehearseWithEvent(event);
   traceCalls();
-
-  EXPECT_EQ(apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore), (Calls{"1:rec0", "1:in0"}));
-  EXPECT_FALSE(track(1)->recEnabled());
-  EXPECT_FALSE(_proTools->inputMonitoring(1));
-  EXPECT_TRUE(track(1)->muted());
-
-  for (const auto phase : {ZAR_DAWEventPhaseDuring, ZAR_DAWEventPhaseAfter}) {
-    report(1, true, false);
-    EXPECT_EQ(apply(ZAR_DAWModeRehearse, phase), (Calls{"1:in0"})) << "record enable is touched only before";
-    EXPECT_TRUE(track(1)->recEnabled());
-    EXPECT_TRUE(track(1)->muted());
-  }
-}
-
-TEST_F(TracksTest, StatesInputAndPlayAndRecord) {
-  matrix()->setReviewMode(mode(Input, Play, Record), 0);
-  report(0, false, true);
-  const auto event = cue(0, 10);
-  _driver->ZAR_DAWApplication::reviewWithEvent(event);
-  traceCalls();
-  EXPECT_EQ(apply(ZAR_DAWModeReview, ZAR_DAWEventPhaseBefore), (Calls{"0:rec0", "0:in1"}));
+  EXPECT_EQ(apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore), (Calls{"0:rec0", "0:in1", "1:rec0", "1:in0"}));
   EXPECT_TRUE(_proTools->inputMonitoring(0));
   EXPECT_FALSE(track(0)->muted());
+  EXPECT_FALSE(track(1)->recEnabled());
+  EXPECT_TRUE(track(1)->muted());
+
   report(0, false, true);
-  EXPECT_EQ(apply(ZAR_DAWModeReview, ZAR_DAWEventPhaseDuring), (Calls{"0:in0"}));
+  report(1, true, false);
+  EXPECT_EQ(apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseDuring), (Calls{"0:in0", "1:in0"}))
+      << "record enable is touched only before";
   EXPECT_FALSE(_proTools->inputMonitoring(0));
   EXPECT_FALSE(track(0)->muted());
+  EXPECT_TRUE(track(1)->recEnabled() && track(1)->muted());
   report(0, false, true);
-  EXPECT_EQ(apply(ZAR_DAWModeReview, ZAR_DAWEventPhaseAfter), Calls{}) << "Record as a plain state does nothing";
+  EXPECT_EQ(apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseAfter), (Calls{"1:in0"})) << "Record as a plain state does nothing";
   EXPECT_TRUE(track(0)->muted());
 }
 
@@ -397,7 +377,7 @@ TEST_F(TracksTest, APositionBeyondTheMatrixPlaysThroughout) {
   options.tracks.clear();
   for (int i = 0; i < 66; ++i) options.tracks.push_back({"T" + std::to_string(i)});
   options.rowHeight = 10;
-  attach(launchProTools(options));
+  attachTo(launchProTools(options));
   ASSERT_EQ(_driver->audioTracks().size(), 66u);
   EXPECT_EQ(track(65)->index(), 65);
   report(64, true, true);

@@ -90,7 +90,7 @@ class TransportTest : public zar::test::ProToolsTest {
   std::shared_ptr<SimHUIHost> _host;
 };
 
-TEST_F(TransportTest, RehearseSelectsTheCueAndPressesPlay) {
+TEST_F(TransportTest, RehearseAndReviewSelectTheCueAndPressPlay) {
   const auto event = cue();
   _driver->rehearseWithEvent(event);
   EXPECT_EQ(transportMessages(), (std::vector<Message>{kZone, kPlayOn, kZone, kPlayOff}));
@@ -100,12 +100,12 @@ TEST_F(TransportTest, RehearseSelectsTheCueAndPressesPlay) {
   EXPECT_EQ(_proTools->selectionEnd(), (TCTime{1, 0, 4, 12, 0, 100, 0}));
   EXPECT_EQ(_driver->currentEvent(), event);
   EXPECT_EQ(_driver->currentMode(), ZAR_DAWModeRehearse);
-}
 
-TEST_F(TransportTest, ReviewWaitsHalfAsLongBetweenStartAndEnd) {
-  _driver->reviewWithEvent(cue());
+  _host->clearReceivedMessages();
+  sim.clock->clearSleeps();
+  _driver->reviewWithEvent(event);
   EXPECT_EQ(transportMessages(), (std::vector<Message>{kZone, kPlayOn, kZone, kPlayOff}));
-  EXPECT_EQ(pauses(), (std::vector<double>{0.100, 0.100}));
+  EXPECT_EQ(pauses(), (std::vector<double>{0.100, 0.100})) << "review waits half as long between start and end";
   EXPECT_EQ(_driver->currentMode(), ZAR_DAWModeReview);
 }
 
@@ -124,24 +124,11 @@ TEST_F(TransportTest, RecordNamesTheRecordTrackPressesRecordThenPlayAndCountsThe
   // The record track is armed before the cue (through HUI); the other tracks are left alone.
   EXPECT_TRUE(_driver->audioTracks()[0]->recEnabled());
   sim.midiPorts->waitUntilIdle();
-  EXPECT_TRUE(_host->track(0)->recEnabled);
   EXPECT_TRUE(_proTools->trackRecEnabled(0)) << "the row shows what HUI armed";
+  EXPECT_FALSE(_proTools->trackRecEnabled(1));
 }
 
-TEST_F(TransportTest, RecordWithoutNamingPreferencesKeepsTheName) {
-  makeRecordTrack(0);
-  for (const char* key : {ZAR_DAWAudioTrackNameCharacterPrefixPrefKey, ZAR_DAWAudioTrackNameNumRecordsPrefKey,
-                          ZAR_DAWAudioTrackNameCueNumberPrefKey}) {
-    sim.userDefaults->setBool(false, key);
-  }
-  const auto event = cue();
-  _driver->recordWithEvent(event);
-  EXPECT_EQ(_proTools->trackName(0), "Dialog 1");
-  EXPECT_EQ(event->numRecordedTakes(), 3);
-  EXPECT_TRUE(sim.desktop->eventPoster()->mouseEvents().empty()) << "no double-click without a name";
-}
-
-TEST_F(TransportTest, EmptyNamePartsKeepTheirPlace) {
+TEST_F(TransportTest, TheNameLeavesOutWhatThePreferencesTurnOffAndKeepsEmptyPartsInPlace) {
   makeRecordTrack(0);
   const auto event = cue();
   event->setCharacter(nullptr);
@@ -149,42 +136,46 @@ TEST_F(TransportTest, EmptyNamePartsKeepTheirPlace) {
   event->setCueNumber("12A");
   _driver->recordWithEvent(event);
   EXPECT_EQ(_proTools->trackName(0), "_3_12A");
-}
 
-TEST_F(TransportTest, WithoutHUIOnlyTheWarningShows) {
-  _host->setPinging(false);
-  sim.runFor(3.0);  // no ping for longer than two seconds
-  const auto event = cue();
-  _driver->rehearseWithEvent(cue());
+  for (const char* key : {ZAR_DAWAudioTrackNameCharacterPrefixPrefKey, ZAR_DAWAudioTrackNameNumRecordsPrefKey,
+                          ZAR_DAWAudioTrackNameCueNumberPrefKey}) {
+    sim.userDefaults->setBool(false, key);
+  }
+  sim.desktop->eventPoster()->clearLog();
   _driver->recordWithEvent(event);
-  EXPECT_TRUE(transportMessages().empty());
-  EXPECT_EQ(event->numRecordedTakes(), 2);
-  EXPECT_FALSE(_driver->currentEvent());
-  EXPECT_EQ(_driver->currentMode(), ZAR_DAWModeRehearse);
-  const auto alerts = sim.desktop->alerts()->shownAlerts();
-  ASSERT_EQ(alerts.size(), 2u);
-  EXPECT_EQ(alerts[0].request.messageText, "Can't establish HUI connection");
+  EXPECT_EQ(_proTools->trackName(0), "_3_12A") << "kept";
+  EXPECT_EQ(event->numRecordedTakes(), 5);
+  EXPECT_TRUE(sim.desktop->eventPoster()->mouseEvents().empty()) << "no double-click without a name";
 }
 
-TEST_F(TransportTest, NoCueDoesNothingAtAll) {
+TEST_F(TransportTest, WithoutHUIOrACueNothingMoves) {
   _driver->rehearseWithEvent(nullptr);
   _driver->recordWithEvent(nullptr);
   _driver->reviewWithEvent(nullptr);
   EXPECT_TRUE(transportMessages().empty());
   EXPECT_TRUE(sim.clock->sleeps().empty());
   EXPECT_TRUE(sim.desktop->alerts()->shownAlerts().empty());
+
+  _host->setPinging(false);
+  sim.runFor(3.0);  // no ping for longer than two seconds
+  const auto event = cue();
+  _driver->rehearseWithEvent(event);
+  _driver->recordWithEvent(event);
+  EXPECT_TRUE(transportMessages().empty());
+  EXPECT_EQ(event->numRecordedTakes(), 2);
+  EXPECT_FALSE(_driver->currentEvent());
+  const auto alerts = sim.desktop->alerts()->shownAlerts();
+  ASSERT_EQ(alerts.size(), 2u) << "only the warning shows";
+  EXPECT_EQ(alerts[1].request.messageText, "Can't establish HUI connection");
 }
 
-TEST_F(TransportTest, StopSendsThreeMessagesEvenWhenNothingPlays) {
+TEST_F(TransportTest, StopSendsThreeMessagesAndTogglePlaybackIsOneSpaceKeyDown) {
   _driver->stopPlayback();
   EXPECT_EQ(transportMessages(), (std::vector<Message>{kZone, kStopOn, kZone}));
   EXPECT_EQ(_driver->currentMode(), ZAR_DAWModeNone);
+  _driver->togglePlayback();
+  _driver->togglePlayback();
   EXPECT_TRUE(sim.clock->sleeps().empty());
-}
-
-TEST_F(TransportTest, TogglePlaybackIsOneSpaceKeyDownEachTime) {
-  _driver->togglePlayback();
-  _driver->togglePlayback();
   const auto keys = sim.desktop->eventPoster()->keyboardEvents();
   ASSERT_EQ(keys.size(), 2u);
   for (const auto& key : keys) {
@@ -194,7 +185,7 @@ TEST_F(TransportTest, TogglePlaybackIsOneSpaceKeyDownEachTime) {
     EXPECT_EQ(key.event.characters, "");
     EXPECT_EQ(key.psn, _driver->processSerialNumber());
   }
-  EXPECT_TRUE(transportMessages().empty());
+  EXPECT_EQ(transportMessages().size(), 3u);
 }
 
 }  // namespace

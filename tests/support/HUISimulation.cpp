@@ -43,6 +43,17 @@ void HUISimulation::run(double seconds) {
   settle();
 }
 
+bool HUISimulation::runUntil(const std::function<bool()>& condition, double limit) {
+  const double end = clock->now() + limit;
+  while (!condition()) {
+    if (clock->now() >= end) {
+      return false;
+    }
+    run(0.05);
+  }
+  return true;
+}
+
 std::vector<std::pair<int, int>> HUISimulation::pressesReceived() const {
   hui::HUIDecoder decoder;
   std::vector<std::pair<int, int>> presses;

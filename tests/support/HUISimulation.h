@@ -26,6 +26,9 @@ class HUISimulation {
   std::shared_ptr<sim::SimHUIHost> makeHost(int trackCount, sim::SimHUIHost::Options options = {});
   /// Runs the main run loop for `seconds` of virtual time, MIDI delivered after every timer.
   void run(double seconds);
+  /// Runs in steps of 50 ms of virtual time until `condition` holds; false when `limit` seconds
+  /// passed first.
+  bool runUntil(const std::function<bool()>& condition, double limit);
   /// Waits until all MIDI sent so far is delivered.
   void settle() { loopback->waitUntilIdle(); }
   /// The button presses (not releases) the host received, as (zone, port).

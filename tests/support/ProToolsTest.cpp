@@ -1,6 +1,15 @@
 #include "support/ProToolsTest.h"
 
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+
 namespace zar::test {
+
+const ZAR_Error ProToolsTest::communicationDown{
+    "ZAR_ErrorDomain", 1,
+    "Vantrole can't communicate with Pro Tools. Please make sure the application is opened and a session is loaded."};
+const ZAR_Error ProToolsTest::notTimecode{
+    "ZAR_ErrorDomain", 2,
+    "Pro Tools' primary time format is not set to  timecode. Please set it to timecode and try again."};
 
 sim::SimProTools::Options ProToolsTest::defaultOptions() {
   sim::SimProTools::Options options;
@@ -21,6 +30,11 @@ void ProToolsTest::quit(const std::shared_ptr<sim::SimProTools>& proTools) {
 
 platform::RunningApplicationRef ProToolsTest::running(const std::shared_ptr<sim::SimProTools>& proTools) {
   return sim.desktop->workspace()->runningApplicationWithProcessIdentifier(proTools->processIdentifier());
+}
+
+std::shared_ptr<ZAR_DAWApplicationProTools> ProToolsTest::attach(const std::shared_ptr<sim::SimProTools>& proTools) {
+  return std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(
+      ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(proTools)));
 }
 
 }  // namespace zar::test

@@ -8,6 +8,7 @@
 
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/sim/SimProTools.h"
+#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "support/SimPlatform.h"
 
 namespace zar::test {
@@ -17,6 +18,13 @@ class ProToolsTest : public testing::Test {
  public:
   /// Three tracks: two audio tracks and an aux track.
   static sim::SimProTools::Options defaultOptions();
+  /// The driver's errors, with their exact texts.
+  static const ZAR_Error communicationDown;
+  static const ZAR_Error notTimecode;
+  /// Timecode at 30 frames per second, as the counters show it.
+  static TCTime tc(std::uint32_t h, std::uint32_t m, std::uint32_t s, std::uint32_t f, std::uint32_t sub = 0) {
+    return TCTime{h, m, s, f, sub, 100, 0};
+  }
 
  protected:
   /// Launches a simulated Pro Tools (a fresh pid is chosen) and returns it.
@@ -24,6 +32,8 @@ class ProToolsTest : public testing::Test {
   void quit(const std::shared_ptr<sim::SimProTools>& proTools);
   /// How the workspace describes a running application.
   platform::RunningApplicationRef running(const std::shared_ptr<sim::SimProTools>& proTools);
+  /// The Pro Tools driver attached to a running simulated Pro Tools, or nothing when it can't attach.
+  std::shared_ptr<ZAR_DAWApplicationProTools> attach(const std::shared_ptr<sim::SimProTools>& proTools);
   /// Every notification posted, by name, in order.
   const std::vector<std::string>& posted() const { return _posted; }
   void clearPosted() { _posted.clear(); }

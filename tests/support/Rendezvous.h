@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 
 namespace zar::test {
@@ -23,5 +24,10 @@ class Rendezvous {
   std::condition_variable _arrived;
   int _count = 0;
 };
+
+/// Waits until `condition` holds, checking it every millisecond, but no longer than `limit`; true
+/// when it held. For conditions that another thread or process makes true and that nothing can
+/// signal (a count kept by the code under test, a port of an external server).
+bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = std::chrono::seconds(10));
 
 }  // namespace zar::test

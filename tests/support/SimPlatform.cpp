@@ -22,6 +22,10 @@ SimPlatform::SimPlatform(sim::SimDispatch::Mode dispatchMode)
   platform->userDefaults = userDefaults;
   platform->fileUtility = fileUtility;
   platform->midiPorts = midiPorts;
+  // MIDI in flight is delivered before virtual time moves on.
+  clock->setSettleHook([weak = std::weak_ptr(midiPorts)] {
+    if (const auto ports = weak.lock()) ports->waitUntilIdle();
+  });
   // The simulated Pro Tools talks HUI over the in-process loopback.
   userDefaults->registerDefaults({{ZAR_MIDISystem::kBackendPrefKey, sim::LoopbackMidiPorts::kApi}});
   desktop = std::make_unique<sim::SimDesktop>(clock, runLoop, platform->host);

@@ -69,13 +69,11 @@ TEST_F(NamingTest, DoubleClicksTheNameFieldTypesTheNameAndGivesTheHostBackItsPla
   EXPECT_EQ(track(1)->name(), "JO_2_101 ") << "nothing is stored: the name is read back from the row";
   EXPECT_EQ(_proTools->trackName(0), "Dialog 1");
   EXPECT_EQ(frontmost(), host());
-}
 
-TEST_F(NamingTest, AnInactiveHostIsNotBroughtForward) {
   sim.desktop->workspace()->activate(_proTools->processIdentifier());
   track(0)->setName("ADR");
   EXPECT_EQ(_proTools->trackName(0), "ADR");
-  EXPECT_EQ(frontmost(), _proTools->processIdentifier());
+  EXPECT_EQ(frontmost(), _proTools->processIdentifier()) << "an inactive host is not brought forward";
 }
 
 TEST_F(NamingTest, ThePointerIsConvertedByTheScreenThatHoldsIt) {
@@ -106,22 +104,17 @@ TEST_F(NamingTest, AFrameAttributeIsPreferredToPositionAndSize) {
   EXPECT_EQ(mouse().front().event.location, (Point{300, 400})) << "a missing size is zero";
 }
 
-TEST_F(NamingTest, ATrackWithoutANameFieldIsNotClickedAtAll) {
-  const auto row = _proTools->makeElement(zar::ax::kGroupRole, std::string("Loose - Audio Track "));
-  ZAR_DAWAudioTrack loose(row);
+TEST_F(NamingTest, NothingIsClickedWithoutANameFieldAndNothingTypedWithoutACurrentApplication) {
+  ZAR_DAWAudioTrack loose(_proTools->makeElement(zar::ax::kGroupRole, std::string("Loose - Audio Track ")));
   sim.logger->clear();
   loose.setName("Nobody");
   EXPECT_TRUE(mouse().empty());
   EXPECT_TRUE(sim.desktop->appleScript()->executions().empty());
-  const auto statements = sim.logger->statements();
-  ASSERT_EQ(statements.size(), 1u);
-  EXPECT_EQ(statements[0].flag, zar::platform::LogFlag::error);
-}
+  ASSERT_EQ(sim.logger->statements().size(), 1u);
+  EXPECT_EQ(sim.logger->statements()[0].flag, zar::platform::LogFlag::error);
 
-TEST_F(NamingTest, WithoutACurrentApplicationNothingIsTyped) {
   const auto kept = track(0);
   _manager->setEnabled(false);
-  ASSERT_FALSE(_manager->currentApplication());
   kept->setName("Lost");
   EXPECT_TRUE(sim.desktop->appleScript()->executions().empty());
   EXPECT_EQ(_proTools->trackName(0), "Dialog 1");

@@ -71,50 +71,26 @@ class AudioTrackTest : public zar::test::ProToolsTest {
 
 // The row and its elements.
 
-TEST_F(AudioTrackTest, ANewTrackIsAtPositionZeroWithFlagsOff) {
-  const auto cluster = row();
-  cluster->setFrame({{0, 320}, {800, 60}});
-  const ZAR_DAWAudioTrack track(cluster);
-  EXPECT_EQ(track.trackCluster(), cluster);
-  EXPECT_EQ(track.index(), 0);
-  EXPECT_FALSE(track.recEnabled());
-  EXPECT_FALSE(track.muted());
-  EXPECT_FLOAT_EQ(track.yPos(), 320.0f);
-  EXPECT_FALSE(track.nameTextField());
-  EXPECT_FALSE(track.muteButton());
+TEST_F(AudioTrackTest, YPosComesFromAListedNonZeroFrameOrElseThePosition) {
+  using Value = std::optional<zar::platform::AXAttributeValue>;
+  const Value position = AXTypedValue::point({5, 999});
+  const std::tuple<Value, bool, Value, float> rows[] = {
+      {std::nullopt, true, std::nullopt, 0.0f},
+      {AXTypedValue::rect({{5, 410.5}, {800, 60}}), true, position, 410.5f},  // the frame wins
+      {AXTypedValue::rect(zar::platform::zeroRect), true, position, 999.0f},  // the zero frame doesn't count
+      {AXTypedValue::rect({{0, 0}, {800, 0}}), true, position, 0.0f},         // a frame with a size does
+      {AXTypedValue::point({0, 50}), true, position, 999.0f},                 // not a rectangle: missing
+      {AXTypedValue::rect({{0, 77}, {10, 10}}), false, position, 999.0f},     // not listed: not read
+      {std::nullopt, true, zar::platform::AXAttributeValue("not a point"), 0.0f}};
+  for (const auto& [frame, listed, pos, y] : rows) {
+    const auto cluster = row();
+    if (frame) cluster->setAttribute(zar::ax::kFrameAttribute, *frame, listed);
+    if (pos) cluster->setAttribute(zar::ax::kPositionAttribute, *pos);
+    EXPECT_FLOAT_EQ(ZAR_DAWAudioTrack(cluster).yPos(), y);
+  }
 }
 
-TEST_F(AudioTrackTest, YPosComesFromTheFrameOrElseThePosition) {
-  const auto cluster = row();
-  cluster->setAttribute(zar::ax::kFrameAttribute, AXTypedValue::rect({{5, 410.5}, {800, 60}}));
-  cluster->setAttribute(zar::ax::kPositionAttribute, AXTypedValue::point({5, 999}));
-  ZAR_DAWAudioTrack track(cluster);
-  EXPECT_FLOAT_EQ(track.yPos(), 410.5f) << "the frame wins over the position";
-
-  cluster->setAttribute(zar::ax::kFrameAttribute, AXTypedValue::rect(zar::platform::zeroRect));
-  track.setTrackCluster(cluster);
-  EXPECT_FLOAT_EQ(track.yPos(), 999.0f) << "a zero frame falls back to the position";
-
-  cluster->setAttribute(zar::ax::kFrameAttribute, AXTypedValue::rect({{0, 0}, {800, 0}}));
-  track.setTrackCluster(cluster);
-  EXPECT_FLOAT_EQ(track.yPos(), 0.0f) << "a frame at the origin with a size is not the zero frame";
-
-  cluster->setAttribute(zar::ax::kFrameAttribute, AXTypedValue::point({0, 50}));
-  track.setTrackCluster(cluster);
-  EXPECT_FLOAT_EQ(track.yPos(), 999.0f) << "a frame that isn't a rectangle counts as missing";
-
-  cluster->removeAttribute(zar::ax::kFrameAttribute);
-  cluster->setAttribute(zar::ax::kPositionAttribute, std::string("not a point"));
-  track.setTrackCluster(cluster);
-  EXPECT_FLOAT_EQ(track.yPos(), 0.0f);
-
-  const auto unlisted = row();
-  unlisted->setAttribute(zar::ax::kFrameAttribute, AXTypedValue::rect({{0, 77}, {10, 10}}), false);
-  unlisted->setAttribute(zar::ax::kPositionAttribute, AXTypedValue::point({0, 66}));
-  EXPECT_FLOAT_EQ(ZAR_DAWAudioTrack(unlisted).yPos(), 66.0f) << "a frame the row doesn't list is not read";
-}
-
-TEST_F(AudioTrackTest, ChildrenAreFoundByExactTitlesAndTheLaterOneWins) {
+TEST_F(AudioTrackTest, ChildrenAreFoundByExactTitlesTheLaterOneWinsAndANewRowKeepsWhatItLacks) {
   const auto cluster = row();
   const auto name = child(cluster, "Audio 1 Track name field", zar::ax::kTextFieldRole);
   child(cluster, "track name", zar::ax::kTextFieldRole);
@@ -126,54 +102,40 @@ TEST_F(AudioTrackTest, ChildrenAreFoundByExactTitlesAndTheLaterOneWins) {
   const auto secondMute = child(cluster, "Mute");
   child(cluster, "mute");
   child(cluster, "Mute ")->setFailure(zar::platform::AXError::cannotComplete);
-  const ZAR_DAWAudioTrack track(cluster);
-  EXPECT_EQ(track.nameTextField(), name);
+  ZAR_DAWAudioTrack track(cluster);
+  EXPECT_EQ(track.trackCluster(), cluster);
+  EXPECT_EQ(track.nameTextField(), name) << "text around the marker is fine";
   EXPECT_EQ(track.recButton(), rec);
   EXPECT_EQ(track.inputButton(), input);
   EXPECT_EQ(track.muteButton(), secondMute);
 
-  const auto other = row();
-  const auto suffixed = child(other, "Track names");
-  const ZAR_DAWAudioTrack second(other);
-  EXPECT_EQ(second.nameTextField(), suffixed) << "text after the marker is fine too";
-}
-
-TEST_F(AudioTrackTest, ANewRowKeepsElementsItDoesntHave) {
-  const auto first = row();
-  const auto oldMute = child(first, "Mute");
-  const auto oldRec = child(first, "Track Record Enable");
-  ZAR_DAWAudioTrack track(first);
-
   const auto second = row();
   const auto newRec = child(second, "Track Record Enable");
   track.setTrackCluster(second);
-  EXPECT_EQ(track.trackCluster(), second);
   EXPECT_EQ(track.recButton(), newRec);
-  EXPECT_EQ(track.muteButton(), oldMute) << "the scan clears nothing";
-
+  EXPECT_EQ(track.muteButton(), secondMute) << "the scan clears nothing";
   second->setFailure(zar::platform::AXError::invalidUIElement);
   track.setTrackCluster(second);
   EXPECT_EQ(track.recButton(), newRec);
-  EXPECT_NE(track.recButton(), oldRec);
 }
 
-// Record enable and mute.
-
-TEST_F(AudioTrackTest, RecordEnableIsCachedAndLoggedOnEveryCall) {
+TEST_F(AudioTrackTest, FlagsAreCachedAndOnlyRecordEnableIsLoggedOnEveryCall) {
   ddLogLevel = zar::platform::LogLevelDebug;
   ZAR_DAWAudioTrack track(row("Dialog 1 - Audio Track "));
-  track.setRecEnabled(false, true);
-  EXPECT_FALSE(track.recEnabled());
-  track.setRecEnabled(true, true);
-  EXPECT_TRUE(track.recEnabled());
-  track.setRecEnabled(true, false);
-  EXPECT_TRUE(track.recEnabled());
-  track.setRecEnabled(false, false);
-  EXPECT_FALSE(track.recEnabled());
+  EXPECT_EQ(track.index(), 0);
+  EXPECT_FALSE(track.recEnabled() || track.muted());
+  for (const auto& [value, toggle] : {std::pair{false, true}, {true, true}, {true, false}, {false, false}}) {
+    track.setRecEnabled(value, toggle);
+    EXPECT_EQ(track.recEnabled(), value);
+    track.setMuted(!value, toggle);
+    EXPECT_EQ(track.muted(), !value);
+  }
   EXPECT_EQ(debugLines(), (std::vector<std::string>{"Dialog 1 ::Setting rec enabled state:0",
                                                      "Dialog 1 ::Setting rec enabled state:1",
                                                      "Dialog 1 ::Setting rec enabled state:1",
                                                      "Dialog 1 ::Setting rec enabled state:0"}));
+  track._muted = false;
+  EXPECT_FALSE(track.muted()) << "the published field is the flag";
 
   ddLogLevel = zar::platform::LogLevelInfo;
   sim.logger->clear();
@@ -182,81 +144,47 @@ TEST_F(AudioTrackTest, RecordEnableIsCachedAndLoggedOnEveryCall) {
   EXPECT_TRUE(sim.logger->statements().empty()) << "the name isn't even read without debug logging";
 }
 
-TEST_F(AudioTrackTest, MuteIsCachedWithoutALogLine) {
-  ddLogLevel = zar::platform::LogLevelAll;
-  ZAR_DAWAudioTrack track(row());
-  track.setMuted(true, false);
-  EXPECT_TRUE(track.muted());
-  EXPECT_FALSE(track.recEnabled());
-  track.setMuted(true, true);
-  EXPECT_TRUE(track.muted());
-  track.setMuted(false, true);
-  EXPECT_FALSE(track.muted());
-  EXPECT_TRUE(sim.logger->statements().empty());
-  track._muted = true;
-  EXPECT_TRUE(track.muted()) << "the published field is the flag";
-}
-
 // Input monitoring.
 
-TEST_F(AudioTrackTest, OnlyTheExactValueOnReadsAsOn) {
-  EXPECT_TRUE(trackWithInput("A - Audio Track", "on")->inputEnabled());
-  for (const std::string value : {"On", "ON", "off", "", "on "}) {
-    EXPECT_FALSE(trackWithInput("A - Audio Track", value)->inputEnabled()) << value;
+TEST_F(AudioTrackTest, OnlyTheExactTextOnReadsAsOn) {
+  using zar::platform::AXAttributeValue;
+  for (const auto& [value, on] : {std::pair{AXAttributeValue("on"), true}, {AXAttributeValue("On"), false},
+                                  {AXAttributeValue("on "), false}, {AXAttributeValue(""), false},
+                                  {AXAttributeValue(1.0), false}, {AXAttributeValue(AXTypedValue::point({1, 1})), false}}) {
+    const auto cluster = row();
+    child(cluster, "TrackInput Monitor")->setAttribute(zar::ax::kValueAttribute, value);
+    EXPECT_EQ(ZAR_DAWAudioTrack(cluster).inputEnabled(), on);
   }
-  const auto cluster = row();
-  child(cluster, "TrackInput Monitor")->setAttribute(zar::ax::kValueAttribute, AXTypedValue::point({1, 1}));
-  EXPECT_FALSE(ZAR_DAWAudioTrack(cluster).inputEnabled());
-  const auto numbered = row();
-  child(numbered, "TrackInput Monitor")->setAttribute(zar::ax::kValueAttribute, 1.0);
-  EXPECT_FALSE(ZAR_DAWAudioTrack(numbered).inputEnabled()) << "a number reads as off";
   EXPECT_FALSE(ZAR_DAWAudioTrack(row()).inputEnabled()) << "no button";
 }
 
+// One press per fifth of a second across all tracks: a request within 0.2 s of the last press is
+// dropped; one that finds the button showing the state presses nothing and leaves the stamp; a
+// track without a button "presses" all the same.
 TEST_F(AudioTrackTest, OnePressPerFifthOfASecondAcrossAllTracks) {
+  ddLogLevel = zar::platform::LogLevelDebug;
+  ZAR_DAWAudioTrack noButton(row("Walla - Audio Track "));
   const auto a = trackWithInput("A - Audio Track", "off");
-  const auto b = trackWithInput("B - Audio Track", "off");
+  const auto b = trackWithInput("B - Audio Track", "on");
   sim.clock->advanceBy(10);
   a->setInputEnabled(true);
   EXPECT_TRUE(a->inputEnabled());
-  sim.clock->advanceBy(0.1);
-  b->setInputEnabled(true);
-  EXPECT_FALSE(b->inputEnabled()) << "dropped: another track was pressed 0.1 s ago";
-  sim.clock->advanceBy(0.09);
-  b->setInputEnabled(true);
-  EXPECT_FALSE(b->inputEnabled()) << "0.19 s after";
-  sim.clock->advanceBy(0.02);
-  b->setInputEnabled(true);
-  EXPECT_TRUE(b->inputEnabled());
-  EXPECT_EQ(_presses.size(), 2u);
-}
-
-TEST_F(AudioTrackTest, NoPressWhenTheButtonShowsTheStateAndTheStampStays) {
-  const auto a = trackWithInput("A - Audio Track", "on");
-  const auto b = trackWithInput("B - Audio Track", "on");
-  sim.clock->advanceBy(10);
-  a->setInputEnabled(false);
-  EXPECT_FALSE(a->inputEnabled());
-  sim.clock->advanceBy(0.3);
-  a->setInputEnabled(false);  // shown already
-  sim.clock->advanceBy(0.05);
+  sim.clock->advanceBy(0.19);
   b->setInputEnabled(false);
-  EXPECT_FALSE(b->inputEnabled()) << "the request that did nothing didn't move the stamp";
-  EXPECT_EQ(_presses.size(), 2u);
-}
-
-TEST_F(AudioTrackTest, APressOnAMissingButtonStillStamps) {
-  ddLogLevel = zar::platform::LogLevelDebug;
-  ZAR_DAWAudioTrack noButton(row("Walla - Audio Track "));
-  const auto b = trackWithInput("B - Audio Track", "off");
-  sim.clock->advanceBy(10);
-  noButton.setInputEnabled(true);  // nothing shows on, so it "presses"
-  sim.clock->advanceBy(0.1);
-  b->setInputEnabled(true);
+  EXPECT_TRUE(b->inputEnabled()) << "dropped: another track was pressed 0.19 s ago";
+  sim.clock->advanceBy(0.02);
+  a->setInputEnabled(true);  // shown already: no press, the stamp stays
+  sim.clock->advanceBy(0.01);
+  b->setInputEnabled(false);
   EXPECT_FALSE(b->inputEnabled());
-  EXPECT_TRUE(_presses.empty());
-  EXPECT_EQ(debugLines(), (std::vector<std::string>{"Walla ::Setting input enabled state:1",
-                                                     "B ::Setting input enabled state:1"}));
+  sim.clock->advanceBy(0.3);
+  noButton.setInputEnabled(true);
+  sim.clock->advanceBy(0.1);
+  a->setInputEnabled(false);
+  EXPECT_TRUE(a->inputEnabled()) << "the missing button's press was stamped";
+  EXPECT_EQ(_presses.size(), 2u);
+  EXPECT_EQ(debugLines().front(), "A ::Setting input enabled state:1");
+  EXPECT_EQ(debugLines().at(4), "Walla ::Setting input enabled state:1");
 }
 
 // Modes, description and name.
@@ -274,7 +202,6 @@ TEST_F(AudioTrackTest, ModesLiveInTheMatrixAtTheIndex) {
   EXPECT_EQ(matrix->rehearseModeAtTrackIndex(5), rehearse);
   EXPECT_EQ(matrix->recordModeAtTrackIndex(5), record);
   EXPECT_EQ(matrix->reviewModeAtTrackIndex(5), review);
-  EXPECT_EQ(track.recordMode(), record);
 
   track.setIndex(6);
   EXPECT_EQ(track.rehearseMode(), ZAR_DAWAudioTrackMode::nullTrackMode()) << "the mode belongs to the position";
@@ -306,51 +233,44 @@ TEST_F(AudioTrackTest, DescriptionShowsNameFlagsAndModes) {
                         static_cast<const void*>(&track)));
 }
 
-TEST_F(AudioTrackTest, TheNameIsTheTitleBeforeTheFirstMarkerInListOrder) {
-  const auto name = [&](const std::string& title) { return ZAR_DAWAudioTrack(row(title)).name(); };
-  EXPECT_EQ(name("Dialog 1 - Audio Track "), "Dialog 1 ");
-  EXPECT_EQ(name("Bus - Aux Track "), "Bus ");
-  EXPECT_EQ(name("Bus auxiliary track"), "Bus");
-  EXPECT_EQ(name("Dialog audio track"), "Dialog");
-  EXPECT_EQ(name("X audio track Y- Audio Track"), "X audio track Y") << "the dash marker comes first in priority";
-  EXPECT_EQ(name("A- Audio Track B- Audio Track"), "A") << "its first occurrence";
-  EXPECT_EQ(name("FX- Aux Track  audio track"), "FX- Aux Track ") << "the audio marker outranks the aux one";
-  EXPECT_EQ(name("- Audio Track"), "");
-  EXPECT_TRUE(errorLines(kNoNameLine) == 0) << "a marker at the start gives an empty name without complaint";
-
-  EXPECT_EQ(name("Dialog 1 Audio Track"), "");
-  EXPECT_EQ(errorLines(kNoNameLine), 1u) << "capitals without a dash match nothing";
-  EXPECT_EQ(name("Bus aux track"), "");
-  EXPECT_EQ(name("Dialog 1 - audio Track"), "");
-  EXPECT_EQ(errorLines(kNoNameLine), 3u);
-
-  EXPECT_EQ(ZAR_DAWAudioTrack(row(std::nullopt)).name(), "");
+TEST_F(AudioTrackTest, TheNameIsTheTitleBeforeTheFirstMarkerInListOrderOrAnErrorIsLogged) {
+  const std::tuple<std::optional<std::string>, const char*, std::size_t> names[] = {
+      {"Dialog 1 - Audio Track ", "Dialog 1 ", 0},
+      {"Bus - Aux Track ", "Bus ", 0},
+      {"Bus auxiliary track", "Bus", 0},
+      {"Dialog audio track", "Dialog", 0},
+      {"X audio track Y- Audio Track", "X audio track Y", 0},  // the dash marker comes first in priority
+      {"A- Audio Track B- Audio Track", "A", 0},               // at its first occurrence
+      {"FX- Aux Track  audio track", "FX- Aux Track ", 0},     // the audio marker outranks the aux one
+      {"- Audio Track", "", 0},                                // at the start: empty, without complaint
+      {"Dialog 1 Audio Track", "", 1},                         // capitals without a dash match nothing
+      {"Bus aux track", "", 1},
+      {"Dialog 1 - audio Track", "", 1},
+      {std::nullopt, "", 0}};                                  // no title: nothing to complain about
+  for (const auto& [title, name, errors] : names) {
+    sim.logger->clear();
+    EXPECT_EQ(ZAR_DAWAudioTrack(row(title)).name(), name) << title.value_or("(none)");
+    EXPECT_EQ(errorLines(kNoNameLine), errors) << title.value_or("(none)");
+  }
   const auto broken = row();
   const ZAR_DAWAudioTrack gone(broken);
   broken->invalidate();
   EXPECT_EQ(gone.name(), "");
-  EXPECT_EQ(errorLines(kNoNameLine), 3u) << "an unreadable title is not logged";
+  EXPECT_EQ(errorLines(kNoNameLine), 0u) << "an unreadable title is not logged";
 }
 
 // The application's record tracks and HUI feedback.
 
 class ApplicationTracksTest : public zar::test::ProToolsTest {
  protected:
-  void SetUp() override {
-    _proTools = launchProTools();
-    _driver = ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(_proTools));
-    ASSERT_TRUE(_driver);
-    ASSERT_EQ(_driver->audioTracks().size(), 3u);
-  }
+  void SetUp() override { ASSERT_EQ(_driver->audioTracks().size(), 3u); }
   std::shared_ptr<ZAR_DAWAudioTrack> track(std::size_t i) const { return _driver->audioTracks().at(i); }
   static std::shared_ptr<ZAR_DAWAudioTrackMode> recording(ZAR_DAWTrackState during = ZAR_DAWTrackStateRecord) {
     auto mode = std::make_shared<ZAR_DAWAudioTrackMode>();
     mode->setDuringState(during);
     return mode;
   }
-
-  std::shared_ptr<SimProTools> _proTools;
-  std::shared_ptr<ZAR_DAWApplication> _driver;
+  std::shared_ptr<ZAR_DAWApplication> _driver = attach(launchProTools());
 };
 
 TEST_F(ApplicationTracksTest, RecordTracksAreThoseWhoseRecordModeRecordsDuringTheCue) {
@@ -363,52 +283,30 @@ TEST_F(ApplicationTracksTest, RecordTracksAreThoseWhoseRecordModeRecordsDuringTh
   notRecording->setAfterState(ZAR_DAWTrackStateRecord);
   track(0)->setRecordMode(notRecording);
   EXPECT_EQ(_driver->recordTracks(), (std::vector{track(2)}));
-
-  track(0)->setRecordMode(recording());
-  EXPECT_EQ(_driver->recordTracks(), (std::vector{track(0), track(2)})) << "in track order";
   notRecording->setDuringState(ZAR_DAWTrackStateRecord);
-  track(1)->setRecordMode(notRecording);
-  EXPECT_EQ(_driver->recordTracks(), (std::vector{track(0), track(1), track(2)}));
-  notRecording->setDuringState(ZAR_DAWTrackStateMute);
-  EXPECT_EQ(_driver->recordTracks(), (std::vector{track(0), track(2)})) << "a change of the mode shows at once";
-
+  EXPECT_EQ(_driver->recordTracks(), (std::vector{track(0), track(2)})) << "in track order, read at every call";
   _driver->setAudioTracks({});
   EXPECT_TRUE(_driver->recordTracks().empty());
 }
 
-TEST_F(ApplicationTracksTest, RecordTracksBeyondTheMatrixDontQualify) {
-  track(0)->setRecordMode(recording());
-  track(0)->setIndex(64);
-  EXPECT_TRUE(_driver->recordTracks().empty());
-}
-
 TEST_F(ApplicationTracksTest, HUIFeedbackSetsTheCachedFlagOfTheTrackAtThePosition) {
-  _driver->huiDeviceMuteStateChangedForChannel(2, true);
-  EXPECT_TRUE(track(2)->muted());
-  EXPECT_FALSE(track(2)->recEnabled());
+  auto tracks = _driver->audioTracks();
+  std::swap(tracks[0], tracks[1]);
+  _driver->setAudioTracks(tracks);
+  _driver->huiDeviceMuteStateChangedForChannel(0, true);
+  EXPECT_TRUE(tracks[0]->muted()) << "the position counts, not the index";
+  EXPECT_EQ(tracks[0]->index(), 1);
   _driver->huiDeviceRecordStateChangedForChannel(2, true);
   EXPECT_TRUE(track(2)->recEnabled());
-  _driver->huiDeviceRecordStateChangedForChannel(0, true);
-  EXPECT_TRUE(track(0)->recEnabled());
-  EXPECT_FALSE(track(1)->recEnabled() || track(1)->muted());
-  _driver->huiDeviceMuteStateChangedForChannel(2, false);
-  EXPECT_FALSE(track(2)->muted());
-
+  EXPECT_FALSE(track(2)->muted() || track(1)->recEnabled() || track(1)->muted());
+  _driver->huiDeviceMuteStateChangedForChannel(0, false);
+  EXPECT_FALSE(track(0)->muted());
   for (const std::int32_t channel : {-1, 3, 64, INT32_MIN, INT32_MAX}) {
     _driver->huiDeviceMuteStateChangedForChannel(channel, true);
     _driver->huiDeviceRecordStateChangedForChannel(channel, false);
   }
   EXPECT_FALSE(track(0)->muted() || track(1)->muted() || track(2)->muted());
-  EXPECT_TRUE(track(0)->recEnabled() && track(2)->recEnabled());
-}
-
-TEST_F(ApplicationTracksTest, HUIFeedbackFollowsThePositionNotTheIndex) {
-  auto tracks = _driver->audioTracks();
-  std::swap(tracks[0], tracks[1]);
-  _driver->setAudioTracks(tracks);
-  _driver->huiDeviceMuteStateChangedForChannel(0, true);
-  EXPECT_TRUE(tracks[0]->muted());
-  EXPECT_EQ(tracks[0]->index(), 1);
+  EXPECT_TRUE(track(2)->recEnabled());
 }
 
 }  // namespace

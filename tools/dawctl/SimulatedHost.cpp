@@ -16,8 +16,14 @@ const zar::platform::HostIdentity kHost{"com.zar.dawctl", "dawctl"};
 SimulatedHost::SimulatedHost(const Options& options) {
   // The Linux services as a host gets them by default; dawctl replaces what it runs differently.
   _platform = zar::platform::makeDefaultPlatform(kHost);
+  _loopback = std::make_shared<zar::sim::LoopbackMidiPorts>();
   if (options.virtualTime) {
-    _platform->clock = std::make_shared<zar::sim::VirtualClock>();
+    auto clock = std::make_shared<zar::sim::VirtualClock>();
+    // MIDI in flight is delivered before time jumps: a ping sent at 3.0 s is answered at 3.0 s.
+    clock->setSettleHook([weak = std::weak_ptr(_loopback)] {
+      if (const auto loopback = weak.lock()) loopback->waitUntilIdle();
+    });
+    _platform->clock = clock;
   }
   _runLoop = std::make_shared<zar::native::MainRunLoop>(_platform->clock);
   _platform->mainRunLoop = _runLoop;
@@ -29,11 +35,14 @@ SimulatedHost::SimulatedHost(const Options& options) {
   if (!options.supportDirectory.empty()) {
     _platform->fileUtility = std::make_shared<zar::native::LocalFileUtility>(options.supportDirectory);
   }
-  _platform->midiPorts = std::make_shared<zar::sim::LoopbackMidiPorts>();
-  _platform->userDefaults->registerDefaults(
-      {{ZAR_MIDISystem::kBackendPrefKey, zar::sim::LoopbackMidiPorts::kApi}});
+  _platform->midiPorts = _loopback;
   _desktop = std::make_shared<zar::sim::SimDesktop>(_platform->clock, _runLoop, kHost);
   _desktop->provideServices(*_platform);
+  if (options.adjust) {
+    options.adjust(*_platform);
+  }
+  _platform->userDefaults->registerDefaults(
+      {{ZAR_MIDISystem::kBackendPrefKey, zar::sim::LoopbackMidiPorts::kApi}});
   zar::platform::Platform::install(_platform);
   _start = _platform->clock->now();
 }
@@ -42,13 +51,17 @@ SimulatedHost::~SimulatedHost() { zar::platform::Platform::install(nullptr); }
 
 std::shared_ptr<zar::sim::SimProTools> SimulatedHost::launchProTools() {
   zar::sim::SimProTools::Options options;
-  options.processIdentifier = _desktop->workspace()->unusedProcessIdentifier();
   options.sessionName = "Dialogue Session";
   options.tracks = {{"JO Dialog"}, {"ANNA Dialog"}, {"Guide"}, {"FX", zar::sim::SimProTools::TrackKind::aux}};
-  _proTools = std::make_shared<zar::sim::SimProTools>(options);
+  return launchProTools(std::move(options));
+}
+
+std::shared_ptr<zar::sim::SimProTools> SimulatedHost::launchProTools(zar::sim::SimProTools::Options options) {
+  options.processIdentifier = _desktop->workspace()->unusedProcessIdentifier();
+  _proTools = std::make_shared<zar::sim::SimProTools>(std::move(options));
   _desktop->workspace()->launch(_proTools);
   // Pro Tools' HUI peripheral is set to the framework's ports.
-  _proTools->attachHUI(_platform->midiPorts,
+  _proTools->attachHUI(_loopback,
                        zar::sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName,
                                                                 zar::sim::LoopbackMidiPorts::kApi));
   return _proTools;

@@ -73,7 +73,7 @@ void watch(const WatchOptions& options) {
     watchX11(options);
     return;
   }
-  SimulatedHost host(SimulatedHost::Options{options.virtualTime, options.directory});
+  SimulatedHost host(SimulatedHost::Options{options.virtualTime, options.directory, {}});
   std::mutex printing;
   host.launchProTools();
   zar::platform::TimerRef quitTimer;

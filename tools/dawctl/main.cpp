@@ -9,6 +9,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   dawctl::addTimecodeCommand(app);
   dawctl::addSettingsCommand(app);
+  dawctl::addDemoCommand(app);
   dawctl::addWatchCommand(app);
   dawctl::addHuiCheckCommand(app);
   CLI11_PARSE(app, argc, argv);

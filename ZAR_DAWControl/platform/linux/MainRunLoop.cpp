@@ -158,12 +158,16 @@ void MainRunLoop::runUntil(double deadline) {
     if (frame.stopped || !_queue.empty()) {
       continue;
     }
-    const double now = _clock->now();
-    if (now >= deadline) {
+    if (_clock->now() >= deadline) {
       break;
     }
+    // What settling schedules or queues (a timer set by a MIDI thread, say) counts before time moves.
+    runUnlocked(lock, [this] { _clock->settle(); });
+    if (frame.stopped || !_queue.empty()) {
+      continue;
+    }
     const double wake = std::min(deadline, nextFireDate());
-    if (wake > now) {
+    if (wake > _clock->now()) {
       _clock->waitUntil(_wakeUp, lock, wake);
     }
   }

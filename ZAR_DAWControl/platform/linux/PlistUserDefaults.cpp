@@ -19,6 +19,8 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include "ZAR_DAWControl/platform/linux/PropertyListNesting.h"
+
 namespace zar::native {
 
 namespace fs = std::filesystem;
@@ -70,6 +72,7 @@ bool renameNoReplace(const std::string& from, const std::string& to, int& error)
 }
 
 /// The value of a node, or nothing when it (or anything inside it) has no PropertyValue form.
+/// Recursive: `load` lets no tree deeper than `maximumNesting` reach it.
 std::optional<PropertyValue> fromNode(plist_t node) {
   switch (plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
@@ -141,6 +144,19 @@ std::optional<PropertyValue> fromNode(plist_t node) {
   }
 }
 
+/// Whether the value nests at most `depth` arrays and dictionaries deep; looks no deeper.
+bool nestsWithin(const PropertyValue& value, std::size_t depth) {
+  if (const auto* array = std::get_if<PropertyArray>(&value.storage)) {
+    return depth > 0 && std::all_of(array->begin(), array->end(),
+                                    [depth](const PropertyValue& item) { return nestsWithin(item, depth - 1); });
+  }
+  if (const auto* dictionary = std::get_if<PropertyDictionary>(&value.storage)) {
+    return depth > 0 && std::all_of(dictionary->begin(), dictionary->end(),
+                                    [depth](const auto& item) { return nestsWithin(item.second, depth - 1); });
+  }
+  return true;
+}
+
 plist_t toNode(const PropertyValue& value) {
   return std::visit(
       [](const auto& v) -> plist_t {
@@ -192,30 +208,41 @@ std::string PlistUserDefaults::defaultPath(const std::string& bundleIdentifier) 
 }
 
 void PlistUserDefaults::load(const std::string& path) {
-  std::error_code error;
-  const auto status = fs::status(path, error);
-  if (status.type() == fs::file_type::not_found) {
-    return;
+  using Status = platform::FileRead::Status;
+  const platform::FileRead file = _files.read(path, std::numeric_limits<std::uint32_t>::max());
+  switch (file.status) {
+    case Status::missing:
+      return;
+    case Status::notRegular:
+      log(LogFlag::error, __func__, __LINE__,
+          fmt::format("Preferences file {} is not a regular file; preferences are kept in memory only and it is "
+                      "left as it is",
+                      path));
+      _path.reset();
+      return;
+    case Status::tooLarge:
+      setAside(path, "is too large");
+      return;
+    case Status::failed:
+      setAside(path, fmt::format("can't be read ({})", file.failure));
+      return;
+    case Status::read:
+      break;
   }
-  if (error) {
-    // Whether there is a file is unknown, so writing could destroy one.
-    log(LogFlag::error, __func__, __LINE__, fmt::format("Can't look at preferences file {} ({}); preferences are kept in memory only",
-                                    path, error.message()));
-    _path.reset();
-    return;
-  }
-  const auto content = _files.readFile(path);
-  if (!content) {
-    setAside(path, "can't be read");
-    return;
-  }
-  if (content->size() > std::numeric_limits<std::uint32_t>::max()) {
-    setAside(path, "is too large");
-    return;
+  const std::string& content = file.content;
+  switch (propertyListNesting(content, maximumNesting)) {
+    case PropertyListNesting::tooDeep:
+      setAside(path, fmt::format("nests deeper than {} levels", maximumNesting));
+      return;
+    case PropertyListNesting::unreadable:
+      setAside(path, "is not a property list");
+      return;
+    case PropertyListNesting::within:
+      break;
   }
   plist_t parsed = nullptr;
-  if (!content->empty()) {
-    plist_from_memory(content->data(), static_cast<std::uint32_t>(content->size()), &parsed);
+  if (!content.empty()) {
+    plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &parsed);
   }
   const Node root(parsed);
   if (!root) {
@@ -252,11 +279,14 @@ void PlistUserDefaults::load(const std::string& path) {
 }
 
 void PlistUserDefaults::setAside(const std::string& path, const std::string& reason) {
-  const std::string base = path + ".corrupt-" + utcTimestamp();
+  // A link stays where it is; the file it names is what goes aside.
+  std::string failure;
+  const std::string target = LocalFileUtility::resolvedPath(path, failure).value_or(path);
+  const std::string base = target + ".corrupt-" + utcTimestamp();
   int error = 0;
   for (int attempt = 1; attempt <= 100; ++attempt) {
     const std::string aside = attempt == 1 ? base : fmt::format("{}-{}", base, attempt);
-    if (renameNoReplace(path, aside, error)) {
+    if (renameNoReplace(target, aside, error)) {
       log(LogFlag::error, __func__, __LINE__, fmt::format("Preferences file {} {}; moved it to {} and started with empty preferences",
                                       path, reason, aside));
       return;
@@ -288,6 +318,12 @@ std::optional<PropertyValue> PlistUserDefaults::objectForKey(const std::string& 
 }
 
 void PlistUserDefaults::setObject(const std::string& key, PropertyValue value) {
+  if (!nestsWithin(value, maximumNesting - 1)) {
+    log(LogFlag::error, __func__, __LINE__,
+        fmt::format("Preference \"{}\" is not stored: it nests deeper than the file may ({} levels)", key,
+                    maximumNesting));
+    return;
+  }
   std::uint64_t generation = 0;
   std::string xml;
   {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -16,12 +17,20 @@ namespace zar::native {
 /// Preferences kept in one property-list file (read as XML or binary, written as XML).
 ///
 /// The file is read once, at construction; every change rewrites it whole and atomically. A file
-/// that can't be read or parsed is moved aside (never overwritten) and the domain starts empty; if
-/// it can't be moved, the domain stays in memory for this process. Values of property-list types
-/// that have no `PropertyValue` form (dates, uids) are hidden from reads but written back as they
-/// were, unless their key is set or removed.
+/// that can't be read or parsed, or nests deeper than `maximumNesting`, is moved aside (never
+/// overwritten) and the domain starts empty; if it can't be moved, the domain stays in memory for
+/// this process. So does a domain whose path names something other than a regular file (a FIFO,
+/// a device), which is never opened for long nor replaced. A symbolic link stays a link: the file
+/// it names is read, replaced, or moved aside. Values of property-list types that have no
+/// `PropertyValue` form (dates, uids) are hidden from reads but written back as they were, unless
+/// their key is set or removed.
 class PlistUserDefaults final : public platform::UserDefaults {
  public:
+  /// The deepest nesting of arrays and dictionaries taken, the file's root dictionary included:
+  /// far beyond any real preference, and shallow enough for any thread's stack. `setObject`
+  /// refuses (and logs) a value that would nest deeper in the file.
+  static constexpr std::size_t maximumNesting = 128;
+
   /// `path` nothing: a domain in memory only. `logger` may be null.
   PlistUserDefaults(std::optional<std::string> path, std::shared_ptr<platform::Logger> logger);
   ~PlistUserDefaults() override;

@@ -10,6 +10,21 @@ ZAR_HUIDevice::ZAR_HUIDevice(std::shared_ptr<ZAR_MIDISystem> system)
 
 bool ZAR_HUIDevice::connected() const { return _system->huiConnected(); }
 
+bool ZAR_HUIDevice::lampsKnown() const { return _system->huiLampsKnown(); }
+
+void ZAR_HUIDevice::setTrackCount(std::int32_t count) {
+  std::shared_ptr<ZAR_HUIDeviceDelegate> delegate;
+  {
+    std::lock_guard lock(_attachment->mutex);
+    if (_attachment->trackCount == count) {
+      return;
+    }
+    _attachment->trackCount = count;
+    delegate = _attachment->delegate.lock();
+  }
+  _system->setHUITrackCount(count, delegate);
+}
+
 void ZAR_HUIDevice::toggleTrackRecEnabledForTrackIndex(std::int32_t trackIndex) {
   toggle(trackIndex, zar::hui::stripPort::recordReady, "record enable");
 }

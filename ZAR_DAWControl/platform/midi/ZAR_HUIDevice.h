@@ -8,8 +8,11 @@
 
 /// The framework as a HUI control surface of Pro Tools, on the MIDI system's HUI ports. Tracks
 /// are addressed by their position 0..63 in the edit window; the device brings the bank that
-/// shows a track into view before it presses the track's strip, and reports lamp changes of the
-/// strips in view to its delegate with the track position. Thread-safe.
+/// shows a track into view before it presses the track's strip, and reports the record-enable and
+/// mute lamps of the tracks to its delegate with the track position. From the moment Pro Tools
+/// first talks HUI it learns which bank is in view and brings every bank of the session into view
+/// once, so the lamps of all tracks are known, not only of those the framework pressed.
+/// Thread-safe.
 class ZAR_HUIDevice {
  public:
   static constexpr std::int32_t kTrackCount = 64;
@@ -25,6 +28,13 @@ class ZAR_HUIDevice {
   void toggleTrackRecEnabledForTrackIndex(std::int32_t trackIndex);
   /// Flips the mute of the track at `trackIndex`; positions outside 0..63 are ignored.
   void toggleTrackMuteForTrackIndex(std::int32_t trackIndex);
+  /// How many tracks the session shows on HUI (the framework's audio and aux tracks). A new count
+  /// lets the device survey the banks that hold them, and tells the delegate every lamp known, so a
+  /// delegate with new tracks learns their state at once. The same count again does nothing.
+  void setTrackCount(std::int32_t count);
+  /// Connected, and the lamps of every track of the session are known: a pass started now finds
+  /// the tracks' record enable and mute as Pro Tools shows them.
+  bool lampsKnown() const;
 
   /// Held weakly; called on the MIDI thread.
   std::shared_ptr<ZAR_HUIDeviceDelegate> delegate() const;

@@ -47,14 +47,24 @@ ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
     : _ports(std::move(ports)),
       _huiRequest(std::move(huiRequest)),
       _huiSurface([this](std::span<const std::uint8_t> bytes) {
-        if (const auto pair = _huiPair.load()) {
+        if (const auto pair = huiPair()) {
           pair->send(bytes);
         }
       }) {}
 
 ZAR_MIDISystem::~ZAR_MIDISystem() {
-  // Close before the surface goes: closing waits for a receive callback that uses it.
-  _huiPair.store(nullptr);
+  // Close before the surface goes: closing waits for a receive callback that uses it, and that
+  // callback may be sending, so the pair is closed outside the lock.
+  std::shared_ptr<zar::platform::MidiPortPair> pair;
+  {
+    std::lock_guard lock(_pairMutex);
+    pair = std::move(_huiPair);
+  }
+  pair.reset();
+  std::lock_guard lock(_tickMutex);
+  if (_tickTimer) {
+    _tickTimer->invalidate();
+  }
 }
 
 std::shared_ptr<ZAR_MIDIOutput> ZAR_MIDISystem::midiOutputForEventType(std::int32_t eventType) {
@@ -68,7 +78,7 @@ std::shared_ptr<ZAR_MIDIOutput> ZAR_MIDISystem::midiOutputForEventType(std::int3
 
 bool ZAR_MIDISystem::openHUIPort() {
   std::lock_guard lock(_mutex);
-  if (_huiPair.load()) {
+  if (huiPair()) {
     return true;
   }
   if (!_ports) {
@@ -83,8 +93,14 @@ bool ZAR_MIDISystem::openHUIPort() {
     return false;
   }
   ZAR_LOG_INFO("HUI MIDI ports open: in \"{}\", out \"{}\"", pair->inputName(), pair->outputName());
-  _huiPair.store(std::move(pair));
+  std::lock_guard pairLock(_pairMutex);
+  _huiPair = std::move(pair);
   return true;
+}
+
+std::shared_ptr<zar::platform::MidiPortPair> ZAR_MIDISystem::huiPair() const {
+  std::lock_guard lock(_pairMutex);
+  return _huiPair;
 }
 
 std::shared_ptr<ZAR_MIDISystem::HUIAttachment> ZAR_MIDISystem::attachHUIDevice() {
@@ -97,17 +113,32 @@ std::shared_ptr<ZAR_MIDISystem::HUIAttachment> ZAR_MIDISystem::attachHUIDevice()
 
 bool ZAR_MIDISystem::huiConnected() const { return _huiSurface.connected(clockNow()); }
 
+bool ZAR_MIDISystem::huiLampsKnown() const { return _huiSurface.lampsKnown(clockNow()); }
+
+void ZAR_MIDISystem::setHUITrackCount(int count, const std::shared_ptr<ZAR_HUIDeviceDelegate>& delegate) {
+  {
+    std::lock_guard delivery(_deliveryMutex);
+    deliver(_huiSurface.setTrackCount(count, clockNow()), delegatesOf(liveAttachments()));
+    if (delegate) {
+      deliver(_huiSurface.knownLamps(), {delegate});
+    }
+  }
+  scheduleTick();
+}
+
 std::uint64_t ZAR_MIDISystem::huiPingCount() const { return _huiSurface.pingCount(); }
 
 bool ZAR_MIDISystem::pressHUIStripPort(int track, std::uint8_t port) {
-  if (!_huiPair.load()) {
+  if (!huiPair()) {
     return false;
   }
-  return _huiSurface.pressStripPort(track, port, clockNow());
+  const bool pressed = _huiSurface.pressStripPort(track, port, clockNow());
+  scheduleTick();
+  return pressed;
 }
 
 bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
-  if (!_huiPair.load()) {
+  if (!huiPair()) {
     return false;
   }
   _huiSurface.sendForeign(message);
@@ -115,7 +146,7 @@ bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
 }
 
 std::string ZAR_MIDISystem::huiPortDescription() const {
-  const auto pair = _huiPair.load();
+  const auto pair = huiPair();
   return pair ? "in \"" + pair->inputName() + "\", out \"" + pair->outputName() + "\"" : std::string();
 }
 
@@ -134,13 +165,17 @@ std::vector<std::shared_ptr<ZAR_MIDISystem::HUIAttachment>> ZAR_MIDISystem::live
 }
 
 void ZAR_MIDISystem::receiveHUI(std::span<const std::uint8_t> bytes) {
-  const auto attachments = liveAttachments();
-  const auto changes = _huiSurface.receive(bytes, clockNow(), !attachments.empty());
-  if (changes.empty()) {
-    return;
+  {
+    std::lock_guard delivery(_deliveryMutex);
+    const auto attachments = liveAttachments();
+    deliver(_huiSurface.receive(bytes, clockNow(), !attachments.empty()), delegatesOf(attachments));
   }
+  scheduleTick();
+}
+
+ZAR_MIDISystem::Delegates ZAR_MIDISystem::delegatesOf(const std::vector<std::shared_ptr<HUIAttachment>>& attachments) {
   // An old device and its replacement usually share the delegate: tell it once.
-  std::vector<std::shared_ptr<ZAR_HUIDeviceDelegate>> delegates;
+  Delegates delegates;
   for (const auto& attachment : attachments) {
     std::shared_ptr<ZAR_HUIDeviceDelegate> delegate;
     {
@@ -151,6 +186,10 @@ void ZAR_MIDISystem::receiveHUI(std::span<const std::uint8_t> bytes) {
       delegates.push_back(std::move(delegate));
     }
   }
+  return delegates;
+}
+
+void ZAR_MIDISystem::deliver(const std::vector<zar::hui::HUISurface::Change>& changes, const Delegates& delegates) {
   for (const auto& change : changes) {
     for (const auto& delegate : delegates) {
       if (change.lamp == zar::hui::HUILamp::mute) {
@@ -160,4 +199,44 @@ void ZAR_MIDISystem::receiveHUI(std::span<const std::uint8_t> bytes) {
       }
     }
   }
+}
+
+void ZAR_MIDISystem::scheduleTick() {
+  const auto deadline = _huiSurface.nextDeadline();
+  if (!deadline) {
+    return;
+  }
+  std::lock_guard lock(_tickMutex);
+  if (_tickTimer && _tickTimer->isValid() && _tickDeadline <= *deadline) {
+    return;
+  }
+  const auto runLoop = zar::platform::Platform::current()->mainRunLoop;
+  if (!runLoop) {
+    return;  // changes then wait for the next MIDI message
+  }
+  if (_tickTimer) {
+    _tickTimer->invalidate();
+  }
+  _tickDeadline = *deadline;
+  std::weak_ptr<ZAR_MIDISystem> weak = weak_from_this();
+  _tickTimer = runLoop->scheduleRepeatingTimer(std::max(*deadline - clockNow(), 0.0), [weak] {
+    if (const auto system = weak.lock()) {
+      system->onTick();
+    }
+  });
+}
+
+void ZAR_MIDISystem::onTick() {
+  {
+    std::lock_guard lock(_tickMutex);
+    if (_tickTimer) {
+      _tickTimer->invalidate();
+      _tickTimer.reset();
+    }
+  }
+  {
+    std::lock_guard delivery(_deliveryMutex);
+    deliver(_huiSurface.tick(clockNow()), delegatesOf(liveAttachments()));
+  }
+  scheduleTick();
 }

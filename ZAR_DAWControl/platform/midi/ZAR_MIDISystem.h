@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "ZAR_DAWControl/platform/MidiPorts.h"
+#include "ZAR_DAWControl/platform/RunLoop.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUISurface.h"
 
 class ZAR_HUIDeviceDelegate;
@@ -16,7 +16,10 @@ class ZAR_MIDIOutput;
 
 /// The framework's MIDI: the HUI port pair to Pro Tools and what it has heard there over time.
 /// It outlives the HUI devices, which come and go (the transport makes a new one and asks it at
-/// once whether Pro Tools talks HUI), so the ping history of the ports lives here.
+/// once whether Pro Tools talks HUI), so the ping history of the ports and the lamps of the
+/// tracks live here. Lamp changes reach the devices' delegates on the MIDI thread, or on the main
+/// thread when they become due between two MIDI messages (a lamp that held for the debounce window
+/// is reported by a timer of the main run loop); the two never overlap and keep their order.
 ///
 /// Preferences (host's user defaults, read when the shared system is made):
 /// - "ZAR_MIDIBackend": "alsa" (default: works without a server and shows hardware and network
@@ -36,11 +39,12 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   static constexpr const char* kDefaultBackend = "alsa";
   static constexpr const char* kDefaultHUIPortName = "ZAR_DAWControl HUI";
 
-  /// What a HUI device holds while it lives: its delegate. The system holds it weakly; while one
-  /// is alive the system answers Pro Tools' pings.
+  /// What a HUI device holds while it lives: its delegate and the track count it last passed on.
+  /// The system holds it weakly; while one is alive the system answers Pro Tools' pings.
   struct HUIAttachment {
     std::mutex mutex;
     std::weak_ptr<ZAR_HUIDeviceDelegate> delegate;
+    std::optional<std::int32_t> trackCount;
   };
 
   /// The process's MIDI system, on the installed platform's MIDI ports and the preferences.
@@ -62,6 +66,10 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   std::shared_ptr<HUIAttachment> attachHUIDevice();
   /// Pro Tools pinged the HUI ports within the last two seconds (platform clock).
   bool huiConnected() const;
+  /// Connected, and the lamps of every track of the session are known (every bank was in view).
+  bool huiLampsKnown() const;
+  /// How many tracks the session shows on HUI; then tells `delegate` every lamp known.
+  void setHUITrackCount(int count, const std::shared_ptr<ZAR_HUIDeviceDelegate>& delegate);
   std::uint64_t huiPingCount() const;
   /// Brings `track` into view and presses and releases the strip's port.
   bool pressHUIStripPort(int track, std::uint8_t port);
@@ -71,13 +79,28 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   std::string huiPortDescription() const;
 
  private:
+  using Delegates = std::vector<std::shared_ptr<ZAR_HUIDeviceDelegate>>;
+
   void receiveHUI(std::span<const std::uint8_t> bytes);
+  std::shared_ptr<zar::platform::MidiPortPair> huiPair() const;
   std::vector<std::shared_ptr<HUIAttachment>> liveAttachments();
+  static Delegates delegatesOf(const std::vector<std::shared_ptr<HUIAttachment>>& attachments);
+  /// Tells the delegates; the caller holds `_deliveryMutex`.
+  static void deliver(const std::vector<zar::hui::HUISurface::Change>& changes, const Delegates& delegates);
+  /// Makes sure a timer of the main run loop fires when the surface has something due.
+  void scheduleTick();
+  void onTick();
 
   std::shared_ptr<zar::platform::MidiPorts> _ports;
   zar::platform::MidiPortRequest _huiRequest;
   zar::hui::HUISurface _huiSurface;
   std::mutex _mutex;  // opening, and the attachments
   std::vector<std::weak_ptr<HUIAttachment>> _attachments;
-  std::atomic<std::shared_ptr<zar::platform::MidiPortPair>> _huiPair;
+  mutable std::mutex _pairMutex;  // the open ports; never held while they are closed
+  std::shared_ptr<zar::platform::MidiPortPair> _huiPair;
+  /// Held while the surface's changes are worked out and told, so reports keep their order.
+  std::recursive_mutex _deliveryMutex;
+  std::mutex _tickMutex;
+  zar::platform::TimerRef _tickTimer;
+  double _tickDeadline = 0;
 };

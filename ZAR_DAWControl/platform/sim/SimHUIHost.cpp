@@ -167,8 +167,10 @@ void SimHUIHost::changeTrack(std::size_t index, const std::function<void(Track&)
 }
 
 void SimHUIHost::setTrackChangeCallback(std::function<void(std::size_t)> callback) {
-  std::lock_guard lock(_mutex);
+  std::unique_lock lock(_mutex);
   _trackChanged = std::move(callback);
+  const auto self = std::this_thread::get_id();
+  _notified.wait(lock, [&] { return std::all_of(_notifying.begin(), _notifying.end(), [&](auto id) { return id == self; }); });
 }
 
 SimHUIHost::TransportState SimHUIHost::transportState() const {
@@ -359,13 +361,18 @@ void SimHUIHost::notify(const std::vector<std::size_t>& changed) {
   std::function<void(std::size_t)> callback;
   {
     std::lock_guard lock(_mutex);
-    callback = _trackChanged;
-  }
-  if (callback) {
-    for (const std::size_t index : changed) {
-      callback(index);
+    if (!_trackChanged) {
+      return;
     }
+    callback = _trackChanged;
+    _notifying.push_back(std::this_thread::get_id());
   }
+  for (const std::size_t index : changed) {
+    callback(index);
+  }
+  std::lock_guard lock(_mutex);
+  _notifying.erase(std::find(_notifying.begin(), _notifying.end(), std::this_thread::get_id()));
+  _notified.notify_all();
 }
 
 }  // namespace zar::sim

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
@@ -73,6 +75,8 @@ class SimHUIHost : public std::enable_shared_from_this<SimHUIHost> {
   /// their bank where the session still reaches and show the new tracks' lamps.
   void setTracks(std::vector<Track> tracks);
   /// Called (on the thread that made the change) with the index of a track whose state changed.
+  /// Returns once no call of the previous callback runs any more (unless called from one), so
+  /// whoever clears it may go away.
   void setTrackChangeCallback(std::function<void(std::size_t)> callback);
 
   TransportState transportState() const;
@@ -122,6 +126,9 @@ class SimHUIHost : public std::enable_shared_from_this<SimHUIHost> {
   /// Last lamp value sent per strip and port; nothing when it must be sent again.
   std::optional<bool> _sentLamps[hui::kStripsPerBank][hui::kPortsPerZone];
   std::function<void(std::size_t)> _trackChanged;
+  /// Threads running the track change callback now.
+  std::vector<std::thread::id> _notifying;
+  std::condition_variable _notified;
   platform::TimerRef _pingTimer;
   platform::TimerRef _flashTimer;
 };

@@ -22,17 +22,18 @@ void VirtualClock::waitUntil(std::condition_variable& cv, std::unique_lock<std::
     cv.wait(lock);
     return;
   }
+  advanceTo(deadline);
+}
+
+void VirtualClock::settle() {
   std::function<void()> settle;
   {
     std::lock_guard guard(_mutex);
     settle = _settle;
   }
   if (settle) {
-    lock.unlock();
     settle();
-    lock.lock();
   }
-  advanceTo(deadline);
 }
 
 void VirtualClock::setSettleHook(std::function<void()> settle) {

@@ -25,8 +25,10 @@ class VirtualClock final : public platform::Clock {
   void sleep(double seconds) override;
   void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double deadline) override;
 
-  /// Called before a wait lets time jump, with the waiter's lock released, so that what the
-  /// simulated world still has in flight (MIDI on the loopback, say) happens at the current time.
+  /// Runs the settle hook.
+  void settle() override;
+  /// What `settle` runs, so that what the simulated world still has in flight (MIDI on the
+  /// loopback, say) happens at the current time before a waiter lets time jump.
   void setSettleHook(std::function<void()> settle);
 
   /// Moves time forward (never backward) to `time`.

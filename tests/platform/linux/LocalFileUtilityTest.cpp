@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
 #include "support/TemporaryDirectory.h"
@@ -14,20 +17,21 @@ namespace {
 
 namespace fs = std::filesystem;
 using zar::native::LocalFileUtility;
+using zar::platform::FileRead;
 using zar::test::TemporaryDirectory;
 
-std::size_t entriesIn(const std::string& directory) {
-  return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
+std::vector<std::string> entriesIn(const std::string& directory) {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
-TEST(LocalFileUtility, SupportDirectoryIsMadeWhenMissing) {
+TEST(LocalFileUtility, SupportDirectoryIsMadeWhenMissingAndFollowsXdgDataHome) {
   TemporaryDirectory temp;
-  LocalFileUtility files(temp.file("a/b/Vantrole"));
-  EXPECT_EQ(files.applicationSupportDirectoryPath(), temp.file("a/b/Vantrole"));
+  EXPECT_EQ(LocalFileUtility(temp.file("a/b/Vantrole")).applicationSupportDirectoryPath(), temp.file("a/b/Vantrole"));
   EXPECT_TRUE(fs::is_directory(temp.file("a/b/Vantrole")));
-}
 
-TEST(LocalFileUtility, DefaultDirectoryHonoursXdgDataHome) {
   const char* saved = std::getenv("XDG_DATA_HOME");
   const std::string previous = saved != nullptr ? saved : "";
   ::setenv("XDG_DATA_HOME", "/tmp/zar-xdg-data", 1);
@@ -36,33 +40,20 @@ TEST(LocalFileUtility, DefaultDirectoryHonoursXdgDataHome) {
   ::setenv("XDG_DATA_HOME", "relative/data", 1);
   ::setenv("HOME", "/home/someone", 1);
   EXPECT_EQ(LocalFileUtility::defaultApplicationSupportDirectory("Vantrole"), "/home/someone/.local/share/Vantrole");
-  if (saved != nullptr) {
-    ::setenv("XDG_DATA_HOME", previous.c_str(), 1);
-  } else {
-    ::unsetenv("XDG_DATA_HOME");
-  }
+  saved != nullptr ? ::setenv("XDG_DATA_HOME", previous.c_str(), 1) : ::unsetenv("XDG_DATA_HOME");
 }
 
 TEST(LocalFileUtility, WritesReplaceWholeFilesAndReadBack) {
   TemporaryDirectory temp;
   LocalFileUtility files(temp.path());
   const std::string path = temp.file("settings.bin");
-  EXPECT_FALSE(files.fileExists(path));
-  EXPECT_FALSE(files.readFile(path).has_value());
-
   const std::string binary("\0\x01\xff tail", 8);
   ASSERT_TRUE(files.writeFileAtomically(path, binary));
   EXPECT_EQ(files.readFile(path), binary);
   ASSERT_TRUE(files.writeFileAtomically(path, ""));
   EXPECT_EQ(files.readFile(path), "");
-  EXPECT_EQ(entriesIn(temp.path()), 1u) << "no temporary file stays behind";
-}
-
-TEST(LocalFileUtility, WriteIntoMissingDirectoryFailsAndMakesNothing) {
-  TemporaryDirectory temp;
-  LocalFileUtility files(temp.path());
-  EXPECT_FALSE(files.writeFileAtomically(temp.file("missing/settings.bin"), "data"));
-  EXPECT_EQ(entriesIn(temp.path()), 0u);
+  EXPECT_FALSE(files.write(temp.file("missing/settings.bin"), "data").done);
+  EXPECT_EQ(entriesIn(temp.path()), std::vector<std::string>{"settings.bin"}) << "no temporary file stays behind";
 }
 
 TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {
@@ -80,21 +71,83 @@ TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {
   rlimit small = previousLimit;
   small.rlim_cur = 4096;
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-
-  const bool written = files.writeFileAtomically(path, std::string(1 << 20, 'x'));
-
+  const auto written = files.write(path, std::string(1 << 20, 'x'));
   ::setrlimit(RLIMIT_FSIZE, &previousLimit);
   ::sigaction(SIGXFSZ, &previousAction, nullptr);
 
-  EXPECT_FALSE(written);
+  EXPECT_FALSE(written.done);
+  EXPECT_EQ(written.failure, "File too large");
   EXPECT_EQ(files.readFile(path), "old content");
-  EXPECT_EQ(entriesIn(temp.path()), 1u) << "the partial temporary file is removed";
+  EXPECT_EQ(entriesIn(temp.path()).size(), 1u) << "the partial temporary file is removed";
 }
 
-TEST(LocalFileUtility, UnreadablePathGivesNothing) {
+TEST(LocalFileUtility, OnlyRegularFilesAreReadOrReplacedAndNothingWaits) {
   TemporaryDirectory temp;
   LocalFileUtility files(temp.path());
-  EXPECT_FALSE(files.readFile(temp.path()).has_value()) << "a directory is not a readable file";
+  ASSERT_EQ(::mkfifo(temp.file("fifo").c_str(), 0600), 0);
+  fs::create_symlink("/dev/null", temp.file("device"));
+  ASSERT_TRUE(files.writeFileAtomically(temp.file("big"), "12345"));
+  const struct {
+    std::string path;
+    FileRead::Status status;
+  } cases[] = {{temp.file("missing"), FileRead::Status::missing},
+               {temp.file("missing/below"), FileRead::Status::missing},
+               {temp.path(), FileRead::Status::notRegular},
+               {temp.file("fifo"), FileRead::Status::notRegular},  // opening it to read would wait for a writer
+               {temp.file("device"), FileRead::Status::notRegular},
+               {temp.file("big"), FileRead::Status::tooLarge}};
+  for (const auto& [path, status] : cases) {
+    const FileRead read = files.read(path, 4);
+    EXPECT_EQ(read.status, status) << path;
+    EXPECT_FALSE(read.failure.empty()) << path;
+  }
+  EXPECT_EQ(files.read(temp.file("big"), 5).content, "12345");
+  for (const char* name : {"fifo", "device"}) {
+    EXPECT_EQ(files.write(temp.file(name), "data").failure, "not a regular file") << name;
+  }
+  EXPECT_TRUE(fs::is_fifo(temp.file("fifo")));
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST(LocalFileUtility, LinksStayLinksAndTheirTargetsAreWrittenAndKept) {
+  TemporaryDirectory temp;
+  LocalFileUtility files(temp.path());
+  fs::create_directory(temp.file("real"));
+  fs::create_symlink("real/target.bin", temp.file("hop"));  // relative, and at first to nothing
+  fs::create_symlink(temp.file("hop"), temp.file("settings.bin"));
+  ASSERT_TRUE(files.writeFileAtomically(temp.file("settings.bin"), "first"));
+  ASSERT_TRUE(files.writeFileAtomically(temp.file("settings.bin"), "second"));
+  EXPECT_TRUE(fs::is_symlink(temp.file("settings.bin")));
+  EXPECT_EQ(files.readFile(temp.file("real/target.bin")), "second");
+
+  const auto kept = files.keepAside(temp.file("settings.bin"), "unreadable", 3);
+  ASSERT_TRUE(kept.done) << kept.failure;
+  EXPECT_EQ(fs::path(kept.path).parent_path().string(), temp.file("real")) << "beside the file the link names";
+
+  fs::create_symlink("loop", temp.file("loop"));
+  EXPECT_EQ(files.write(temp.file("loop"), "x").failure, "Too many levels of symbolic links");
+}
+
+TEST(LocalFileUtility, KeptCopiesHoldTheOldBytesAndOnlyTheNewestStay) {
+  TemporaryDirectory temp;
+  LocalFileUtility files(temp.path());
+  const std::string path = temp.file("list.bin");
+  for (const char* old : {"list.bin.unreadable-20200101T000000Z", "list.bin.unreadable-20200101T000000Z-2",
+                          "list.bin.unreadable-20210101T000000Z", "list.bin.unreadable-notes", "list.bin.other-1"}) {
+    ASSERT_TRUE(files.writeFileAtomically(temp.file(old), old));
+  }
+  ASSERT_TRUE(files.writeFileAtomically(path, "unreadable bytes"));
+  const auto kept = files.keepAside(path, "unreadable", 3);
+  ASSERT_TRUE(kept.done) << kept.failure;
+  ASSERT_TRUE(files.writeFileAtomically(path, "new"));
+  EXPECT_EQ(files.readFile(kept.path), "unreadable bytes");
+  const std::string copy = fs::path(kept.path).filename().string();
+  EXPECT_EQ(copy.size(), std::string("list.bin.unreadable-20250101T120000Z").size()) << copy;
+  EXPECT_EQ(entriesIn(temp.path()),
+            (std::vector<std::string>{"list.bin", "list.bin.other-1", "list.bin.unreadable-20200101T000000Z-2",
+                                      "list.bin.unreadable-20210101T000000Z", copy, "list.bin.unreadable-notes"}))
+      << "the oldest copy went; names of another form stay";
+  EXPECT_FALSE(files.keepAside(temp.file("missing"), "unreadable", 3).done);
 }
 
 }  // namespace

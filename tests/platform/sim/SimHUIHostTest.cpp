@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
+#include <thread>
+
 #include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
 #include "support/HUISimulation.h"
@@ -154,6 +158,34 @@ TEST(SimHUIHost, OpensItsPortsOnceTheSurfacesPortsExist) {
   for (const auto& e : surface.takeEvents()) pinged = pinged || e.kind == HUIEvent::Kind::ping;
   EXPECT_TRUE(pinged);
   EXPECT_FALSE(host->track(4));
+}
+
+}  // namespace
+
+namespace {
+
+TEST(SimHUIHost, ClearingTheChangeCallbackWaitsForACallInProgress) {
+  // Whoever clears the callback (the simulated Pro Tools going away) may be destroyed right after:
+  // a call still running on the MIDI thread must have ended by then.
+  HUISimulation sim;
+  auto host = sim.makeHost(4);
+  std::promise<void> entered;
+  std::promise<void> release;
+  std::atomic<bool> finished{false};
+  host->setTrackChangeCallback([&](std::size_t) {
+    entered.set_value();
+    release.get_future().wait();
+    finished = true;
+  });
+  std::thread user([&] { host->setTrackMuted(0, true); });
+  entered.get_future().wait();
+  std::thread quitting([&] {
+    host->setTrackChangeCallback({});
+    EXPECT_TRUE(finished.load());
+  });
+  release.set_value();
+  quitting.join();
+  user.join();
 }
 
 }  // namespace

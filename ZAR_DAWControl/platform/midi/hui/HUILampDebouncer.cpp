@@ -5,6 +5,9 @@ namespace zar::hui {
 namespace {
 /// The value that wins while a lamp flashes.
 bool winningValue(HUILamp lamp) { return lamp == HUILamp::recordReady; }
+
+/// Timers fire at their date give or take rounding; a deadline that close counts as come.
+constexpr double kTimeTolerance = 1e-9;
 }  // namespace
 
 void HUILampDebouncer::report(int track, HUILamp lamp, bool on, double now, std::vector<Change>& changes) {
@@ -19,9 +22,9 @@ void HUILampDebouncer::report(int track, HUILamp lamp, bool on, double now, std:
       entry.state = reported;
       changes.push_back(Change{track, lamp, on});
     }
-    return;
-  }
-  if (entry.state != reported && !entry.pendingSince) {
+  } else if (entry.state == reported) {
+    entry.pendingSince.reset();
+  } else if (!entry.pendingSince) {
     entry.pendingSince = now;
   }
   sweep(now, changes);
@@ -31,7 +34,7 @@ void HUILampDebouncer::sweep(double now, std::vector<Change>& changes) {
   for (std::size_t track = 0; track < _lamps.size(); ++track) {
     for (std::size_t index = 0; index < 2; ++index) {
       Lamp& entry = _lamps[track][index];
-      if (entry.pendingSince && now - *entry.pendingSince >= _window) {
+      if (entry.pendingSince && now - *entry.pendingSince + kTimeTolerance >= _window) {
         const auto lamp = static_cast<HUILamp>(index);
         const bool value = !winningValue(lamp);
         entry.pendingSince.reset();
@@ -42,17 +45,50 @@ void HUILampDebouncer::sweep(double now, std::vector<Change>& changes) {
   }
 }
 
-void HUILampDebouncer::keepPendingOnlyFor(int first, int last) {
+std::optional<double> HUILampDebouncer::nextDeadline() const {
+  std::optional<double> earliest;
+  for (const auto& lamps : _lamps) {
+    for (const Lamp& entry : lamps) {
+      if (entry.pendingSince && (!earliest || *entry.pendingSince + _window < *earliest)) {
+        earliest = *entry.pendingSince + _window;
+      }
+    }
+  }
+  return earliest;
+}
+
+void HUILampDebouncer::keepPendingOnlyFor(int first, int last, double now) {
   for (std::size_t track = 0; track < _lamps.size(); ++track) {
     const int index = static_cast<int>(track);
     if (index < first || index > last) {
       for (Lamp& entry : _lamps[track]) {
-        entry.pendingSince.reset();
+        if (entry.pendingSince && now - *entry.pendingSince + kTimeTolerance < _window) {
+          entry.pendingSince.reset();
+        }
       }
     }
   }
 }
 
+void HUILampDebouncer::forget(int track, HUILamp lamp) {
+  if (track >= 0 && track < kTrackCount) {
+    _lamps[static_cast<std::size_t>(track)][static_cast<std::size_t>(lamp)] = Lamp{};
+  }
+}
+
 void HUILampDebouncer::reset() { _lamps = {}; }
+
+std::vector<HUILampDebouncer::Change> HUILampDebouncer::known() const {
+  std::vector<Change> states;
+  for (std::size_t track = 0; track < _lamps.size(); ++track) {
+    for (std::size_t index = 0; index < 2; ++index) {
+      const State state = _lamps[track][index].state;
+      if (state != State::unknown) {
+        states.push_back(Change{static_cast<int>(track), static_cast<HUILamp>(index), state == State::on});
+      }
+    }
+  }
+  return states;
+}
 
 }  // namespace zar::hui

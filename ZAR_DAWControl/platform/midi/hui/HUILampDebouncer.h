@@ -10,13 +10,18 @@ namespace zar::hui {
 /// The two lamps of a channel strip that the framework follows.
 enum class HUILamp : std::uint8_t { mute = 0, recordReady = 1 };
 
-/// Turns lamp reports into state changes. Pro Tools flashes lamps, so one report is not a change:
-/// record-ready flashes on an armed track while not recording (armed all the same), mute flashes
-/// on a track muted only because another track is soloed (its own mute is off). So for each lamp
-/// one value wins during flashing, on for record-ready and off for mute: a report of that value
-/// is a change at once, while the other value is reported only once it held for the whole window
-/// without the winning value coming back. That is noticed when the next report or sweep comes (the
-/// host pings every second), so changes are still reported on the thread that feeds the debouncer.
+/// Turns lamp reports of tracks into state changes. Pro Tools flashes lamps, so one report is not a
+/// change: record-ready flashes on an armed track while not recording (armed all the same), mute
+/// flashes on a track muted only because another track is soloed (its own mute is off). So for
+/// each lamp one value wins during flashing, on for record-ready and off for mute: a report of
+/// that value is a change at once, while the other value is reported only once it held for the
+/// whole window without the winning value coming back. The window must be longer than the host's
+/// dark (or lit) half of a flash and is best kept under a second, so that a real change is known
+/// within a second of its last lamp; whatever the window, a value that lasts longer is reported.
+///
+/// The owner keeps it in step with the surface's own presses: after a press toggles a lamp the
+/// lamp is unknown again (`forget`), so whatever the host shows next is reported, also a user's
+/// change right after the press. Time is passed in; `nextDeadline` says when a sweep is due.
 /// Not thread-safe; the owner locks.
 class HUILampDebouncer {
  public:
@@ -29,18 +34,24 @@ class HUILampDebouncer {
     friend bool operator==(const Change&, const Change&) = default;
   };
 
-  /// `window` must be longer than the host's flash period.
   explicit HUILampDebouncer(double window) : _window(window) {}
 
-  /// A report of one lamp at `now`.
+  /// A report of one lamp at `now`; tracks outside 0..63 are ignored.
   void report(int track, HUILamp lamp, bool on, double now, std::vector<Change>& changes);
   /// Reports lamps whose losing value has held for the window by `now`.
   void sweep(double now, std::vector<Change>& changes);
-  /// Drops pending reports of tracks outside [first, last]: out of view, a flashing lamp would
-  /// otherwise settle on the losing value because its next winning report never comes.
-  void keepPendingOnlyFor(int first, int last);
+  /// When the earliest pending report becomes a change; nothing when none is pending.
+  std::optional<double> nextDeadline() const;
+  /// Drops pending reports of tracks outside [first, last] that are not due by `now`: out of view,
+  /// a flashing lamp would otherwise settle on the losing value because its next winning report
+  /// never comes. Reports already due stay for the next sweep.
+  void keepPendingOnlyFor(int first, int last, double now);
+  /// Makes one lamp unknown: its next report is a change, whichever value it has.
+  void forget(int track, HUILamp lamp);
   /// Forgets every state: all lamps unknown.
   void reset();
+  /// Every lamp whose state is known, by track and lamp.
+  std::vector<Change> known() const;
 
  private:
   enum class State : std::uint8_t { unknown, on, off };

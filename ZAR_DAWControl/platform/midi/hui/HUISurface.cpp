@@ -1,11 +1,15 @@
 #include "ZAR_DAWControl/platform/midi/hui/HUISurface.h"
 
+#include <algorithm>
+
 #include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
 namespace zar::hui {
 
 namespace {
+constexpr double kTimeTolerance = 1e-9;
+
 std::optional<HUILamp> followedLamp(std::uint8_t port) {
   if (port == stripPort::mute) {
     return HUILamp::mute;
@@ -15,47 +19,70 @@ std::optional<HUILamp> followedLamp(std::uint8_t port) {
   }
   return std::nullopt;
 }
+
+std::optional<double> earlier(std::optional<double> a, std::optional<double> b) {
+  if (!a) return b;
+  if (!b) return a;
+  return std::min(*a, *b);
+}
 }  // namespace
 
-HUISurface::HUISurface(Sink sink, double lampDebounceWindow) : _sink(std::move(sink)), _debouncer(lampDebounceWindow) {}
+HUISurface::HUISurface(Sink sink, double lampDebounceWindow)
+    : _sink(std::move(sink)), _window(lampDebounceWindow), _debouncer(lampDebounceWindow) {}
 
-std::vector<HUILampDebouncer::Change> HUISurface::receive(std::span<const std::uint8_t> bytes, double now,
-                                                           bool answerPings) {
-  std::vector<HUILampDebouncer::Change> changes;
+std::vector<HUISurface::Change> HUISurface::receive(std::span<const std::uint8_t> bytes, double now,
+                                                    bool answerPings) {
+  std::vector<Change> changes;
   std::lock_guard lock(_mutex);
   for (const HUIEvent& event : _decoder.decode(bytes)) {
     switch (event.kind) {
       case HUIEvent::Kind::ping:
         if (!connectedLocked(now)) {
-          // The host was away: its session, and so the bank in view and every lamp, may differ.
-          _navigator.forget();
-          _debouncer.reset();
+          // A new host, or one that was away: its session, the bank in view and every lamp may differ.
+          forgetPositionLocked();
         }
         _lastPing = now;
         ++_pingCount;
         if (answerPings) {
           sendLocked(HUICodec::pingReply());
+          if (_view == View::unknown) {
+            moveLocked(_navigator.movesToShow(0), now);
+            _survey.start(_trackCount);
+          }
         }
         break;
       case HUIEvent::Kind::systemReset:
-        _navigator.forget();
-        _debouncer.reset();
+        forgetPositionLocked();
+        _strips = {};
         break;
-      case HUIEvent::Kind::lamp: {
-        const auto lamp = followedLamp(event.port);
-        const auto track = _navigator.trackForStrip(event.zone);
-        if (lamp && track) {
-          _debouncer.report(*track, *lamp, event.on, now, changes);
+      case HUIEvent::Kind::lamp:
+        if (const auto lamp = followedLamp(event.port); lamp && event.zone <= zone::lastStrip) {
+          lampLocked(event.zone, *lamp, event.on, now, changes);
         }
         break;
-      }
       case HUIEvent::Kind::pingReply:
       case HUIEvent::Kind::switchPort:
         break;
     }
   }
-  _debouncer.sweep(now, changes);
+  advanceLocked(now, changes);
   return changes;
+}
+
+std::vector<HUISurface::Change> HUISurface::tick(double now) {
+  std::vector<Change> changes;
+  std::lock_guard lock(_mutex);
+  advanceLocked(now, changes);
+  return changes;
+}
+
+std::optional<double> HUISurface::nextDeadline() const {
+  std::lock_guard lock(_mutex);
+  auto deadline = _debouncer.nextDeadline();
+  if (_view == View::settling) {
+    deadline = earlier(deadline, _movedAt + kBankSettleTime);
+  }
+  return earlier(deadline, _survey.dwellUntil());
 }
 
 bool HUISurface::pressStripPort(int track, std::uint8_t port, double now) {
@@ -64,24 +91,14 @@ bool HUISurface::pressStripPort(int track, std::uint8_t port, double now) {
   }
   std::lock_guard lock(_mutex);
   if (!connectedLocked(now)) {
+    // Nobody may have seen our earlier moves: learn the position again.
     _navigator.forget();
+    _view = View::unknown;
   }
-  const auto moves = _navigator.movesToShow(track);
-  for (const std::uint8_t move : moves) {
-    for (const HUIMessage& message : HUICodec::buttonPress(zone::channelSelection, move)) {
-      sendLocked(message);
-    }
-  }
-  if (!moves.empty()) {
-    const int first = *_navigator.offset();
-    _debouncer.keepPendingOnlyFor(first, first + kStripsPerBank - 1);
-  }
-  const auto strip = static_cast<std::uint8_t>(track - *_navigator.offset());
-  for (const HUIMessage& message : HUICodec::buttonPress(strip, port)) {
-    sendLocked(message);
-  }
-  if (_foreignZone) {
-    sendLocked(HUICodec::selectSwitchZone(*_foreignZone));
+  moveLocked(_navigator.movesToShow(track), now);
+  pressLocked(static_cast<std::uint8_t>(track - *_navigator.offset()), port);
+  if (const auto lamp = followedLamp(port)) {
+    _debouncer.forget(track, *lamp);
   }
   return true;
 }
@@ -94,9 +111,43 @@ void HUISurface::sendForeign(std::span<const std::uint8_t> message) {
   sendLocked(message);
 }
 
+std::vector<HUISurface::Change> HUISurface::setTrackCount(int count, double now) {
+  count = std::clamp(count, 0, HUIBankNavigator::kTrackCount);
+  std::vector<Change> changes;
+  std::lock_guard lock(_mutex);
+  if (_trackCount == count) {
+    return changes;
+  }
+  const bool tracksCameOrWent = _trackCount.has_value();
+  _trackCount = count;
+  if (!tracksCameOrWent) {
+    _survey.extend(count);
+  } else {
+    forgetPositionLocked();
+    if (connectedLocked(now)) {
+      moveLocked(_navigator.movesToShow(0), now);
+      _survey.start(_trackCount);
+    }
+  }
+  advanceLocked(now, changes);
+  return changes;
+}
+
+std::vector<HUISurface::Change> HUISurface::knownLamps() const {
+  std::lock_guard lock(_mutex);
+  auto known = _debouncer.known();
+  std::erase_if(known, [this](const Change& change) { return !inSessionLocked(change.track); });
+  return known;
+}
+
 bool HUISurface::connected(double now) const {
   std::lock_guard lock(_mutex);
   return connectedLocked(now);
+}
+
+bool HUISurface::lampsKnown(double now) const {
+  std::lock_guard lock(_mutex);
+  return connectedLocked(now) && _view == View::settled && !_survey.active();
 }
 
 std::uint64_t HUISurface::pingCount() const {
@@ -121,5 +172,99 @@ void HUISurface::sendLocked(std::span<const std::uint8_t> bytes) {
     _sink(bytes);
   }
 }
+
+void HUISurface::pressLocked(std::uint8_t zone, std::uint8_t port) {
+  for (const HUIMessage& message : HUICodec::buttonPress(zone, port)) {
+    sendLocked(message);
+  }
+  if (_foreignZone) {
+    sendLocked(HUICodec::selectSwitchZone(*_foreignZone));
+  }
+}
+
+void HUISurface::moveLocked(const std::vector<std::uint8_t>& moves, double now) {
+  if (moves.empty()) {
+    return;
+  }
+  for (const std::uint8_t move : moves) {
+    pressLocked(zone::channelSelection, move);
+  }
+  _view = View::settling;
+  _movedAt = now;
+  _shownSinceMove = {};
+  _survey.movedAway();
+  const int first = *_navigator.offset();
+  _debouncer.keepPendingOnlyFor(first, first + kStripsPerBank - 1, now);
+}
+
+void HUISurface::forgetPositionLocked() {
+  _navigator.forget();
+  _view = View::unknown;
+  _debouncer.reset();
+  _survey.stop();
+}
+
+void HUISurface::lampLocked(int strip, HUILamp lamp, bool on, double now, std::vector<Change>& changes) {
+  const auto s = static_cast<std::size_t>(strip);
+  const auto l = static_cast<std::size_t>(lamp);
+  _strips[s][l] = on;
+  if (_view == View::settling) {
+    _shownSinceMove[s][l] = on;
+  } else if (_view == View::settled) {
+    const int track = *_navigator.offset() + strip;
+    if (inSessionLocked(track)) {
+      _debouncer.report(track, lamp, on, now, changes);
+    }
+  }
+}
+
+void HUISurface::advanceLocked(double now, std::vector<Change>& changes) {
+  if (_view == View::settling) {
+    const bool allShown = std::all_of(_shownSinceMove.begin(), _shownSinceMove.end(), [](const auto& strip) {
+      return strip[0].has_value() && strip[1].has_value();
+    });
+    if (allShown || now + kTimeTolerance >= _movedAt + kBankSettleTime) {
+      settleLocked(now, changes);
+    }
+  }
+  _debouncer.sweep(now, changes);
+  if (!connectedLocked(now)) {
+    _survey.stop();
+  }
+  while (_view == View::settled && _survey.active()) {
+    if (_survey.finishDwell(now)) {
+      continue;
+    }
+    if (_survey.dwellUntil()) {
+      break;
+    }
+    const auto target = _survey.target();
+    if (!target) {
+      _survey.stop();
+      break;
+    }
+    const auto moves = _navigator.movesToShow(*target);
+    if (!moves.empty()) {
+      moveLocked(moves, now);
+      break;
+    }
+    _survey.inView(now, _window);
+  }
+}
+
+void HUISurface::settleLocked(double now, std::vector<Change>& changes) {
+  _view = View::settled;
+  const int offset = *_navigator.offset();
+  for (int strip = 0; strip < kStripsPerBank; ++strip) {
+    for (const HUILamp lamp : {HUILamp::mute, HUILamp::recordReady}) {
+      const auto& shown = _strips[static_cast<std::size_t>(strip)][static_cast<std::size_t>(lamp)];
+      if (shown && inSessionLocked(offset + strip)) {
+        _debouncer.report(offset + strip, lamp, *shown, now, changes);
+      }
+    }
+  }
+}
+
+bool HUISurface::inSessionLocked(int track) const { return !_trackCount || track < *_trackCount; }
 
 }  // namespace zar::hui

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -8,53 +9,102 @@
 #include <vector>
 
 #include "ZAR_DAWControl/platform/midi/hui/HUIBankNavigator.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIBankSurvey.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUILampDebouncer.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
 namespace zar::hui {
 
 /// The surface side of one HUI port pair: what the host has said over time (pings, lamps) and
 /// what the surface has done (its bank moves). Bytes from the host come in through `receive`;
 /// bytes to the host go out through the sink given at construction, always whole messages and
-/// never two senders interleaved. Time is passed in, so the model runs on any clock.
+/// never two senders interleaved. Time is passed in, so the model runs on any clock; `tick` does
+/// what is due at a time and `nextDeadline` says when the next thing is due.
+///
+/// Knowing which tracks are in view: the host never says which track the first strip shows. When
+/// the host starts talking (the first ping answered, or the first after it was away) the surface
+/// brings the first bank into view with bank-left presses and counts its moves from there. After
+/// every move it holds the lamps it receives until the host has shown the new bank (a lamp of every
+/// strip has come) or for `kBankSettleTime`, so that lamps the host sent before it saw the move are
+/// not taken for the new bank's; lamps that come while the bank is not known are kept per strip and
+/// count once it is. Then it surveys the session: every bank is brought into view once, long
+/// enough to tell flashing from steady lamps, so that a track armed out of view is known too.
+///
 /// Thread-safe: the MIDI thread feeds it while host threads press buttons.
 class HUISurface {
  public:
   using Sink = std::function<void(std::span<const std::uint8_t>)>;
+  using Change = HUILampDebouncer::Change;
 
   /// A host that has not pinged for this long is gone.
   static constexpr double kConnectionTimeout = 2.0;
-  /// Longer than Pro Tools' flash period of about one second.
-  static constexpr double kLampDebounceWindow = 1.5;
+  /// Pro Tools flashes lamps at about one flash a second: longer than half a flash, and short
+  /// enough that a change is known within a second of its last lamp.
+  static constexpr double kLampDebounceWindow = 0.75;
+  /// How long the host may take to show a new bank's lamps after the surface moved the bank.
+  static constexpr double kBankSettleTime = 0.25;
 
   explicit HUISurface(Sink sink, double lampDebounceWindow = kLampDebounceWindow);
 
-  /// Host bytes arriving at `now`. Answers pings when `answerPings`; returns the lamp changes of
-  /// tracks, after debouncing.
-  std::vector<HUILampDebouncer::Change> receive(std::span<const std::uint8_t> bytes, double now, bool answerPings);
-  /// Brings `track` into view and presses and releases the strip's `port`. False when the
-  /// track is outside 0..63.
+  /// Host bytes arriving at `now`. Answers pings when `answerPings` (a device is attached), and
+  /// then also brings the bank into a known position when it is not known. Returns the lamp
+  /// changes of tracks.
+  std::vector<Change> receive(std::span<const std::uint8_t> bytes, double now, bool answerPings);
+  /// Does what is due by `now` (debounced lamps, the end of a settle, the survey's next bank).
+  std::vector<Change> tick(double now);
+  /// When `tick` has something to do next; nothing when it has nothing.
+  std::optional<double> nextDeadline() const;
+  /// Brings `track` into view and presses and releases the strip's `port`; the lamp of that port
+  /// is unknown until the host shows it again. False when the track is outside 0..63.
   bool pressStripPort(int track, std::uint8_t port, double now);
   /// Sends a message of another sender (the transport). A zone it selects is restored after
   /// the surface's own presses, so a press of ours between its zone select and its port message
   /// cannot redirect that port.
   void sendForeign(std::span<const std::uint8_t> message);
+  /// How many tracks the session shows on HUI (clamped to 64). A new count after a known one means
+  /// tracks came or went: positions and lamps are learned again. Returns the lamp changes due.
+  std::vector<Change> setTrackCount(int count, double now);
+  /// The lamps known now, by track, for tracks of the session.
+  std::vector<Change> knownLamps() const;
 
   /// The host pinged within the last two seconds.
   bool connected(double now) const;
+  /// Connected, the bank in view is known and settled, and every bank has been surveyed.
+  bool lampsKnown(double now) const;
   std::uint64_t pingCount() const;
   std::optional<double> lastPingTime() const;
   std::optional<int> bankOffset() const;
 
  private:
+  enum class View { unknown, settling, settled };
+  /// The last lamp state each strip showed, for the two lamps followed.
+  using StripLamps = std::array<std::array<std::optional<bool>, 2>, kStripsPerBank>;
+
   bool connectedLocked(double now) const;
   void sendLocked(std::span<const std::uint8_t> bytes);
+  void pressLocked(std::uint8_t zone, std::uint8_t port);
+  /// Sends the moves and holds lamps until the host has shown the new bank.
+  void moveLocked(const std::vector<std::uint8_t>& moves, double now);
+  void forgetPositionLocked();
+  /// Settles a bank, surveys further, sweeps: everything due by `now`.
+  void advanceLocked(double now, std::vector<Change>& changes);
+  void settleLocked(double now, std::vector<Change>& changes);
+  void lampLocked(int strip, HUILamp lamp, bool on, double now, std::vector<Change>& changes);
+  bool inSessionLocked(int track) const;
 
   Sink _sink;
+  const double _window;
   mutable std::mutex _mutex;
   HUIDecoder _decoder;
   HUIBankNavigator _navigator;
+  HUIBankSurvey _survey;
   HUILampDebouncer _debouncer;
+  StripLamps _strips{};
+  View _view = View::unknown;
+  double _movedAt = 0;
+  StripLamps _shownSinceMove{};
+  std::optional<int> _trackCount;
   std::optional<double> _lastPing;
   std::uint64_t _pingCount = 0;
   std::optional<std::uint8_t> _foreignZone;

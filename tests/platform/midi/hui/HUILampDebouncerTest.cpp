@@ -78,9 +78,36 @@ TEST(HUILampDebouncer, PendingReportsOfTracksOutOfViewAreDropped) {
   changes.clear();
   debouncer.report(3, HUILamp::recordReady, false, 0.5, changes);   // mid-flash when the bank moves
   debouncer.report(12, HUILamp::recordReady, false, 0.5, changes);
-  debouncer.keepPendingOnlyFor(8, 15);
+  debouncer.keepPendingOnlyFor(8, 15, 0.6);
   debouncer.sweep(5.0, changes);
   EXPECT_EQ(changes, (Changes{{12, HUILamp::recordReady, false}}));
 }
+
+class HUILampDebouncerWindow : public testing::TestWithParam<double> {};
+
+TEST_P(HUILampDebouncerWindow, AfterTheSurfacesOwnToggleTheNextLampIsReportedWhateverItsValue) {
+  const double window = GetParam();
+  HUILampDebouncer debouncer(window);
+  Changes changes;
+  debouncer.report(4, HUILamp::recordReady, true, 0.0, changes);
+  debouncer.report(5, HUILamp::mute, false, 0.0, changes);
+  changes.clear();
+  // The surface disarms track 4 and unmutes track 5 itself; the host's lamps follow.
+  debouncer.forget(4, HUILamp::recordReady);
+  debouncer.forget(5, HUILamp::mute);
+  debouncer.report(4, HUILamp::recordReady, false, 1.0, changes);
+  debouncer.report(5, HUILamp::mute, true, 1.0, changes);
+  EXPECT_EQ(debouncer.nextDeadline(), 1.0 + window);
+  // 0.3 s later the user arms track 4 again: reported, though the last state told was armed.
+  debouncer.report(4, HUILamp::recordReady, true, 1.3, changes);
+  EXPECT_EQ(changes, (Changes{{4, HUILamp::recordReady, true}}));
+  // A value that lasts longer than the window is always reported: the mute held.
+  debouncer.sweep(1.0 + window, changes);
+  EXPECT_EQ(changes, (Changes{{4, HUILamp::recordReady, true}, {5, HUILamp::mute, true}}));
+  EXPECT_EQ(debouncer.nextDeadline(), std::nullopt);
+  EXPECT_EQ(debouncer.known(), (Changes{{4, HUILamp::recordReady, true}, {5, HUILamp::mute, true}}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Windows, HUILampDebouncerWindow, testing::Values(0.6, 0.75, 1.5));
 
 }  // namespace

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <vector>
+
+#include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUISurface.h"
+
+namespace {
+
+using zar::hui::HUICodec;
+using zar::hui::HUILamp;
+using zar::hui::HUISurface;
+using Bytes = std::vector<std::uint8_t>;
+using Changes = std::vector<HUISurface::Change>;
+namespace port = zar::hui::stripPort;
+
+Bytes lamp(int strip, std::uint8_t lampPort, bool on) {
+  Bytes bytes;
+  for (const auto& message : {HUICodec::selectLampZone(static_cast<std::uint8_t>(strip)), HUICodec::lampPort(lampPort, on)}) {
+    bytes.insert(bytes.end(), message.begin(), message.end());
+  }
+  return bytes;
+}
+
+/// What the host sends when a bank comes into view: both lamps of every strip.
+Bytes refresh(const std::set<int>& armedStrips, const std::set<int>& mutedStrips = {}) {
+  Bytes bytes;
+  for (int strip = 0; strip < 8; ++strip) {
+    for (const Bytes& part : {lamp(strip, port::mute, mutedStrips.count(strip) > 0),
+                              lamp(strip, port::recordReady, armedStrips.count(strip) > 0)}) {
+      bytes.insert(bytes.end(), part.begin(), part.end());
+    }
+  }
+  return bytes;
+}
+
+Changes lit(Changes changes) {
+  std::erase_if(changes, [](const HUISurface::Change& change) { return !change.on; });
+  return changes;
+}
+
+Bytes ping() {
+  const auto message = HUICodec::ping();
+  return Bytes(message.begin(), message.end());
+}
+
+class HUISurfaceTest : public testing::Test {
+ protected:
+  /// Channel-selection presses the surface sent, in order.
+  std::vector<int> moves() const {
+    std::vector<int> result;
+    zar::hui::HUIDecoder decoder;
+    for (const auto& event : decoder.decode(_sent)) {
+      if (event.kind == zar::hui::HUIEvent::Kind::switchPort && event.on && event.zone == zar::hui::zone::channelSelection) {
+        result.push_back(event.port);
+      }
+    }
+    return result;
+  }
+
+  Bytes _sent;
+  HUISurface _surface{[this](std::span<const std::uint8_t> bytes) { _sent.insert(_sent.end(), bytes.begin(), bytes.end()); }};
+};
+
+TEST_F(HUISurfaceTest, LampsShownBeforeTheBankIsKnownCountOnceTheFirstPingBroughtItHome) {
+  // The host shows its lamps as soon as the ports connect, before it pings.
+  Bytes early = lamp(2, port::recordReady, true);
+  const Bytes mute = lamp(3, port::mute, true);
+  early.insert(early.end(), mute.begin(), mute.end());
+  EXPECT_TRUE(_surface.receive(early, 10.0, true).empty());
+  EXPECT_FALSE(_surface.bankOffset());
+
+  EXPECT_TRUE(_surface.receive(ping(), 10.5, true).empty());
+  EXPECT_EQ(moves(), std::vector<int>(8, zar::hui::channelSelectionPort::bankLeft)) << "bank left until the first track";
+  EXPECT_EQ(_surface.bankOffset(), 0);
+  // The bank didn't move (it was home already), so the host shows nothing new: the kept lamps count
+  // once the settle time is over. Armed at once; muted once the mute held for the window.
+  EXPECT_EQ(_surface.nextDeadline(), 10.5 + HUISurface::kBankSettleTime);
+  EXPECT_EQ(_surface.tick(10.75), (Changes{{2, HUILamp::recordReady, true}}));
+  EXPECT_FALSE(_surface.lampsKnown(10.75));
+  EXPECT_EQ(_surface.tick(10.75 + HUISurface::kLampDebounceWindow), (Changes{{3, HUILamp::mute, true}}));
+  EXPECT_TRUE(_surface.lampsKnown(11.5)) << "the first bank is all there is while the session's size is unknown";
+  EXPECT_EQ(_surface.knownLamps(), (Changes{{2, HUILamp::recordReady, true}, {3, HUILamp::mute, true}}));
+}
+
+TEST_F(HUISurfaceTest, LampsTheHostSentBeforeItSawAMoveAreNotTakenForTheNewBank) {
+  _surface.receive(ping(), 0.0, true);
+  _surface.receive(refresh({}), 0.01, true);
+  _surface.tick(1.0);
+  ASSERT_TRUE(_surface.lampsKnown(1.0));
+  _sent.clear();
+
+  ASSERT_TRUE(_surface.pressStripPort(12, port::mute, 1.0));  // track 12 onto the last strip: offset 5
+  EXPECT_EQ(moves(), std::vector<int>(5, zar::hui::channelSelectionPort::channelRight));
+  // A flash of the old bank (track 1 on strip 1) crosses the move on the wire, then the host
+  // shows the new bank, where strip 1 is track 6, not armed, and strip 7 is track 12, now muted.
+  EXPECT_TRUE(_surface.receive(lamp(1, port::recordReady, true), 1.001, true).empty());
+  EXPECT_TRUE(lit(_surface.receive(refresh({}, {7}), 1.002, true)).empty());
+  EXPECT_EQ(lit(_surface.tick(1.002 + HUISurface::kLampDebounceWindow)), (Changes{{12, HUILamp::mute, true}}));
+}
+
+TEST_F(HUISurfaceTest, AHostThatWasAwayIsLearnedAgainAndAResetForgetsItsLamps) {
+  _surface.receive(ping(), 0.0, true);
+  _surface.receive(refresh({4}), 0.01, true);
+  _surface.tick(1.0);
+  EXPECT_EQ(_surface.knownLamps().size(), 16u);
+  _sent.clear();
+  // Three seconds without a ping: the session may have changed, so position and lamps are learned
+  // again and the bank is brought home.
+  _surface.receive(ping(), 3.0, true);
+  EXPECT_EQ(moves().size(), 8u);
+  EXPECT_TRUE(_surface.knownLamps().empty());
+  EXPECT_EQ(lit(_surface.tick(3.25)), (Changes{{4, HUILamp::recordReady, true}})) << "the strips' last lamps, now home";
+  const Bytes reset{zar::hui::kSystemReset};
+  _surface.receive(reset, 3.5, true);
+  EXPECT_FALSE(_surface.bankOffset());
+  EXPECT_TRUE(_surface.knownLamps().empty());
+}
+
+}  // namespace

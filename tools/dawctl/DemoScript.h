@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "DemoOutput.h"
+#include "DemoSession.h"
+#include "DemoTimeline.h"
+#include "FrameworkTap.h"
+#include "PhaseCheck.h"
+#include "ProToolsStage.h"
+#include "SimulatedHost.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+#include "ZAR_DAWControl/platform/NotificationObservation.h"
+#include "ZAR_DAWControl/platform/sim/MemoryFileUtility.h"
+
+namespace dawctl {
+
+/// The road of one take, as a host would drive it: the framework is enabled against Pro Tools
+/// with the demo's session, a cue is rehearsed, recorded twice and reviewed, with the picture's
+/// frames fed to the framework through the phases before, during and after the cue, and a last
+/// take is tried while Pro Tools doesn't talk HUI. Everything the framework does is written as a
+/// timeline; at the end of every phase a table shows the tracks as Pro Tools shows them, checked
+/// against what the modes ask.
+class DemoScript {
+ public:
+  struct Options {
+    bool virtualTime = false;
+    DemoOutput::Style style;
+    /// A directory with the user's mode list and matrix, used instead of the demo's; read only.
+    std::string settingsDirectory;
+    int framesPerSecond = 24;
+  };
+  /// The demo can't go on (Pro Tools not found, unreadable settings): what happened.
+  struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+  };
+
+  explicit DemoScript(Options options);
+  ~DemoScript();
+  DemoScript(const DemoScript&) = delete;
+  DemoScript& operator=(const DemoScript&) = delete;
+
+  /// Runs the whole script. The differences from what the modes ask, in the order found; empty
+  /// when Pro Tools showed what they ask at every phase.
+  std::vector<PhaseCheck::Difference> run();
+
+ private:
+  void setUp();
+  void connect();
+  void pass(ZAR_DAWMode mode);
+  void play(ZAR_DAWMode mode, std::optional<std::size_t> recordPosition);
+  void checkStart(ZAR_DAWMode mode, ZAR_DAWEventPhase phase, std::optional<std::size_t> recordPosition);
+  void passWithoutHUI();
+  void finish();
+
+  void onAction(const FrameworkTap::Action& action);
+  void noteRenames(double time);
+  /// Reads what Pro Tools shows, writes it as a table (marking what changed since the last one)
+  /// and returns it. `settled`: at a phase's end (or outside a pass) rather than as it starts.
+  std::vector<TrackRow> table(const std::string& pass, const std::string& phase, const std::string& title,
+                              bool settled = true);
+  void report(const std::string& pass, const std::string& phase, const std::vector<PhaseCheck::Difference>& found);
+  void differ(const std::string& pass, const std::string& phase, const std::string& text);
+  void add(nlohmann::json event);
+  /// Runs the main loop until `done` holds; a Failure naming `what` after `timeout` seconds.
+  void runUntil(const std::function<bool()>& done, double timeout, const std::string& what);
+  std::shared_ptr<ZAR_DAWApplication> application() const;
+  double now() const;
+  std::int64_t frameOf(const std::string& timecode) const;
+  std::string timecodeOf(std::int64_t frame) const;
+  ZAR_DAWEventPhase phaseOf(std::int64_t frame) const;
+  nlohmann::json sessionEvent() const;
+
+  const Options _options;
+  const DemoSession _session = DemoSession::standard();
+  DemoOutput _output;
+  // The timeline outlives the host: the tap tells it of the framework's actions until the
+  // platform's threads are gone.
+  std::unique_ptr<DemoTimeline> _timeline;
+  std::shared_ptr<FrameworkTap> _tap;
+  std::shared_ptr<zar::sim::MemoryFileUtility> _settings;
+  std::unique_ptr<SimulatedHost> _host;
+  std::unique_ptr<ProToolsStage> _stage;
+  std::shared_ptr<ZAR_DAWApplicationManager> _manager;
+  std::unique_ptr<PhaseCheck> _check;
+  std::shared_ptr<ZAR_VisualEvent> _cue;
+  zar::platform::NotificationObservation _observation;
+
+  std::vector<TrackRow> _rows;
+  int _passes = 0;
+  int _checks = 0;
+  std::vector<PhaseCheck::Difference> _differences;
+};
+
+}  // namespace dawctl
