@@ -8,7 +8,8 @@ namespace {
 
 using zar::hui::HUILamp;
 using zar::hui::HUILampDebouncer;
-using Changes = std::vector<HUILampDebouncer::Change>;
+using Change = HUILampDebouncer::Change;
+using Changes = std::vector<Change>;
 
 TEST(HUILampDebouncer, FlashingRecordReadyStaysArmedUntilSolidlyOff) {
   HUILampDebouncer debouncer(1.5);
@@ -85,27 +86,40 @@ TEST(HUILampDebouncer, PendingReportsOfTracksOutOfViewAreDropped) {
 
 class HUILampDebouncerWindow : public testing::TestWithParam<double> {};
 
-TEST_P(HUILampDebouncerWindow, AfterTheSurfacesOwnToggleTheNextLampIsReportedWhateverItsValue) {
+TEST_P(HUILampDebouncerWindow, TheSurfacesOwnToggleIsTakenAtOnceAndAUsersChangeRightAfterIsReported) {
   const double window = GetParam();
   HUILampDebouncer debouncer(window);
   Changes changes;
   debouncer.report(4, HUILamp::recordReady, true, 0.0, changes);
   debouncer.report(5, HUILamp::mute, false, 0.0, changes);
+  debouncer.report(6, HUILamp::recordReady, true, 0.0, changes);
   changes.clear();
-  // The surface disarms track 4 and unmutes track 5 itself; the host's lamps follow.
-  debouncer.forget(4, HUILamp::recordReady);
-  debouncer.forget(5, HUILamp::mute);
-  debouncer.report(4, HUILamp::recordReady, false, 1.0, changes);
-  debouncer.report(5, HUILamp::mute, true, 1.0, changes);
-  EXPECT_EQ(debouncer.nextDeadline(), 1.0 + window);
-  // 0.3 s later the user arms track 4 again: reported, though the last state told was armed.
-  debouncer.report(4, HUILamp::recordReady, true, 1.3, changes);
-  EXPECT_EQ(changes, (Changes{{4, HUILamp::recordReady, true}}));
-  // A value that lasts longer than the window is always reported: the mute held.
-  debouncer.sweep(1.0 + window, changes);
-  EXPECT_EQ(changes, (Changes{{4, HUILamp::recordReady, true}, {5, HUILamp::mute, true}}));
+  // The surface disarms 4, mutes 5 and presses the mute of 7, whose lamp it has not seen yet.
+  for (const auto& [track, lamp] : {std::pair{4, HUILamp::recordReady}, {5, HUILamp::mute}, {7, HUILamp::mute}}) {
+    debouncer.toggled(track, lamp, 1.0);
+  }
+  // Lamps sent before the host saw the presses are not changes; then the host shows the new values.
+  debouncer.report(4, HUILamp::recordReady, true, 1.0, changes);
+  debouncer.report(5, HUILamp::mute, false, 1.0, changes);
+  debouncer.report(4, HUILamp::recordReady, false, 1.01, changes);
+  debouncer.report(5, HUILamp::mute, true, 1.01, changes);
+  debouncer.report(7, HUILamp::mute, false, 1.01, changes);
+  EXPECT_EQ(changes, (Changes{{7, HUILamp::mute, false}}));
   EXPECT_EQ(debouncer.nextDeadline(), std::nullopt);
-  EXPECT_EQ(debouncer.known(), (Changes{{4, HUILamp::recordReady, true}, {5, HUILamp::mute, true}}));
+  // 0.3 s later the user arms 4 and unmutes 5 again: both reported at once.
+  debouncer.report(4, HUILamp::recordReady, true, 1.3, changes);
+  debouncer.report(5, HUILamp::mute, false, 1.3, changes);
+  EXPECT_EQ(changes, (Changes{{7, HUILamp::mute, false}, {4, HUILamp::recordReady, true}, {5, HUILamp::mute, false}}));
+  // A press the host never sees: it keeps showing 6 armed, which counts once the window has passed.
+  debouncer.toggled(6, HUILamp::recordReady, 10.0);
+  debouncer.report(6, HUILamp::recordReady, true, 10.0 + window / 2, changes);
+  EXPECT_EQ(changes.size(), 3u);
+  debouncer.report(6, HUILamp::recordReady, true, 10.0 + window, changes);
+  EXPECT_EQ(changes.back(), (Change{6, HUILamp::recordReady, true}));
+  EXPECT_EQ(debouncer.known(), (Changes{{4, HUILamp::recordReady, true},
+                                        {5, HUILamp::mute, false},
+                                        {6, HUILamp::recordReady, true},
+                                        {7, HUILamp::mute, false}}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Windows, HUILampDebouncerWindow, testing::Values(0.6, 0.75, 1.5));
