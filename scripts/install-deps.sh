@@ -10,6 +10,8 @@ packages=(
   libplist-dev libplist-utils
   librtmidi-dev libasound2-dev libjack-jackd2-dev jackd2
   libcli11-dev nlohmann-json3-dev
+  libatspi2.0-dev libdbus-1-dev libxcb1-dev libxcb-xtest0-dev libxcb-randr0-dev
+  libgtk-3-dev xvfb at-spi2-core dbus-daemon dbus-bin
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-dev
 )

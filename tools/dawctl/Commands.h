@@ -9,7 +9,7 @@ namespace dawctl {
 void addTimecodeCommand(CLI::App& app);
 /// `dawctl settings ...`: shows and edits the track modes and the mode matrix.
 void addSettingsCommand(CLI::App& app);
-/// `dawctl watch`: the framework against the simulated Pro Tools, printing its notifications.
+/// `dawctl watch [--desktop sim|x11]`: the framework against Pro Tools, printing its notifications.
 void addWatchCommand(CLI::App& app);
 /// `dawctl demo`: the road of one take against the simulated Pro Tools, checked at every phase.
 void addDemoCommand(CLI::App& app);

@@ -10,6 +10,7 @@
 #include "ZAR_DAWControl/platform/linux/ThreadPoolDispatch.h"
 #include "ZAR_DAWControl/platform/sim/SimDesktop.h"
 #include "ZAR_DAWControl/platform/sim/SimDispatch.h"
+#include "ZAR_DAWControl/platform/x11/X11Desktop.h"
 
 namespace zar::platform {
 
@@ -38,15 +39,22 @@ DefaultPlatform buildDefaultPlatform(const DefaultPlatformOptions& options) {
       options.supportDirectory.empty()
           ? native::LocalFileUtility::defaultApplicationSupportDirectory(host.applicationName)
           : options.supportDirectory);
-  auto desktop = std::make_shared<sim::SimDesktop>(platform->clock, platform->mainRunLoop, host);
-  desktop->provideServices(*platform);
+  std::shared_ptr<sim::SimDesktop> desktop;
+  if (options.desktop == Desktop::x11) {
+    x11::X11Desktop(host).provideServices(*platform);
+  } else {
+    // The desktop takes the main run loop for its alerts, so it must be set before this line.
+    desktop = std::make_shared<sim::SimDesktop>(platform->clock, platform->mainRunLoop, host);
+    desktop->provideServices(*platform);
+  }
   platform->midiPorts = std::make_shared<native::RtMidiPorts>();
   return DefaultPlatform{std::move(platform), std::move(desktop)};
 }
 
-std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host) {
+std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host, Desktop desktop) {
   DefaultPlatformOptions options;
   options.host = host;
+  options.desktop = desktop;
   return buildDefaultPlatform(options).platform;
 }
 

@@ -8,12 +8,18 @@
 
 namespace zar::platform {
 
+/// Which desktop a default platform drives: the simulated one (with its simulated Pro Tools) or
+/// the real X11 desktop (AT-SPI accessibility, XTest input) of $DISPLAY.
+enum class Desktop { sim, x11 };
+
 /// What the default platform is built on. The clock and the main run loop are held by the other
 /// services (the global queue hands main-thread work to the run loop; the desktop's alerts run it
 /// nested and wait on the clock), so they are chosen here, before anything holds them: every
 /// service of the result is wired to the clock and run loop given.
 struct DefaultPlatformOptions {
   HostIdentity host;
+  /// The desktop whose services the platform gets.
+  Desktop desktop = Desktop::sim;
   /// Nothing: the system clock.
   std::shared_ptr<Clock> clock;
   /// Nothing: a new main run loop on `clock`, whose main thread is the calling thread.
@@ -29,19 +35,22 @@ struct DefaultPlatformOptions {
   std::string supportDirectory;
 };
 
-/// The default platform and the simulated desktop that provides its desktop services.
+/// The default platform and, on the simulated desktop, the desktop that provides its services.
 struct DefaultPlatform {
   std::shared_ptr<Platform> platform;
+  /// Nothing on the X11 desktop.
   std::shared_ptr<sim::SimDesktop> desktop;
 };
 
 /// The Linux services (clock, main run loop, thread pool, preferences file, spdlog, files, ALSA or
-/// JACK MIDI) and the simulated desktop, all wired to the options' clock and main run loop. Any
+/// JACK MIDI) and the chosen desktop, all wired to the options' clock and main run loop. Any
 /// thread may call it; it blocks only while the services are made (no I/O waits).
 DefaultPlatform buildDefaultPlatform(const DefaultPlatformOptions& options);
 
 /// `buildDefaultPlatform` with the system clock and a main run loop whose main thread is the
-/// calling thread. `Platform::current()` makes this one when no platform was installed.
-std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host);
+/// calling thread. `Platform::current()` makes this one (simulated desktop) when no platform was
+/// installed. On the X11 desktop, alerts go to the presenter the host installs on
+/// `x11::X11Alerts` (the platform's `alerts`).
+std::shared_ptr<Platform> makeDefaultPlatform(const HostIdentity& host, Desktop desktop = Desktop::sim);
 
 }  // namespace zar::platform

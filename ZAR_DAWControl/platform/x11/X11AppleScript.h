@@ -1,0 +1,34 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ZAR_DAWControl/platform/AppleScript.h"
+#include "ZAR_DAWControl/platform/x11/X11Keyboard.h"
+
+namespace zar::x11 {
+
+/// Linux has no AppleScript: this service runs the one script the framework has the system run,
+/// the typing script, itself. It types the text of the script's `sourceString` (any Unicode) into
+/// the window that has the keyboard focus, character by character, then presses Return, as the
+/// system's event service would type into the frontmost application. Any other script doesn't
+/// compile.
+class X11AppleScript final : public platform::AppleScript {
+ public:
+  /// The error number of a script that doesn't compile.
+  static constexpr int syntaxErrorNumber = -2741;
+
+  explicit X11AppleScript(std::shared_ptr<X11Keyboard> keyboard);
+
+  std::optional<platform::AppleScriptError> execute(const std::string& source) override;
+
+  /// The text a typing script types (its string literal understands \", \\, \n, \t and \r), or
+  /// nothing when the source isn't the typing script.
+  static std::optional<std::string> typedText(const std::string& source);
+
+ private:
+  const std::shared_ptr<X11Keyboard> _keyboard;
+};
+
+}  // namespace zar::x11

@@ -1,0 +1,271 @@
+#include "ZAR_DAWControl/platform/x11/X11Display.h"
+
+#include <poll.h>
+#include <xcb/randr.h>
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace zar::x11 {
+
+namespace {
+
+template <typename T>
+struct Reply {
+  T* reply;
+  explicit Reply(T* r) : reply(r) {}
+  ~Reply() { std::free(reply); }
+  Reply(const Reply&) = delete;
+  Reply& operator=(const Reply&) = delete;
+  T* operator->() const { return reply; }
+  explicit operator bool() const { return reply != nullptr; }
+};
+
+}  // namespace
+
+X11Display::X11Display() {
+  const char* display = std::getenv("DISPLAY");
+  if (display == nullptr || *display == 0) return;
+  int screenNumber = 0;
+  _connection = xcb_connect(nullptr, &screenNumber);
+  if (xcb_connection_has_error(_connection) != 0) return;
+  auto screens = xcb_setup_roots_iterator(xcb_get_setup(_connection));
+  for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb_screen_next(&screens);
+  _root = screens.data->root;
+  _netWmPid = atom("_NET_WM_PID");
+  _netActiveWindow = atom("_NET_ACTIVE_WINDOW");
+  _netClientListStacking = atom("_NET_CLIENT_LIST_STACKING");
+  _netSupportingWmCheck = atom("_NET_SUPPORTING_WM_CHECK");
+  _wmProtocols = atom("WM_PROTOCOLS");
+  _netWmPing = atom("_NET_WM_PING");
+}
+
+X11Display::~X11Display() {
+  if (_connection != nullptr) xcb_disconnect(_connection);
+}
+
+bool X11Display::connected() const {
+  return _connection != nullptr && xcb_connection_has_error(_connection) == 0 && _root != 0;
+}
+
+std::uint32_t X11Display::atom(const char* name) {
+  Reply reply(xcb_intern_atom_reply(
+      _connection, xcb_intern_atom(_connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr));
+  return reply ? reply->atom : std::uint32_t{XCB_ATOM_NONE};
+}
+
+std::optional<std::uint32_t> X11Display::cardinalProperty(Window window, std::uint32_t property) {
+  Reply reply(xcb_get_property_reply(
+      _connection, xcb_get_property(_connection, 0, window, property, XCB_ATOM_ANY, 0, 1), nullptr));
+  if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.reply) < 4) return std::nullopt;
+  return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply.reply));
+}
+
+std::vector<X11Display::Window> X11Display::windowListProperty(Window window, std::uint32_t property) {
+  Reply reply(xcb_get_property_reply(
+      _connection, xcb_get_property(_connection, 0, window, property, XCB_ATOM_WINDOW, 0, 65536), nullptr));
+  if (!reply || reply->format != 32) return {};
+  const auto* values = static_cast<const Window*>(xcb_get_property_value(reply.reply));
+  return std::vector<Window>(values, values + xcb_get_property_value_length(reply.reply) / 4);
+}
+
+std::vector<platform::Rect> X11Display::monitors() {
+  std::vector<platform::Rect> result;
+  if (!connected()) return result;
+  const auto* randr = xcb_get_extension_data(_connection, &xcb_randr_id);
+  if (randr != nullptr && randr->present) {
+    Reply version(xcb_randr_query_version_reply(_connection, xcb_randr_query_version(_connection, 1, 5), nullptr));
+    if (version && (version->major_version > 1 || version->minor_version >= 5)) {
+      Reply monitors(xcb_randr_get_monitors_reply(_connection, xcb_randr_get_monitors(_connection, _root, 1), nullptr));
+      if (monitors) {
+        for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors.reply); it.rem > 0;
+             xcb_randr_monitor_info_next(&it)) {
+          const platform::Rect frame{{static_cast<double>(it.data->x), static_cast<double>(it.data->y)},
+                                     {static_cast<double>(it.data->width), static_cast<double>(it.data->height)}};
+          if (it.data->primary) {
+            result.insert(result.begin(), frame);
+          } else {
+            result.push_back(frame);
+          }
+        }
+      }
+    }
+  }
+  if (result.empty()) {
+    Reply geometry(xcb_get_geometry_reply(_connection, xcb_get_geometry(_connection, _root), nullptr));
+    if (geometry) result.push_back({{0, 0}, {static_cast<double>(geometry->width), static_cast<double>(geometry->height)}});
+  }
+  return result;
+}
+
+platform::Point X11Display::primaryOrigin() {
+  const auto frames = monitors();
+  return frames.empty() ? platform::Point{} : frames.front().origin;
+}
+
+std::optional<platform::Point> X11Display::pointer() {
+  if (!connected()) return std::nullopt;
+  Reply reply(xcb_query_pointer_reply(_connection, xcb_query_pointer(_connection, _root), nullptr));
+  if (!reply) return std::nullopt;
+  return platform::Point{static_cast<double>(reply->root_x), static_cast<double>(reply->root_y)};
+}
+
+bool X11Display::hasWindowManagerLocked() {
+  const auto check = windowListProperty(_root, _netSupportingWmCheck);
+  return !check.empty() && check.front() != XCB_WINDOW_NONE;
+}
+
+std::optional<std::int32_t> X11Display::pidOfWindowLocked(Window window) {
+  const auto pid = cardinalProperty(window, _netWmPid);
+  if (!pid) return std::nullopt;
+  return static_cast<std::int32_t>(*pid);
+}
+
+std::vector<X11Display::Window> X11Display::windowsOfProcessLocked(std::int32_t pid) {
+  std::vector<Window> stacking;  // bottom to top
+  if (hasWindowManagerLocked()) {
+    stacking = windowListProperty(_root, _netClientListStacking);
+  } else {
+    Reply tree(xcb_query_tree_reply(_connection, xcb_query_tree(_connection, _root), nullptr));
+    if (!tree) return {};
+    const Window* children = xcb_query_tree_children(tree.reply);
+    for (int i = 0; i < xcb_query_tree_children_length(tree.reply); ++i) {
+      Reply attributes(xcb_get_window_attributes_reply(
+          _connection, xcb_get_window_attributes(_connection, children[i]), nullptr));
+      if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE && attributes->override_redirect == 0) {
+        stacking.push_back(children[i]);
+      }
+    }
+  }
+  std::vector<Window> windows;
+  for (auto it = stacking.rbegin(); it != stacking.rend(); ++it) {
+    if (pidOfWindowLocked(*it) == pid) windows.push_back(*it);
+  }
+  return windows;
+}
+
+std::optional<X11Display::Window> X11Display::topLevelOf(Window window) {
+  for (int depth = 0; depth < 64 && window != XCB_WINDOW_NONE; ++depth) {
+    Reply tree(xcb_query_tree_reply(_connection, xcb_query_tree(_connection, window), nullptr));
+    if (!tree) return std::nullopt;
+    if (tree->parent == _root) return window;
+    if (tree->parent == XCB_WINDOW_NONE) return std::nullopt;  // the root itself
+    window = tree->parent;
+  }
+  return std::nullopt;
+}
+
+X11Display::Window X11Display::clientOf(Window window) {
+  if (pidOfWindowLocked(window)) return window;
+  Reply tree(xcb_query_tree_reply(_connection, xcb_query_tree(_connection, window), nullptr));
+  if (tree) {
+    const Window* children = xcb_query_tree_children(tree.reply);
+    for (int i = 0; i < xcb_query_tree_children_length(tree.reply); ++i) {
+      if (pidOfWindowLocked(children[i])) return children[i];
+    }
+  }
+  return window;
+}
+
+std::optional<X11Display::Window> X11Display::windowUnderPointerLocked() {
+  Reply reply(xcb_query_pointer_reply(_connection, xcb_query_pointer(_connection, _root), nullptr));
+  if (!reply || reply->child == XCB_WINDOW_NONE) return std::nullopt;
+  return clientOf(reply->child);
+}
+
+std::optional<X11Display::Window> X11Display::focusedWindowLocked() {
+  Reply focus(xcb_get_input_focus_reply(_connection, xcb_get_input_focus(_connection), nullptr));
+  if (!focus || focus->focus == XCB_INPUT_FOCUS_NONE) return std::nullopt;
+  if (focus->focus == XCB_INPUT_FOCUS_POINTER_ROOT || focus->focus == _root) {
+    Reply pointer(xcb_query_pointer_reply(_connection, xcb_query_pointer(_connection, _root), nullptr));
+    if (!pointer || pointer->child == XCB_WINDOW_NONE) return std::nullopt;
+    return clientOf(pointer->child);
+  }
+  const auto topLevel = topLevelOf(focus->focus);
+  if (!topLevel) return std::nullopt;
+  return clientOf(*topLevel);
+}
+
+std::optional<X11Display::Window> X11Display::activeWindowLocked() {
+  if (hasWindowManagerLocked()) {
+    const auto active = windowListProperty(_root, _netActiveWindow);
+    if (!active.empty() && active.front() != XCB_WINDOW_NONE) return active.front();
+    return std::nullopt;
+  }
+  return focusedWindowLocked();
+}
+
+void X11Display::activateLocked(Window window) {
+  if (hasWindowManagerLocked()) {
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = _netActiveWindow;
+    message.data.data32[0] = 2;  // from a pager: the window manager obeys
+    message.data.data32[1] = XCB_CURRENT_TIME;
+    xcb_send_event(_connection, 0, _root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&message));
+  } else {
+    const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+    xcb_configure_window(_connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+    xcb_set_input_focus(_connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+  }
+  xcb_flush(_connection);
+}
+
+bool X11Display::settleLocked(Window window, std::chrono::milliseconds timeout) {
+  if (!connected()) return false;
+  Reply protocols(xcb_get_property_reply(
+      _connection, xcb_get_property(_connection, 0, window, _wmProtocols, XCB_ATOM_ATOM, 0, 64), nullptr));
+  const auto* atoms = protocols ? static_cast<const std::uint32_t*>(xcb_get_property_value(protocols.reply)) : nullptr;
+  const int count = protocols && protocols->format == 32 ? xcb_get_property_value_length(protocols.reply) / 4 : 0;
+  if (std::find(atoms, atoms + count, _netWmPing) == atoms + count) {
+    Reply focus(xcb_get_input_focus_reply(_connection, xcb_get_input_focus(_connection), nullptr));
+    return static_cast<bool>(focus);
+  }
+  // The answer is sent to the root window, seen by whoever selects its substructure: this
+  // connection, for the length of the wait.
+  std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+  xcb_change_window_attributes(_connection, _root, XCB_CW_EVENT_MASK, &mask);
+  xcb_client_message_event_t ping{};
+  ping.response_type = XCB_CLIENT_MESSAGE;
+  ping.format = 32;
+  ping.window = window;
+  ping.type = _wmProtocols;
+  ping.data.data32[0] = _netWmPing;
+  ping.data.data32[1] = ++_pings;  // the timestamp field, echoed back: tells this ping's answer
+  ping.data.data32[2] = window;
+  xcb_send_event(_connection, 0, window, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&ping));
+  xcb_flush(_connection);
+
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  bool answered = false;
+  while (!answered && xcb_connection_has_error(_connection) == 0) {
+    while (!answered) {
+      xcb_generic_event_t* event = xcb_poll_for_event(_connection);
+      if (event == nullptr) break;
+      if ((event->response_type & 0x7F) == XCB_CLIENT_MESSAGE) {
+        const auto* message = reinterpret_cast<const xcb_client_message_event_t*>(event);
+        answered = message->type == _wmProtocols && message->data.data32[0] == _netWmPing &&
+                   message->data.data32[1] == _pings && message->data.data32[2] == window;
+      }
+      std::free(event);
+    }
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (answered || left.count() <= 0) break;
+    // Another thread waiting for a reply may read the answer into the queue: look again now and then.
+    pollfd descriptor{xcb_get_file_descriptor(_connection), POLLIN, 0};
+    ::poll(&descriptor, 1, static_cast<int>(std::min<std::chrono::milliseconds::rep>(left.count(), 20)));
+  }
+  mask = XCB_EVENT_MASK_NO_EVENT;
+  xcb_change_window_attributes(_connection, _root, XCB_CW_EVENT_MASK, &mask);
+  xcb_flush(_connection);
+  return answered;
+}
+
+}  // namespace zar::x11

@@ -1,0 +1,247 @@
+// The framework on the real desktop: the X11 backend against the stand-in Pro Tools, a separate
+// GTK process, under a private Xvfb, accessibility bus and JACK server.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <xcb/xcb.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <thread>
+
+#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/platform/NotificationObservation.h"
+#include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
+#include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
+#include "ZAR_DAWControl/platform/linux/PlistUserDefaults.h"
+#include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
+#include "ZAR_DAWControl/platform/linux/SynchronousNotificationCenter.h"
+#include "ZAR_DAWControl/platform/linux/SystemClock.h"
+#include "ZAR_DAWControl/platform/linux/ThreadPoolDispatch.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/x11/X11Desktop.h"
+#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
+#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
+#include "support/CapturingLogger.h"
+#include "support/ChildProcess.h"
+#include "support/DesktopSession.h"
+#include "support/TemporaryDirectory.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using zar::test::ChildProcess;
+
+constexpr auto kPatience = 10s;
+
+class X11EndToEndTest : public testing::Test {
+ protected:
+  // Before the first fixture, whose desktop connects to the session's display.
+  static void SetUpTestSuite() { zar::test::DesktopSession::shared(); }
+
+  void SetUp() override {
+    auto& session = zar::test::DesktopSession::shared();
+    if (!session.started()) GTEST_SKIP() << "X11 end-to-end tests skipped: " << session.reason();
+
+    auto clock = std::make_shared<zar::native::SystemClock>();
+    _runLoop = std::make_shared<zar::native::MainRunLoop>(clock);
+    _platform->clock = clock;
+    _platform->mainRunLoop = _runLoop;
+    _platform->dispatch = std::make_shared<zar::native::ThreadPoolDispatch>(_runLoop);
+    _platform->notificationCenter = std::make_shared<zar::native::SynchronousNotificationCenter>();
+    _platform->logger = std::make_shared<zar::test::CapturingLogger>();
+    _platform->userDefaults = std::make_shared<zar::native::PlistUserDefaults>(std::nullopt, _platform->logger);
+    _platform->fileUtility = std::make_shared<zar::native::LocalFileUtility>(_support.path());
+    _platform->midiPorts = std::make_shared<zar::native::RtMidiPorts>();
+    _platform->userDefaults->registerDefaults(
+        {{ZAR_MIDISystem::kBackendPrefKey, "jack"}, {ZAR_MIDISystem::kHUIPortNamePrefKey, _huiPort}});
+    _desktop.provideServices(*_platform);
+    _desktop.alerts()->setPresenter([this](const zar::platform::AlertRequest& request) {
+      _alerts.push_back(request.messageText);
+      return zar::platform::AlertResponse{};
+    });
+    zar::platform::Platform::install(_platform);
+  }
+
+  void TearDown() override {
+    if (HasFailure() && _standIn) {
+      for (const auto& line : _standIn->lines()) std::fprintf(stderr, "stand-in: %s\n", line.c_str());
+    }
+    if (_manager) _manager->setEnabled(false);
+    zar::platform::Platform::install(nullptr);
+  }
+
+  // Starts the stand-in and waits until the accessibility bus lists it.
+  void launchStandIn(std::vector<std::string> options = {}) {
+    std::vector<std::string> arguments{ZAR_STANDIN_PATH, "--hui-port", _huiPort};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    _standIn = std::make_unique<ChildProcess>(arguments);
+    ASSERT_TRUE(_standIn->waitForLine("ready", kPatience)) << "the stand-in did not start";
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!_desktop.workspace()->runningApplicationWithProcessIdentifier(_standIn->pid())) {
+      ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the stand-in never joined the accessibility bus";
+      std::this_thread::sleep_for(20ms);
+    }
+  }
+
+  // Enables the framework, whose first discovery pass finds the stand-in, and waits until the
+  // stand-in talks HUI with it.
+  std::shared_ptr<ZAR_DAWApplicationProTools> attach() {
+    _manager = ZAR_DAWApplicationManager::sharedManager();
+    _manager->setAllowed(true);
+    _manager->setEnabled(true);
+    auto driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
+    EXPECT_TRUE(driver) << "the first discovery pass did not find the stand-in";
+    EXPECT_TRUE(_standIn->waitForLine("hui ping answered", kPatience)) << "no HUI between the framework and the stand-in";
+    return driver;
+  }
+
+  bool said(const std::string& line) { return _standIn->waitForLine(line, kPatience).has_value(); }
+
+  // What the stand-in's own button shows, read over accessibility.
+  std::string shown(const zar::platform::AXUIElementRef& button) {
+    zar::platform::AXAttributeValue value;
+    _desktop.accessibility()->copyAttributeValue(button, "AXValue", value);
+    const auto* text = value.get<std::string>();
+    return text != nullptr ? *text : "";
+  }
+
+  static std::shared_ptr<ZAR_VisualEvent> cue() {
+    auto event = std::make_shared<ZAR_VisualEvent>();
+    event->setStartTCString("00:59:58:00");
+    event->setEndTCString("01:00:04:12");
+    event->setInPointFrameIndex(1000);
+    event->setEndFrameIndex(1186);
+    event->setCueNumber("101");
+    event->setCharacter(std::make_shared<ZAR_Character>("JO"));
+    event->setNumRecordedTakes(2);
+    event->setRecTrackIndex(0);
+    return event;
+  }
+
+  zar::test::TemporaryDirectory _support;
+  // Each test's own ports: those of an earlier test in the same program may still be open.
+  inline static int tests = 0;
+  const std::string _huiPort = "ZAR e2e HUI " + std::to_string(::getpid()) + "-" + std::to_string(++tests);
+  std::shared_ptr<zar::platform::Platform> _platform = std::make_shared<zar::platform::Platform>();
+  std::shared_ptr<zar::native::MainRunLoop> _runLoop;
+  zar::x11::X11Desktop _desktop{_platform->host};
+  std::vector<std::string> _alerts;
+  std::unique_ptr<ChildProcess> _standIn;
+  std::shared_ptr<ZAR_DAWApplicationManager> _manager;
+};
+
+TEST_F(X11EndToEndTest, FindsTheStandInWithItsVersionSessionAndTracks) {
+  launchStandIn({"--session", "Reel 3", "--bundle-version", "10.3.10", "--track", "JO Dialog", "--track", "FX:aux"});
+  const auto driver = attach();
+  ASSERT_TRUE(driver);
+  EXPECT_EQ(driver->versionString(), "10.3.10");
+  EXPECT_EQ(driver->majorVersion(), 10);
+  EXPECT_EQ(driver->currentProject(), " Reel 3");
+  ASSERT_EQ(driver->audioTracks().size(), 2u);
+  EXPECT_EQ(driver->audioTracks()[0]->name(), "JO Dialog ");
+  EXPECT_EQ(driver->audioTracks()[1]->name(), "FX ");
+  EXPECT_LT(driver->audioTracks()[0]->yPos(), driver->audioTracks()[1]->yPos());
+  EXPECT_EQ(driver->selectionStartTC(nullptr), "01:00:00:00");
+  EXPECT_TRUE(driver->connected());
+  EXPECT_TRUE(_alerts.empty()) << "accessibility is on: nobody is asked";
+}
+
+TEST_F(X11EndToEndTest, SetsTheSelectionTypedIntoTheCounters) {
+  launchStandIn();
+  const auto driver = attach();
+  ASSERT_TRUE(driver);
+  EXPECT_FALSE(driver->setSelectionStartTC("00:59:58:00"));
+  EXPECT_FALSE(driver->setSelectionEndTC("01:00:04:12"));
+  EXPECT_TRUE(said("selection start 00:59:58:00"));
+  EXPECT_TRUE(said("selection end 01:00:04:12"));
+  EXPECT_EQ(driver->selectionStartTC(nullptr), "00:59:58:00");
+  EXPECT_EQ(driver->selectionEndTC(nullptr), "01:00:04:12");
+}
+
+TEST_F(X11EndToEndTest, RecordsATake) {
+  launchStandIn();
+  const auto driver = attach();
+  ASSERT_TRUE(driver);
+  // The first two tracks record during cues; the cue's record track is the first.
+  const auto record = _manager->trackModeList()->audioTrackModes()->at(3);
+  _manager->muteRecMatrix()->setRecordMode(record, 0);
+  _manager->muteRecMatrix()->setRecordMode(record, 1);
+  const auto event = cue();
+
+  driver->recordWithEvent(event);
+  EXPECT_TRUE(said("track 0 renamed \"JO_2_101\"")) << "the record track is renamed by double-click and typing";
+  EXPECT_TRUE(said("track 0 record on")) << "the record track is armed over HUI";
+  EXPECT_TRUE(said("track 0 input on")) << "its mode monitors input before the cue";
+  EXPECT_TRUE(said("selection end 01:00:04:12"));
+  EXPECT_TRUE(said("transport recording"));
+  EXPECT_EQ(event->numRecordedTakes(), 3);
+
+  driver->updateDAWTrackStatesForFrameIndex(1100);  // during the cue
+  EXPECT_TRUE(said("track 1 mute on")) << "the other record-type track is muted during the cue";
+  const auto tracks = driver->audioTracks();
+  EXPECT_EQ(tracks[0]->name(), "JO_2_101 ");
+  EXPECT_EQ(shown(tracks[0]->recButton()), "on");
+  EXPECT_EQ(shown(tracks[1]->muteButton()), "on");
+  EXPECT_EQ(shown(tracks[0]->muteButton()), "off");
+  driver->stopPlayback();
+  EXPECT_TRUE(said("transport stopped"));
+}
+
+TEST_F(X11EndToEndTest, AStandInQuittingDuringAPassIsRemovedWithoutAHang) {
+  launchStandIn();
+  const auto driver = attach();
+  ASSERT_TRUE(driver);
+  std::vector<std::string> posted;
+  zar::platform::NotificationObservation observation(
+      _platform->notificationCenter, std::string(ZAR_DAWApplicationRemovedNotification),
+      [&](const zar::platform::Notification& notification) { posted.push_back(notification.name); });
+
+  auto pass = std::async(std::launch::async, [driver] { driver->rehearseWithEvent(cue()); });
+  ASSERT_TRUE(said("counter start open"));
+  _standIn->kill(SIGKILL);  // in the middle of typing the selection
+  ASSERT_EQ(pass.wait_for(20s), std::future_status::ready) << "the pass hangs on a vanished Pro Tools";
+
+  EXPECT_FALSE(driver->connected());
+  _manager->refreshDAWs();
+  EXPECT_EQ(posted, std::vector<std::string>{ZAR_DAWApplicationRemovedNotification});
+  EXPECT_FALSE(_manager->currentApplication());
+}
+
+TEST_F(X11EndToEndTest, NoKeystrokeReachesTheWindowThatHasTheFocus) {
+  launchStandIn();
+  const auto driver = attach();
+  ASSERT_TRUE(driver);
+  // A second program's window, mapped and focused, that records the keys it gets.
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+  const xcb_window_t window = xcb_generate_id(connection);
+  const std::uint32_t events = XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE;
+  xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root, 800, 600, 300, 200, 0,
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_EVENT_MASK, &events);
+  xcb_map_window(connection, window);  // no window manager: viewable once the server has it
+  xcb_set_input_focus(connection, XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+  std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+
+  EXPECT_FALSE(driver->setSelectionStartTC("00:00:12:05"));
+  EXPECT_TRUE(said("selection start 00:00:12:05")) << "the keys reached the stand-in";
+
+  // Every event the typing caused is queued before the reply to a later request.
+  auto* focus = xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr);
+  ASSERT_NE(focus, nullptr);
+  EXPECT_EQ(focus->focus, window) << "the focus is given back";
+  std::free(focus);
+  int keys = 0;
+  for (xcb_generic_event_t* event = nullptr; (event = xcb_poll_for_event(connection)) != nullptr; std::free(event)) {
+    const auto type = event->response_type & 0x7F;
+    keys += (type == XCB_KEY_PRESS || type == XCB_KEY_RELEASE) ? 1 : 0;
+  }
+  EXPECT_EQ(keys, 0);
+  xcb_disconnect(connection);
+}
+
+}  // namespace

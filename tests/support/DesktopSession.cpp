@@ -1,0 +1,71 @@
+#include "support/DesktopSession.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <thread>
+
+#include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
+
+namespace zar::test {
+
+using namespace std::chrono_literals;
+
+DesktopSession& DesktopSession::shared() {
+  // Destroyed at exit, which ends its servers gracefully: a JACK server that is killed leaves its
+  // entry in JACK's table of servers behind.
+  static DesktopSession session;
+  return session;
+}
+
+DesktopSession::DesktopSession() { _started = start(); }
+
+bool DesktopSession::start() {
+  _xvfb = std::make_unique<ChildProcess>(
+      std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0", "1600x1200x24", "-nolisten", "tcp"});
+  const auto display = _xvfb->waitForLine("", 10s);
+  if (!display || display->empty()) {
+    _reason = "no X server: Xvfb could not start";
+    return false;
+  }
+  ::setenv("DISPLAY", (":" + *display).c_str(), 1);
+
+  _bus = std::make_unique<ChildProcess>(
+      std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--print-address=1"});
+  const auto address = _bus->waitForLine("", 10s);
+  if (!address || address->empty()) {
+    _reason = "no D-Bus session bus: dbus-daemon could not start";
+    return false;
+  }
+  ::setenv("DBUS_SESSION_BUS_ADDRESS", address->c_str(), 1);
+  ::unsetenv("AT_SPI_BUS_ADDRESS");
+  // Starts the accessibility bus (at-spi2-core's launcher) and switches toolkit accessibility on.
+  ChildProcess enable({"dbus-send", "--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",
+                       "org.freedesktop.DBus.Properties.Set", "string:org.a11y.Status", "string:IsEnabled",
+                       "variant:boolean:true"});
+  if (enable.waitForExit(15s) != 0) {
+    _reason = "no accessibility bus: at-spi2-core's launcher did not answer on the session bus";
+    return false;
+  }
+
+  // Named after the display, which no other running session has: a later session of the same name
+  // takes over the table entry of one that was killed (JACK has eight).
+  const std::string jackName = "zar-e2e-" + *display;
+  _jack = std::make_unique<ChildProcess>(std::vector<std::string>{"jackd", "-n", jackName, "-r", "-d", "dummy", "-r",
+                                                                  "48000", "-p", "1024"});
+  ::setenv("JACK_DEFAULT_SERVER", jackName.c_str(), 1);
+  ::setenv("JACK_NO_START_SERVER", "1", 1);
+  // The server takes clients a little after it starts.
+  native::RtMidiPorts ports;
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (!ports.open({"jack", "zar-e2e-probe", "", ""}, [](std::span<const std::uint8_t>) {})) {
+    if (!_jack->running() || std::chrono::steady_clock::now() > deadline) {
+      _reason = "no JACK server: jackd -d dummy did not start";
+      return false;
+    }
+    std::this_thread::sleep_for(50ms);
+  }
+  return true;
+}
+
+}  // namespace zar::test

@@ -1,0 +1,244 @@
+#include "EditWindow.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <utility>
+
+#include "FlatWindow.h"
+
+namespace standin {
+
+namespace {
+
+constexpr double kFramesPerSecond = 30;
+
+void setAccessibleName(GtkWidget* widget, const std::string& name) {
+  atk_object_set_name(gtk_widget_get_accessible(widget), name.c_str());
+}
+
+std::string rowTitle(const TrackDefinition& definition) {
+  return definition.name + (definition.aux ? " - Aux Track " : " - Audio Track ");
+}
+
+const char* onOff(bool value) { return value ? "on" : "off"; }
+
+void say(const std::string& line) {
+  fmt::print("{}\n", line);
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+EditWindow::EditWindow(const std::string& session, std::vector<TrackDefinition> tracks, TimeFormat format)
+    : _format(format) {
+  for (auto& definition : tracks) _tracks.push_back(Track{std::move(definition)});
+  _window = flat_window_new();
+  gtk_window_set_title(GTK_WINDOW(_window), ("Edit: " + session).c_str());
+  g_signal_connect(_window, "destroy", G_CALLBACK(gtk_main_quit), nullptr);
+
+  GtkWidget* content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 2);
+  GtkWidget* cluster = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 4);
+  setAccessibleName(cluster, "Counter Display Cluster");
+  _start = makeCounter("Edit Selection Start", Entry::start);
+  _end = makeCounter("Edit Selection End", Entry::end);
+  gtk_container_add(GTK_CONTAINER(cluster), _start);
+  gtk_container_add(GTK_CONTAINER(cluster), _end);
+  gtk_container_add(GTK_CONTAINER(content), cluster);
+  showCounters();
+
+  _rows.resize(_tracks.size());
+  for (std::size_t i = 0; i < _tracks.size(); ++i) {
+    makeRow(i);
+    gtk_container_add(GTK_CONTAINER(content), _rows[i].box);
+  }
+  gtk_container_add(GTK_CONTAINER(_window), content);
+}
+
+void EditWindow::show() { gtk_widget_show_all(_window); }
+
+GtkWidget* EditWindow::makeCounter(const char* title, Entry entry) {
+  GtkWidget* field = gtk_entry_new();
+  setAccessibleName(field, title);
+  gtk_entry_set_width_chars(GTK_ENTRY(field), 12);
+  gtk_editable_set_editable(GTK_EDITABLE(field), FALSE);
+  g_object_set_data(G_OBJECT(field), "standin-entry", GINT_TO_POINTER(static_cast<int>(entry)));
+  // Pressing the counter is its accessible action, which GTK calls "activate".
+  g_signal_connect(field, "activate", G_CALLBACK(onCounterActivate), this);
+  g_signal_connect(field, "key-press-event", G_CALLBACK(onKeyPress), this);
+  g_signal_connect(field, "insert-text", G_CALLBACK(onInsertText), this);  // while open: digits only
+  return field;
+}
+
+void EditWindow::makeRow(std::size_t index) {
+  Row& row = _rows[index];
+  row.box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 2);
+  row.name = gtk_entry_new();
+  setAccessibleName(row.name, "Track name");
+  gtk_entry_set_width_chars(GTK_ENTRY(row.name), 16);
+  gtk_editable_set_editable(GTK_EDITABLE(row.name), FALSE);
+  g_signal_connect(row.name, "button-press-event", G_CALLBACK(onNameButtonPress), this);
+  g_signal_connect(row.name, "key-press-event", G_CALLBACK(onKeyPress), this);
+  const auto toggle = [&](const char* label, const char* title) {
+    GtkWidget* button = gtk_toggle_button_new_with_label(label);
+    setAccessibleName(button, title);
+    g_signal_connect(button, "toggled", G_CALLBACK(onToggled), this);
+    gtk_container_add(GTK_CONTAINER(row.box), button);
+    return button;
+  };
+  gtk_container_add(GTK_CONTAINER(row.box), row.name);
+  row.rec = toggle("R", "Track Record Enable");
+  row.input = toggle("I", "TrackInput Monitor");
+  row.mute = toggle("M", "Mute");
+  showTrack(index);
+}
+
+std::string EditWindow::counterText(const Timecode& time, TimeFormat format) {
+  const double seconds = ((time.hours * 60.0 + time.minutes) * 60.0 + time.seconds) + time.frames / kFramesPerSecond;
+  switch (format) {
+    case TimeFormat::timecode:
+      return fmt::format("{:02}:{:02}:{:02}:{:02}", time.hours, time.minutes, time.seconds, time.frames);
+    case TimeFormat::bars: {  // 120 beats per minute in 4/4
+      const auto beats = static_cast<long long>(seconds * 2);
+      return fmt::format("{}| {}| 000", beats / 4 + 1, beats % 4 + 1);
+    }
+    case TimeFormat::minsecs: {
+      const auto millis = static_cast<long long>(seconds * 1000 + 0.5);
+      return fmt::format("{}:{:02}.{:03}", millis / 60000, (millis / 1000) % 60, millis % 1000);
+    }
+    case TimeFormat::samples:
+      return fmt::format("{}", static_cast<long long>(seconds * 48000 + 0.5));
+    case TimeFormat::feet: {  // 16 frames a foot at 24 frames a second
+      const auto frames = static_cast<long long>(seconds * 24 + 0.5);
+      return fmt::format("{}+{:02}", frames / 16, frames % 16);
+    }
+  }
+  return {};
+}
+
+void EditWindow::showCounters() {
+  gtk_entry_set_text(GTK_ENTRY(_start), counterText(_selectionStart, _format).c_str());
+  gtk_entry_set_text(GTK_ENTRY(_end), counterText(_selectionEnd, _format).c_str());
+}
+
+void EditWindow::showTrack(std::size_t index) {
+  const Track& track = _tracks[index];
+  const Row& row = _rows[index];
+  _updating = true;
+  setAccessibleName(row.box, rowTitle(track.definition));
+  gtk_entry_set_text(GTK_ENTRY(row.name), track.definition.name.c_str());
+  gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(row.rec), track.recEnabled);
+  gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(row.input), track.inputMonitoring);
+  gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(row.mute), track.muted);
+  _updating = false;
+}
+
+void EditWindow::setRecEnabled(std::size_t index, bool value) {
+  if (index >= _tracks.size() || _tracks[index].recEnabled == value) return;
+  _tracks[index].recEnabled = value;
+  showTrack(index);
+  say(fmt::format("track {} record {}", index, onOff(value)));
+}
+
+void EditWindow::setMuted(std::size_t index, bool value) {
+  if (index >= _tracks.size() || _tracks[index].muted == value) return;
+  _tracks[index].muted = value;
+  showTrack(index);
+  say(fmt::format("track {} mute {}", index, onOff(value)));
+}
+
+void EditWindow::open(Entry entry, GtkWidget* field, std::size_t track) {
+  if (_entry != Entry::none) {
+    gtk_editable_set_editable(GTK_EDITABLE(_entryField), FALSE);
+    showCounters();
+    if (_entry == Entry::rename) showTrack(_renamed);
+  }
+  _entry = entry;
+  _entryField = field;
+  _renamed = track;
+  gtk_editable_set_editable(GTK_EDITABLE(field), TRUE);
+  gtk_entry_set_text(GTK_ENTRY(field), "");
+  gtk_widget_grab_focus(field);
+  say(entry == Entry::rename ? fmt::format("track {} name open", track)
+                             : fmt::format("counter {} open", entry == Entry::start ? "start" : "end"));
+}
+
+void EditWindow::commit() {
+  const std::string text = gtk_entry_get_text(GTK_ENTRY(_entryField));
+  gtk_editable_set_editable(GTK_EDITABLE(_entryField), FALSE);
+  const Entry entry = std::exchange(_entry, Entry::none);
+  if (entry == Entry::rename) {
+    if (!text.empty()) {
+      _tracks[_renamed].definition.name = text;
+      say(fmt::format("track {} renamed \"{}\"", _renamed, text));
+    }
+    showTrack(_renamed);
+    return;
+  }
+  // The counter takes the last eight digits typed, filled from the right.
+  std::string digits(8, '0');
+  const std::size_t kept = std::min<std::size_t>(text.size(), 8);
+  std::copy(text.end() - static_cast<std::ptrdiff_t>(kept), text.end(), digits.end() - static_cast<std::ptrdiff_t>(kept));
+  const auto field = [&](std::size_t i) { return static_cast<std::uint32_t>((digits[i] - '0') * 10 + (digits[i + 1] - '0')); };
+  const Timecode entered{field(0), field(2), field(4), field(6)};
+  if (entered.hours < 24 && entered.minutes < 60 && entered.seconds < 60 && entered.frames < kFramesPerSecond) {
+    (entry == Entry::start ? _selectionStart : _selectionEnd) = entered;
+    say(fmt::format("selection {} {}", entry == Entry::start ? "start" : "end",
+                    counterText(entered, TimeFormat::timecode)));
+  }
+  showCounters();
+}
+
+gboolean EditWindow::onKeyPress(GtkWidget* widget, GdkEventKey* event, gpointer self) {
+  auto& window = *static_cast<EditWindow*>(self);
+  if (event->keyval != GDK_KEY_Return && event->keyval != GDK_KEY_KP_Enter) return FALSE;
+  if (window._entry != Entry::none && widget == window._entryField) window.commit();
+  return TRUE;  // Return never activates a counter: only pressing it does
+}
+
+void EditWindow::onInsertText(GtkEditable* editable, const gchar* text, gint length, gint*, gpointer) {
+  if (!gtk_editable_get_editable(editable)) return;  // the counter shows its text
+  const std::string inserted(text, length < 0 ? std::strlen(text) : static_cast<std::size_t>(length));
+  if (!std::all_of(inserted.begin(), inserted.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
+    g_signal_stop_emission_by_name(editable, "insert-text");  // a counter takes digits only
+  }
+}
+
+void EditWindow::onCounterActivate(GtkEntry* entry, gpointer self) {
+  auto& window = *static_cast<EditWindow*>(self);
+  const auto kind = static_cast<Entry>(GPOINTER_TO_INT(g_object_get_data(G_OBJECT(entry), "standin-entry")));
+  window.open(kind, GTK_WIDGET(entry));
+}
+
+gboolean EditWindow::onNameButtonPress(GtkWidget* widget, GdkEventButton* event, gpointer self) {
+  auto& window = *static_cast<EditWindow*>(self);
+  if (event->type != GDK_2BUTTON_PRESS || event->button != 1) return FALSE;
+  for (std::size_t i = 0; i < window._rows.size(); ++i) {
+    if (window._rows[i].name == widget) window.open(Entry::rename, widget, i);
+  }
+  return TRUE;
+}
+
+void EditWindow::onToggled(GtkToggleButton* button, gpointer self) {
+  static_cast<EditWindow*>(self)->toggled(GTK_WIDGET(button));
+}
+
+void EditWindow::toggled(GtkWidget* button) {
+  if (_updating) return;
+  const bool active = gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(button));
+  for (std::size_t i = 0; i < _rows.size(); ++i) {
+    Track& track = _tracks[i];
+    if (_rows[i].input == button) {
+      track.inputMonitoring = active;
+      say(fmt::format("track {} input {}", i, onOff(active)));
+    } else if (_rows[i].rec == button || _rows[i].mute == button) {
+      (_rows[i].rec == button ? track.recEnabled : track.muted) = active;
+      say(fmt::format("track {} {} {}", i, _rows[i].rec == button ? "record" : "mute", onOff(active)));
+      if (_trackChanged) _trackChanged(i);
+    }
+  }
+}
+
+}  // namespace standin

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <glib.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "EditWindow.h"
+#include "ZAR_DAWControl/platform/MidiPorts.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
+
+namespace standin {
+
+/// The stand-in Pro Tools' HUI side, as Pro Tools runs a HUI peripheral: it connects its ports to
+/// the surface's (retrying at every ping until they exist), pings every second, follows the
+/// surface's presses (strip mute, solo and record-ready of the bank in view, bank and channel
+/// moves, the transport's Stop, Play and Record) and sends the lamps of the bank in view when they
+/// change, flashing record-ready on armed tracks while not recording and mute on tracks muted only
+/// by another track's solo. Everything but the receiving runs on the GTK main thread; received
+/// bytes are handed to it.
+class HUIHost {
+ public:
+  HUIHost(EditWindow& window, std::shared_ptr<zar::platform::MidiPorts> ports, zar::platform::MidiPortRequest request);
+  ~HUIHost();
+  HUIHost(const HUIHost&) = delete;
+  HUIHost& operator=(const HUIHost&) = delete;
+
+  /// Starts pinging and flashing.
+  void start();
+  /// The user changed a track's record enable or mute in the window.
+  void trackChanged();
+
+ private:
+  enum class Transport { stopped, playing, recording };
+  struct Received;
+
+  bool openPorts();
+  void handle(std::span<const std::uint8_t> bytes);
+  void press(std::uint8_t zone, std::uint8_t port);
+  void moveBank(std::uint8_t port);
+  bool lamp(std::size_t strip, std::uint8_t port) const;
+  void refreshLamps(bool all);
+  static gboolean onPing(gpointer self);
+  static gboolean onFlash(gpointer self);
+  static gboolean onReceived(gpointer received);
+
+  EditWindow& _window;
+  const std::shared_ptr<zar::platform::MidiPorts> _ports;
+  const zar::platform::MidiPortRequest _request;
+  std::shared_ptr<zar::platform::MidiPortPair> _pair;
+  zar::hui::HUIDecoder _decoder;
+  std::vector<bool> _soloed;
+  Transport _transport = Transport::stopped;
+  bool _recordArmed = false;
+  int _bankOffset = 0;
+  bool _flashOn = true;
+  bool _answered = false;
+  std::optional<bool> _sentLamps[zar::hui::kStripsPerBank][zar::hui::kPortsPerZone];
+  guint _pingSource = 0;
+  guint _flashSource = 0;
+};
+
+}  // namespace standin

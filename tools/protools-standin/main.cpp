@@ -1,0 +1,113 @@
+// protools-standin: a small GTK 3 program that shows the framework what Pro Tools shows it, on a
+// real toolkit and real MIDI ports: the edit window's accessibility tree and the HUI side.
+
+#include <gtk/gtk.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "EditWindow.h"
+#include "HUIHost.h"
+#include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
+#include "ZAR_DAWControl/platform/linux/SpdLogger.h"
+
+namespace {
+
+/// What the stand-in announces on the accessibility bus: the identifier is the program name of
+/// its application object, the version its description.
+constexpr const char* kIdentifier = "com.avid.ProTools";
+constexpr const char* kApplicationName = "Pro Tools";
+
+struct Options {
+  std::string session = "Dialogue Session";
+  std::vector<std::string> tracks;
+  int numberedTracks = 0;
+  std::string timeFormat = "timecode";
+  std::string version = "12.5.0";
+  bool noHUI = false;
+  std::string midiAPI = "jack";
+  std::string huiPort = "ZAR_DAWControl HUI";
+  double quitAfter = 0;
+};
+
+std::vector<standin::TrackDefinition> trackDefinitions(const Options& options) {
+  std::vector<standin::TrackDefinition> tracks;
+  for (const auto& text : options.tracks) {
+    const bool aux = text.size() > 4 && text.ends_with(":aux");
+    tracks.push_back({aux ? text.substr(0, text.size() - 4) : text, aux});
+  }
+  for (int i = 1; i <= options.numberedTracks; ++i) tracks.push_back({fmt::format("Track {}", i), false});
+  if (tracks.empty()) tracks = {{"JO Dialog", false}, {"ANNA Dialog", false}, {"Guide", false}, {"FX", true}};
+  return tracks;
+}
+
+gboolean quit(gpointer) {
+  fmt::print("quitting\n");
+  std::fflush(stdout);
+  gtk_main_quit();
+  return G_SOURCE_REMOVE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  const std::map<std::string, standin::TimeFormat> formats{{"timecode", standin::TimeFormat::timecode},
+                                                           {"bars", standin::TimeFormat::bars},
+                                                           {"minsecs", standin::TimeFormat::minsecs},
+                                                           {"samples", standin::TimeFormat::samples},
+                                                           {"feet", standin::TimeFormat::feet}};
+  CLI::App app{"protools-standin - a stand-in Pro Tools: its edit window over accessibility, its HUI side over MIDI"};
+  app.add_option("--session", options.session, "Session name (the edit window is \"Edit: NAME\")")->capture_default_str();
+  app.add_option("--track", options.tracks, "A track, top to bottom; NAME:aux makes an aux track (repeatable)");
+  app.add_option("--tracks", options.numberedTracks, "Add N audio tracks named \"Track 1\" ... \"Track N\"")
+      ->check(CLI::Range(0, 256));
+  app.add_option("--time-format", options.timeFormat, "Main counter format")
+      ->check(CLI::IsMember({"timecode", "bars", "minsecs", "samples", "feet"}))
+      ->capture_default_str();
+  app.add_option("--bundle-version", options.version, "The version it announces")->capture_default_str();
+  app.add_flag("--no-hui", options.noHUI, "No HUI peripheral: never ping or answer on MIDI");
+  app.add_option("--midi-api", options.midiAPI, "MIDI API of the HUI ports")
+      ->check(CLI::IsMember({"jack", "alsa"}))
+      ->capture_default_str();
+  app.add_option("--hui-port", options.huiPort, "The surface's MIDI ports to connect to")->capture_default_str();
+  app.add_option("--quit-after", options.quitAfter, "Quit after this many seconds")->check(CLI::PositiveNumber);
+  CLI11_PARSE(app, argc, argv);
+
+  g_set_prgname(kIdentifier);
+  g_set_application_name(kApplicationName);
+  if (!gtk_init_check(&argc, &argv)) {
+    fmt::print(stderr, "protools-standin: cannot open the display\n");
+    return 1;
+  }
+  atk_object_set_description(atk_get_root(), options.version.c_str());
+
+  auto platform = std::make_shared<zar::platform::Platform>();
+  platform->logger = zar::native::SpdLogger::makeDefault();
+  zar::platform::Platform::install(platform);
+
+  standin::EditWindow window(options.session, trackDefinitions(options), formats.at(options.timeFormat));
+  std::unique_ptr<standin::HUIHost> hui;
+  if (!options.noHUI) {
+    hui = std::make_unique<standin::HUIHost>(window, std::make_shared<zar::native::RtMidiPorts>(),
+                                             zar::platform::MidiPortRequest{options.midiAPI, kApplicationName,
+                                                                            options.huiPort, options.huiPort});
+    window.setTrackChangedCallback([&hui](std::size_t) { hui->trackChanged(); });
+    hui->start();
+  }
+  window.show();
+  if (options.quitAfter > 0) g_timeout_add(static_cast<guint>(options.quitAfter * 1000), quit, nullptr);
+  fmt::print("ready pid={}\n", ::getpid());
+  std::fflush(stdout);
+  gtk_main();
+  hui.reset();
+  zar::platform::Platform::install(nullptr);
+  return 0;
+}
