@@ -15,9 +15,11 @@ struct Slot {
   std::shared_ptr<const Platform> platform;
 };
 
+// Never destroyed: a MIDI or pool thread may still ask for the platform while the process exits,
+// after static destructors have run.
 Slot& slot() {
-  static Slot instance;
-  return instance;
+  static Slot* const instance = new Slot;
+  return *instance;
 }
 
 std::shared_ptr<const Platform> load() {

@@ -167,6 +167,9 @@ std::shared_ptr<platform::MidiPortPair> LoopbackMidiPorts::open(const platform::
 
 void LoopbackMidiPorts::waitUntilIdle() {
   std::unique_lock lock(_hub->mutex);
+  if (std::this_thread::get_id() == _hub->deliveryThread) {
+    return;
+  }
   _hub->changed.wait(lock, [this] { return _hub->stopping || (_hub->queue.empty() && _hub->delivering == nullptr); });
 }
 

@@ -27,7 +27,7 @@ class LoopbackMidiPorts final : public platform::MidiPorts {
                                                std::string* error = nullptr) override;
 
   /// Returns when every message sent so far, and every message sent while they were received,
-  /// has been delivered. Not from the MIDI thread.
+  /// has been delivered. On the MIDI thread (a receiver that sleeps) it returns at once.
   void waitUntilIdle();
   /// Messages delivered so far.
   std::uint64_t deliveredCount() const;

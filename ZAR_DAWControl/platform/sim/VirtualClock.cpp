@@ -10,6 +10,8 @@ double VirtualClock::now() const {
 }
 
 void VirtualClock::sleep(double seconds) {
+  // As a real sleep lets other threads run: what is in flight happens before time moves on.
+  settle();
   std::lock_guard lock(_mutex);
   _sleeps.push_back(Sleep{_now, seconds, std::this_thread::get_id()});
   if (seconds > 0) {

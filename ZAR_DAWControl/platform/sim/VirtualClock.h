@@ -22,6 +22,7 @@ class VirtualClock final : public platform::Clock {
   explicit VirtualClock(double start = 1000.0) : _now(start) {}
 
   double now() const override;
+  /// Settles, then moves time on by `seconds`.
   void sleep(double seconds) override;
   void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double deadline) override;
 

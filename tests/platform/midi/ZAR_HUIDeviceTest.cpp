@@ -137,7 +137,7 @@ TEST(ZAR_HUIDevice, KnowsEveryTrackOfTheSessionFromPingsAloneAndTellsNewDelegate
   device->setTrackCount(24);
   const double start = sim.clock->now();
   connect(sim, *device);
-  EXPECT_LE(sim.clock->now() - start, 4.0) << "the first ping, then three banks of 0.75 s";
+  EXPECT_LE(sim.clock->now() - start, 4.1) << "the first ping, then three banks of 0.25 s settling and 0.75 s";
   for (int track = 0; track < 24; ++track) {
     EXPECT_EQ(delegate->values(false, track), (std::vector<bool>{track == 1 || track == 9 || track == 17})) << track;
     EXPECT_EQ(delegate->values(true, track), (std::vector<bool>{track == 12})) << track;
@@ -195,19 +195,14 @@ TEST(ZAR_HUIDevice, ImplicitSoloMutesAreNotMutesButTheTracksOwnMuteIs) {
   device->setDelegate(delegate);
   connect(sim, *device);
   delegate->clear();
-  device->toggleTrackMuteForTrackIndex(3);
-  sim.run(0.5);
-  EXPECT_TRUE(delegate->values(true, 3).empty());  // a solid mute counts once it held
-  sim.run(0.5);
-  EXPECT_EQ(delegate->values(true, 3), (std::vector<bool>{true}));
-  host->setTrackSoloed(5, true);  // every other track now flashes its mute
+  device->toggleTrackMuteForTrackIndex(3);  // the device's own press: its caller knows
+  host->setTrackSoloed(5, true);             // every other track now flashes its mute
   sim.run(6.0);
-  EXPECT_TRUE(delegate->values(true, 2).empty()) << "still unmuted";
-  EXPECT_TRUE(delegate->values(true, 7).empty());
-  EXPECT_EQ(delegate->values(true, 3), (std::vector<bool>{true}));
+  EXPECT_TRUE(host->track(3)->muted);
+  for (const int track : {2, 3, 7}) EXPECT_TRUE(delegate->values(true, track).empty()) << "no change of " << track;
   host->setTrackMuted(3, false);  // now only implicitly muted: unmuted at the first dark flash
   sim.run(0.6);
-  EXPECT_EQ(delegate->values(true, 3), (std::vector<bool>{true, false}));
+  EXPECT_EQ(delegate->values(true, 3), (std::vector<bool>{false}));
 }
 
 TEST(ZAR_HUIDevice, MovingAwayFromAFlashingTrackKeepsItArmed) {
@@ -217,13 +212,19 @@ TEST(ZAR_HUIDevice, MovingAwayFromAFlashingTrackKeepsItArmed) {
   auto delegate = std::make_shared<RecordingDelegate>();
   device->setDelegate(delegate);
   connect(sim, *device);
+  delegate->clear();
   device->toggleTrackRecEnabledForTrackIndex(2);
   sim.run(1.0);
   sim.runLoop->runFor(0.5);  // now mid-flash with the lamp off
   sim.settle();
   device->toggleTrackMuteForTrackIndex(40);
   sim.run(5.0);
-  EXPECT_EQ(delegate->values(false, 2), (std::vector<bool>{false, true}));
+  EXPECT_TRUE(delegate->values(false, 2).empty()) << "no dark flash taken for a disarm";
+  // What the device knows, told to a new delegate.
+  auto late = std::make_shared<RecordingDelegate>();
+  device->setDelegate(late);
+  device->setTrackCount(64);
+  EXPECT_EQ(late->values(false, 2), (std::vector<bool>{true}));
 }
 
 TEST(ZAR_HUIDevice, TheDelegateIsHeldWeakly) {

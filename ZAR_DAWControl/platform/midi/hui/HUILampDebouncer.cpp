@@ -16,6 +16,12 @@ void HUILampDebouncer::report(int track, HUILamp lamp, bool on, double now, std:
   }
   Lamp& entry = _lamps[static_cast<std::size_t>(track)][static_cast<std::size_t>(lamp)];
   const State reported = on ? State::on : State::off;
+  if (entry.toggledAt) {
+    if (entry.state != reported && now - *entry.toggledAt + kTimeTolerance < _window) {
+      return;  // sent before the host saw the press
+    }
+    entry.toggledAt.reset();
+  }
   if (on == winningValue(lamp)) {
     entry.pendingSince.reset();
     if (entry.state != reported) {
@@ -70,10 +76,18 @@ void HUILampDebouncer::keepPendingOnlyFor(int first, int last, double now) {
   }
 }
 
-void HUILampDebouncer::forget(int track, HUILamp lamp) {
-  if (track >= 0 && track < kTrackCount) {
-    _lamps[static_cast<std::size_t>(track)][static_cast<std::size_t>(lamp)] = Lamp{};
+void HUILampDebouncer::toggled(int track, HUILamp lamp, double now) {
+  if (track < 0 || track >= kTrackCount) {
+    return;
   }
+  Lamp& entry = _lamps[static_cast<std::size_t>(track)][static_cast<std::size_t>(lamp)];
+  entry.pendingSince.reset();
+  if (entry.state == State::unknown) {
+    entry.toggledAt.reset();
+    return;
+  }
+  entry.state = entry.state == State::on ? State::off : State::on;
+  entry.toggledAt = now;
 }
 
 void HUILampDebouncer::reset() { _lamps = {}; }

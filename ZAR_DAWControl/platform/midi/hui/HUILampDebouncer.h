@@ -19,9 +19,12 @@ enum class HUILamp : std::uint8_t { mute = 0, recordReady = 1 };
 /// dark (or lit) half of a flash and is best kept under a second, so that a real change is known
 /// within a second of its last lamp; whatever the window, a value that lasts longer is reported.
 ///
-/// The owner keeps it in step with the surface's own presses: after a press toggles a lamp the
-/// lamp is unknown again (`forget`), so whatever the host shows next is reported, also a user's
-/// change right after the press. Time is passed in; `nextDeadline` says when a sweep is due.
+/// The owner keeps it in step with the surface's own presses (`toggled`): a known lamp takes the
+/// toggled value at once, and reports of the old value are taken for what was already on its way
+/// before the host saw the press, until the host shows the new value or a window has passed; from
+/// then on every report counts again, so a user's change right after the press is reported. A lamp
+/// whose state was unknown stays unknown: whatever the host shows next is reported.
+/// Time is passed in; `nextDeadline` says when a sweep is due.
 /// Not thread-safe; the owner locks.
 class HUILampDebouncer {
  public:
@@ -46,8 +49,8 @@ class HUILampDebouncer {
   /// a flashing lamp would otherwise settle on the losing value because its next winning report
   /// never comes. Reports already due stay for the next sweep.
   void keepPendingOnlyFor(int first, int last, double now);
-  /// Makes one lamp unknown: its next report is a change, whichever value it has.
-  void forget(int track, HUILamp lamp);
+  /// The surface pressed the button of one lamp at `now`: a known state flips.
+  void toggled(int track, HUILamp lamp, double now);
   /// Forgets every state: all lamps unknown.
   void reset();
   /// Every lamp whose state is known, by track and lamp.
@@ -58,6 +61,7 @@ class HUILampDebouncer {
   struct Lamp {
     State state = State::unknown;
     std::optional<double> pendingSince;
+    std::optional<double> toggledAt;  // until the host shows the toggled value
   };
 
   double _window;

@@ -98,7 +98,7 @@ bool HUISurface::pressStripPort(int track, std::uint8_t port, double now) {
   moveLocked(_navigator.movesToShow(track), now);
   pressLocked(static_cast<std::uint8_t>(track - *_navigator.offset()), port);
   if (const auto lamp = followedLamp(port)) {
-    _debouncer.forget(track, *lamp);
+    _debouncer.toggled(track, *lamp, now);
   }
   return true;
 }
@@ -191,7 +191,6 @@ void HUISurface::moveLocked(const std::vector<std::uint8_t>& moves, double now) 
   }
   _view = View::settling;
   _movedAt = now;
-  _shownSinceMove = {};
   _survey.movedAway();
   const int first = *_navigator.offset();
   _debouncer.keepPendingOnlyFor(first, first + kStripsPerBank - 1, now);
@@ -208,9 +207,7 @@ void HUISurface::lampLocked(int strip, HUILamp lamp, bool on, double now, std::v
   const auto s = static_cast<std::size_t>(strip);
   const auto l = static_cast<std::size_t>(lamp);
   _strips[s][l] = on;
-  if (_view == View::settling) {
-    _shownSinceMove[s][l] = on;
-  } else if (_view == View::settled) {
+  if (_view == View::settled) {
     const int track = *_navigator.offset() + strip;
     if (inSessionLocked(track)) {
       _debouncer.report(track, lamp, on, now, changes);
@@ -219,13 +216,8 @@ void HUISurface::lampLocked(int strip, HUILamp lamp, bool on, double now, std::v
 }
 
 void HUISurface::advanceLocked(double now, std::vector<Change>& changes) {
-  if (_view == View::settling) {
-    const bool allShown = std::all_of(_shownSinceMove.begin(), _shownSinceMove.end(), [](const auto& strip) {
-      return strip[0].has_value() && strip[1].has_value();
-    });
-    if (allShown || now + kTimeTolerance >= _movedAt + kBankSettleTime) {
-      settleLocked(now, changes);
-    }
+  if (_view == View::settling && now + kTimeTolerance >= _movedAt + kBankSettleTime) {
+    settleLocked(now, changes);
   }
   _debouncer.sweep(now, changes);
   if (!connectedLocked(now)) {

@@ -25,10 +25,11 @@ namespace zar::hui {
 /// Knowing which tracks are in view: the host never says which track the first strip shows. When
 /// the host starts talking (the first ping answered, or the first after it was away) the surface
 /// brings the first bank into view with bank-left presses and counts its moves from there. After
-/// every move it holds the lamps it receives until the host has shown the new bank (a lamp of every
-/// strip has come) or for `kBankSettleTime`, so that lamps the host sent before it saw the move are
-/// not taken for the new bank's; lamps that come while the bank is not known are kept per strip and
-/// count once it is. Then it surveys the session: every bank is brought into view once, long
+/// every move it holds the lamps it receives for `kBankSettleTime` and then takes the last lamp of
+/// each strip, so that lamps the host sent before it saw the move are not taken for the new bank's
+/// (a lamp of every strip is no sign that the host has caught up: the refresh of an earlier move
+/// in the same series may still be on its way); lamps that come while the bank is not known are
+/// kept per strip and count once it is. Then it surveys the session: every bank is brought into view once, long
 /// enough to tell flashing from steady lamps, so that a track armed out of view is known too.
 ///
 /// Thread-safe: the MIDI thread feeds it while host threads press buttons.
@@ -103,7 +104,6 @@ class HUISurface {
   StripLamps _strips{};
   View _view = View::unknown;
   double _movedAt = 0;
-  StripLamps _shownSinceMove{};
   std::optional<int> _trackCount;
   std::optional<double> _lastPing;
   std::uint64_t _pingCount = 0;

@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "ZAR_DAWControl/platform/midi/hui/HUILampDebouncer.h"
+
+namespace {
+
+using zar::hui::HUILamp;
+using zar::hui::HUILampDebouncer;
+using Change = HUILampDebouncer::Change;
+using Changes = std::vector<Change>;
+
+TEST(HUILampDebouncer, FlashingRecordReadyStaysArmedUntilSolidlyOff) {
+  HUILampDebouncer debouncer(1.5);
+  Changes changes;
+  debouncer.report(4, HUILamp::recordReady, true, 0.0, changes);
+  EXPECT_EQ(changes, (Changes{{4, HUILamp::recordReady, true}}));
+  changes.clear();
+  for (double t = 0.5; t < 10.0; t += 1.0) {  // off at .5, on at 1.0, ...
+    debouncer.report(4, HUILamp::recordReady, false, t, changes);
+    debouncer.report(4, HUILamp::recordReady, true, t + 0.5, changes);
+  }
+  EXPECT_TRUE(changes.empty());
+  debouncer.report(4, HUILamp::recordReady, false, 10.0, changes);
+  debouncer.sweep(11.4, changes);
+  EXPECT_TRUE(changes.empty());
+  debouncer.sweep(11.5, changes);
+  EXPECT_EQ(changes, (Changes{{4, HUILamp::recordReady, false}}));
+}
+
+TEST(HUILampDebouncer, FlashingMuteIsNotAMuteButASolidOneIs) {
+  HUILampDebouncer debouncer(1.5);
+  Changes changes;
+  // Implicit solo mute: flashing. Off wins at once, on never settles.
+  debouncer.report(2, HUILamp::mute, true, 0.0, changes);
+  debouncer.report(2, HUILamp::mute, false, 0.5, changes);
+  for (double t = 1.0; t < 6.0; t += 1.0) {
+    debouncer.report(2, HUILamp::mute, true, t, changes);
+    debouncer.report(2, HUILamp::mute, false, t + 0.5, changes);
+  }
+  debouncer.sweep(8.0, changes);
+  EXPECT_EQ(changes, (Changes{{2, HUILamp::mute, false}}));
+  changes.clear();
+  // The track's own mute: solid, reported once it held for the window.
+  debouncer.report(2, HUILamp::mute, true, 10.0, changes);
+  debouncer.sweep(11.0, changes);
+  EXPECT_TRUE(changes.empty());
+  debouncer.sweep(11.6, changes);
+  EXPECT_EQ(changes, (Changes{{2, HUILamp::mute, true}}));
+  changes.clear();
+  debouncer.report(2, HUILamp::mute, false, 12.0, changes);
+  EXPECT_EQ(changes, (Changes{{2, HUILamp::mute, false}}));
+}
+
+TEST(HUILampDebouncer, UnknownLampsReportTheirFirstStateAndRepeatsAreSilent) {
+  HUILampDebouncer debouncer(1.5);
+  Changes changes;
+  debouncer.report(0, HUILamp::recordReady, false, 0.0, changes);
+  debouncer.report(0, HUILamp::recordReady, false, 1.0, changes);
+  debouncer.sweep(2.0, changes);
+  debouncer.report(0, HUILamp::recordReady, false, 3.0, changes);
+  debouncer.sweep(9.0, changes);
+  EXPECT_EQ(changes, (Changes{{0, HUILamp::recordReady, false}}));
+  changes.clear();
+  debouncer.report(-1, HUILamp::mute, false, 0.0, changes);
+  debouncer.report(64, HUILamp::recordReady, true, 0.0, changes);
+  EXPECT_TRUE(changes.empty());
+  debouncer.reset();
+  debouncer.report(0, HUILamp::recordReady, true, 10.0, changes);
+  EXPECT_EQ(changes, (Changes{{0, HUILamp::recordReady, true}}));
+}
+
+TEST(HUILampDebouncer, PendingReportsOfTracksOutOfViewAreDropped) {
+  HUILampDebouncer debouncer(1.5);
+  Changes changes;
+  debouncer.report(3, HUILamp::recordReady, true, 0.0, changes);
+  debouncer.report(12, HUILamp::recordReady, true, 0.0, changes);
+  changes.clear();
+  debouncer.report(3, HUILamp::recordReady, false, 0.5, changes);   // mid-flash when the bank moves
+  debouncer.report(12, HUILamp::recordReady, false, 0.5, changes);
+  debouncer.keepPendingOnlyFor(8, 15, 0.6);
+  debouncer.sweep(5.0, changes);
+  EXPECT_EQ(changes, (Changes{{12, HUILamp::recordReady, false}}));
+}
+
+class HUILampDebouncerWindow : public testing::TestWithParam<double> {};
+
+TEST_P(HUILampDebouncerWindow, TheSurfacesOwnToggleIsTakenAtOnceAndAUsersChangeRightAfterIsReported) {
+  const double window = GetParam();
+  HUILampDebouncer debouncer(window);
+  Changes changes;
+  debouncer.report(4, HUILamp::recordReady, true, 0.0, changes);
+  debouncer.report(5, HUILamp::mute, false, 0.0, changes);
+  debouncer.report(6, HUILamp::recordReady, true, 0.0, changes);
+  changes.clear();
+  // The surface disarms 4, mutes 5 and presses the mute of 7, whose lamp it has not seen yet.
+  for (const auto& [track, lamp] : {std::pair{4, HUILamp::recordReady}, {5, HUILamp::mute}, {7, HUILamp::mute}}) {
+    debouncer.toggled(track, lamp, 1.0);
+  }
+  // Lamps sent before the host saw the presses are not changes; then the host shows the new values.
+  debouncer.report(4, HUILamp::recordReady, true, 1.0, changes);
+  debouncer.report(5, HUILamp::mute, false, 1.0, changes);
+  debouncer.report(4, HUILamp::recordReady, false, 1.01, changes);
+  debouncer.report(5, HUILamp::mute, true, 1.01, changes);
+  debouncer.report(7, HUILamp::mute, false, 1.01, changes);
+  EXPECT_EQ(changes, (Changes{{7, HUILamp::mute, false}}));
+  EXPECT_EQ(debouncer.nextDeadline(), std::nullopt);
+  // 0.3 s later the user arms 4 and unmutes 5 again: both reported at once.
+  debouncer.report(4, HUILamp::recordReady, true, 1.3, changes);
+  debouncer.report(5, HUILamp::mute, false, 1.3, changes);
+  EXPECT_EQ(changes, (Changes{{7, HUILamp::mute, false}, {4, HUILamp::recordReady, true}, {5, HUILamp::mute, false}}));
+  // A press the host never sees: it keeps showing 6 armed, which counts once the window has passed.
+  debouncer.toggled(6, HUILamp::recordReady, 10.0);
+  debouncer.report(6, HUILamp::recordReady, true, 10.0 + window / 2, changes);
+  EXPECT_EQ(changes.size(), 3u);
+  debouncer.report(6, HUILamp::recordReady, true, 10.0 + window, changes);
+  EXPECT_EQ(changes.back(), (Change{6, HUILamp::recordReady, true}));
+  EXPECT_EQ(debouncer.known(), (Changes{{4, HUILamp::recordReady, true},
+                                        {5, HUILamp::mute, false},
+                                        {6, HUILamp::recordReady, true},
+                                        {7, HUILamp::mute, false}}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Windows, HUILampDebouncerWindow, testing::Values(0.6, 0.75, 1.5));
+
+}  // namespace
