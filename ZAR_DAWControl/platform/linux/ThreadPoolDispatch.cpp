@@ -17,7 +17,7 @@ ThreadPoolDispatch::ThreadPoolDispatch(std::shared_ptr<platform::RunLoop> mainRu
   _threads.reserve(count);
   try {
     for (unsigned i = 0; i < count; ++i) {
-      _threads.emplace_back([this] { workerLoop(); });
+      _threads.emplace_back([queue = _queue] { workerLoop(queue); });
     }
   } catch (...) {
     // The system refused a thread: the ones started must not outlive a half-made pool.
@@ -30,12 +30,16 @@ ThreadPoolDispatch::~ThreadPoolDispatch() { shutDown(); }
 
 void ThreadPoolDispatch::shutDown() {
   {
-    std::lock_guard lock(_mutex);
-    _shuttingDown = true;
+    std::lock_guard lock(_queue->mutex);
+    _queue->shuttingDown = true;
   }
-  _workAvailable.notify_all();
+  _queue->workAvailable.notify_all();
   for (auto& thread : _threads) {
-    thread.join();
+    if (thread.get_id() == std::this_thread::get_id()) {
+      thread.detach();
+    } else {
+      thread.join();
+    }
   }
 }
 
@@ -44,23 +48,23 @@ void ThreadPoolDispatch::async(std::function<void()> work) {
     return;
   }
   {
-    std::lock_guard lock(_mutex);
-    _queue.push_back(std::move(work));
+    std::lock_guard lock(_queue->mutex);
+    _queue->work.push_back(std::move(work));
   }
-  _workAvailable.notify_one();
+  _queue->workAvailable.notify_one();
 }
 
 void ThreadPoolDispatch::onMainThread(std::function<void()> work) { _mainRunLoop->performOnMainThread(std::move(work)); }
 
-void ThreadPoolDispatch::workerLoop() {
-  std::unique_lock lock(_mutex);
+void ThreadPoolDispatch::workerLoop(const std::shared_ptr<Queue>& queue) {
+  std::unique_lock lock(queue->mutex);
   while (true) {
-    _workAvailable.wait(lock, [this] { return _shuttingDown || !_queue.empty(); });
-    if (_queue.empty()) {
+    queue->workAvailable.wait(lock, [&queue] { return queue->shuttingDown || !queue->work.empty(); });
+    if (queue->work.empty()) {
       return;
     }
-    auto work = std::move(_queue.front());
-    _queue.pop_front();
+    auto work = std::move(queue->work.front());
+    queue->work.pop_front();
     lock.unlock();
     try {
       work();

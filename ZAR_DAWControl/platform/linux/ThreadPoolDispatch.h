@@ -14,7 +14,8 @@
 namespace zar::native {
 
 /// The global concurrent queue as a fixed pool of threads, and hand-over to the main run loop.
-/// Destruction runs every piece of work already queued (and what that work queues), then joins.
+/// Destruction runs every piece of work already queued (and what that work queues), then joins;
+/// destroyed by its own work (which held the last owner), it lets that one thread finish alone.
 class ThreadPoolDispatch final : public platform::Dispatch {
  public:
   /// `threads` 0 means max(4, the number of hardware threads). Throws `std::invalid_argument`
@@ -31,15 +32,20 @@ class ThreadPoolDispatch final : public platform::Dispatch {
   std::size_t threadCount() const { return _threads.size(); }
 
  private:
-  void workerLoop();
+  /// What the workers share; each holds it, so a worker may outlive the pool.
+  struct Queue {
+    std::mutex mutex;
+    std::condition_variable workAvailable;
+    std::deque<std::function<void()>> work;
+    bool shuttingDown = false;
+  };
+
+  static void workerLoop(const std::shared_ptr<Queue>& queue);
   /// Lets the workers finish the queue, then joins them.
   void shutDown();
 
   const std::shared_ptr<platform::RunLoop> _mainRunLoop;
-  std::mutex _mutex;
-  std::condition_variable _workAvailable;
-  std::deque<std::function<void()>> _queue;
-  bool _shuttingDown = false;
+  const std::shared_ptr<Queue> _queue = std::make_shared<Queue>();
   std::vector<std::thread> _threads;
 };
 

@@ -47,8 +47,11 @@ ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
     : _ports(std::move(ports)),
       _huiRequest(std::move(huiRequest)),
       _huiSurface([this](std::span<const std::uint8_t> bytes) {
-        if (const auto pair = huiPair()) {
-          pair->send(bytes);
+        // Sent under the lock rather than from a copy: on the MIDI thread a copy could outlive
+        // every other owner, and closing the ports there would wait for that very thread.
+        std::lock_guard lock(_pairMutex);
+        if (_huiPair) {
+          _huiPair->send(bytes);
         }
       }) {}
 
@@ -78,7 +81,7 @@ std::shared_ptr<ZAR_MIDIOutput> ZAR_MIDISystem::midiOutputForEventType(std::int3
 
 bool ZAR_MIDISystem::openHUIPort() {
   std::lock_guard lock(_mutex);
-  if (huiPair()) {
+  if (huiPortsOpen()) {
     return true;
   }
   if (!_ports) {
@@ -98,9 +101,9 @@ bool ZAR_MIDISystem::openHUIPort() {
   return true;
 }
 
-std::shared_ptr<zar::platform::MidiPortPair> ZAR_MIDISystem::huiPair() const {
+bool ZAR_MIDISystem::huiPortsOpen() const {
   std::lock_guard lock(_pairMutex);
-  return _huiPair;
+  return _huiPair != nullptr;
 }
 
 std::shared_ptr<ZAR_MIDISystem::HUIAttachment> ZAR_MIDISystem::attachHUIDevice() {
@@ -129,7 +132,7 @@ void ZAR_MIDISystem::setHUITrackCount(int count, const std::shared_ptr<ZAR_HUIDe
 std::uint64_t ZAR_MIDISystem::huiPingCount() const { return _huiSurface.pingCount(); }
 
 bool ZAR_MIDISystem::pressHUIStripPort(int track, std::uint8_t port) {
-  if (!huiPair()) {
+  if (!huiPortsOpen()) {
     return false;
   }
   const bool pressed = _huiSurface.pressStripPort(track, port, clockNow());
@@ -138,7 +141,7 @@ bool ZAR_MIDISystem::pressHUIStripPort(int track, std::uint8_t port) {
 }
 
 bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
-  if (!huiPair()) {
+  if (!huiPortsOpen()) {
     return false;
   }
   _huiSurface.sendForeign(message);
@@ -146,7 +149,8 @@ bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
 }
 
 std::string ZAR_MIDISystem::huiPortDescription() const {
-  const auto pair = huiPair();
+  std::lock_guard lock(_pairMutex);
+  const auto& pair = _huiPair;
   return pair ? "in \"" + pair->inputName() + "\", out \"" + pair->outputName() + "\"" : std::string();
 }
 

@@ -82,7 +82,7 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   using Delegates = std::vector<std::shared_ptr<ZAR_HUIDeviceDelegate>>;
 
   void receiveHUI(std::span<const std::uint8_t> bytes);
-  std::shared_ptr<zar::platform::MidiPortPair> huiPair() const;
+  bool huiPortsOpen() const;
   std::vector<std::shared_ptr<HUIAttachment>> liveAttachments();
   static Delegates delegatesOf(const std::vector<std::shared_ptr<HUIAttachment>>& attachments);
   /// Tells the delegates; the caller holds `_deliveryMutex`.
@@ -96,7 +96,7 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   zar::hui::HUISurface _huiSurface;
   std::mutex _mutex;  // opening, and the attachments
   std::vector<std::weak_ptr<HUIAttachment>> _attachments;
-  mutable std::mutex _pairMutex;  // the open ports; never held while they are closed
+  mutable std::mutex _pairMutex;  // the open ports, and sends through them; never held while they close
   std::shared_ptr<zar::platform::MidiPortPair> _huiPair;
   /// Held while the surface's changes are worked out and told, so reports keep their order.
   std::recursive_mutex _deliveryMutex;

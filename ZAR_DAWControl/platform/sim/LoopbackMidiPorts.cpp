@@ -110,7 +110,8 @@ std::shared_ptr<Inbox> findVirtual(const std::vector<std::shared_ptr<Inbox>>& in
 }
 }  // namespace
 
-LoopbackMidiPorts::LoopbackMidiPorts() : _hub(std::make_shared<Hub>()), _thread([hub = _hub.get()] { hub->run(); }) {}
+// The thread shares the hub, so that it may outlive these ports when they are dropped on it.
+LoopbackMidiPorts::LoopbackMidiPorts() : _hub(std::make_shared<Hub>()), _thread([hub = _hub] { hub->run(); }) {}
 
 LoopbackMidiPorts::~LoopbackMidiPorts() {
   {
@@ -118,7 +119,11 @@ LoopbackMidiPorts::~LoopbackMidiPorts() {
     _hub->stopping = true;
   }
   _hub->changed.notify_all();
-  _thread.join();
+  if (_thread.get_id() == std::this_thread::get_id()) {
+    _thread.detach();  // a receiver let go of the last owner: the thread ends when it returns
+  } else {
+    _thread.join();
+  }
 }
 
 std::shared_ptr<platform::MidiPortPair> LoopbackMidiPorts::open(const platform::MidiPortRequest& request,
