@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <csignal>
@@ -17,7 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using zar::native::LocalFileUtility;
-using zar::platform::FileRead;
 using zar::test::TemporaryDirectory;
 
 std::vector<std::string> entriesIn(const std::string& directory) {
@@ -43,19 +41,6 @@ TEST(LocalFileUtility, SupportDirectoryIsMadeWhenMissingAndFollowsXdgDataHome) {
   saved != nullptr ? ::setenv("XDG_DATA_HOME", previous.c_str(), 1) : ::unsetenv("XDG_DATA_HOME");
 }
 
-TEST(LocalFileUtility, WritesReplaceWholeFilesAndReadBack) {
-  TemporaryDirectory temp;
-  LocalFileUtility files(temp.path());
-  const std::string path = temp.file("settings.bin");
-  const std::string binary("\0\x01\xff tail", 8);
-  ASSERT_TRUE(files.writeFileAtomically(path, binary));
-  EXPECT_EQ(files.readFile(path), binary);
-  ASSERT_TRUE(files.writeFileAtomically(path, ""));
-  EXPECT_EQ(files.readFile(path), "");
-  EXPECT_FALSE(files.write(temp.file("missing/settings.bin"), "data").done);
-  EXPECT_EQ(entriesIn(temp.path()), std::vector<std::string>{"settings.bin"}) << "no temporary file stays behind";
-}
-
 TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {
   TemporaryDirectory temp;
   LocalFileUtility files(temp.path());
@@ -79,34 +64,6 @@ TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {
   EXPECT_EQ(written.failure, "File too large");
   EXPECT_EQ(files.readFile(path), "old content");
   EXPECT_EQ(entriesIn(temp.path()).size(), 1u) << "the partial temporary file is removed";
-}
-
-TEST(LocalFileUtility, OnlyRegularFilesAreReadOrReplacedAndNothingWaits) {
-  TemporaryDirectory temp;
-  LocalFileUtility files(temp.path());
-  ASSERT_EQ(::mkfifo(temp.file("fifo").c_str(), 0600), 0);
-  fs::create_symlink("/dev/null", temp.file("device"));
-  ASSERT_TRUE(files.writeFileAtomically(temp.file("big"), "12345"));
-  const struct {
-    std::string path;
-    FileRead::Status status;
-  } cases[] = {{temp.file("missing"), FileRead::Status::missing},
-               {temp.file("missing/below"), FileRead::Status::missing},
-               {temp.path(), FileRead::Status::notRegular},
-               {temp.file("fifo"), FileRead::Status::notRegular},  // opening it to read would wait for a writer
-               {temp.file("device"), FileRead::Status::notRegular},
-               {temp.file("big"), FileRead::Status::tooLarge}};
-  for (const auto& [path, status] : cases) {
-    const FileRead read = files.read(path, 4);
-    EXPECT_EQ(read.status, status) << path;
-    EXPECT_FALSE(read.failure.empty()) << path;
-  }
-  EXPECT_EQ(files.read(temp.file("big"), 5).content, "12345");
-  for (const char* name : {"fifo", "device"}) {
-    EXPECT_EQ(files.write(temp.file(name), "data").failure, "not a regular file") << name;
-  }
-  EXPECT_TRUE(fs::is_fifo(temp.file("fifo")));
-  EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
 TEST(LocalFileUtility, LinksStayLinksAndTheirTargetsAreWrittenAndKept) {

@@ -212,35 +212,6 @@ TEST(MainRunLoopThreads, WorkOrATimerFromAnotherThreadWakesAnIdleLoop) {
   EXPECT_DOUBLE_EQ(idle->now(), 1005.0) << "idle waits don't move virtual time";
 }
 
-TEST(MainRunLoopThreads, WorkFromSeveralThreadsRunsOnTheMainThreadInOrderPerProducer) {
-  MainRunLoop loop(std::make_shared<VirtualClock>());
-  constexpr int producers = 3;
-  constexpr int perProducer = 100;
-  std::vector<std::vector<int>> seen(producers);
-  int total = 0;
-  bool allOnMain = true;
-  std::vector<std::thread> threads;
-  for (int p = 0; p < producers; ++p) {
-    threads.emplace_back([&, p] {
-      for (int i = 0; i < perProducer; ++i) {
-        loop.perform([&, p, i] {
-          allOnMain = allOnMain && loop.isMainThread();
-          seen[static_cast<std::size_t>(p)].push_back(i);
-          if (++total == producers * perProducer) loop.stop();
-        });
-      }
-    });
-  }
-  zar::test::Watchdog watchdog(10s, [&] { loop.stop(); });
-  loop.run();
-  for (auto& thread : threads) thread.join();
-  EXPECT_FALSE(watchdog.fired());
-  EXPECT_TRUE(allOnMain);
-  std::vector<int> expected(perProducer);
-  for (int i = 0; i < perProducer; ++i) expected[static_cast<std::size_t>(i)] = i;
-  for (const auto& values : seen) EXPECT_EQ(values, expected);
-}
-
 // On the system clock a timer never fires before its date on the grid, however late the loop runs.
 TEST(MainRunLoopThreads, OnTheSystemClockTimersNeverFireEarly) {
   auto clock = std::make_shared<zar::native::SystemClock>();

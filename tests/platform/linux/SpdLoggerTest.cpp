@@ -116,31 +116,6 @@ TEST_F(SpdLoggerTest, ErrorsAreWrittenAtOnceAfterWhatCameBeforeTheRestOnTheWrite
   EXPECT_EQ(slow->records().size(), 71u) << "flush waits until everything is written";
 }
 
-TEST(SpdLogger, NothingIsLostOrReorderedWhenManyThreadsLog) {
-  auto sink = std::make_shared<RecordingSink>();
-  auto logger = std::make_shared<SpdLogger>(std::vector<spdlog::sink_ptr>{sink});
-  constexpr int threads = 4;
-  constexpr int statements = 1000;
-  std::vector<std::thread> workers;
-  for (int t = 0; t < threads; ++t) {
-    workers.emplace_back([&, t] {
-      for (int i = 0; i < statements; ++i) {
-        logger->log(i % 100 == 0 ? LogFlag::error : LogFlag::info, __FILE__, __func__, __LINE__,
-                    fmt::format("{} {}", t, i));
-      }
-      logger->flush();
-    });
-  }
-  for (auto& worker : workers) worker.join();
-  logger->flush();
-  std::vector<int> next(threads, 0);
-  for (const auto& text : sink->texts()) {
-    const auto t = static_cast<std::size_t>(std::stoi(text.substr(0, text.find(' '))));
-    EXPECT_EQ(std::stoi(text.substr(text.find(' ') + 1)), next[t]++) << "statements of one thread stay in order";
-  }
-  EXPECT_EQ(next, std::vector<int>(threads, statements));
-}
-
 TEST(SpdLogger, DestructionWritesWhatIsPendingAndTheDefaultGoesToStandardError) {
   std::ostringstream out;
   {

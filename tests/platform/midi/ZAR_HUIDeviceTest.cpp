@@ -227,23 +227,6 @@ TEST(ZAR_HUIDevice, MovingAwayFromAFlashingTrackKeepsItArmed) {
   EXPECT_EQ(late->values(false, 2), (std::vector<bool>{true}));
 }
 
-TEST(ZAR_HUIDevice, TheDelegateIsHeldWeakly) {
-  HUISimulation sim;
-  auto host = sim.makeHost(8);
-  ZAR_HUIDevice device(sim.system);
-  auto delegate = std::make_shared<RecordingDelegate>();
-  device.setDelegate(delegate);
-  EXPECT_EQ(device.delegate(), delegate);
-  std::weak_ptr<RecordingDelegate> weak = delegate;
-  delegate.reset();
-  EXPECT_TRUE(weak.expired());
-  EXPECT_EQ(device.delegate(), nullptr);
-  sim.run(1.0);
-  device.toggleTrackRecEnabledForTrackIndex(1);
-  sim.run(3.0);  // lamps with nobody to tell
-  EXPECT_TRUE(host->track(1)->recEnabled);
-}
-
 TEST(ZAR_HUIDevice, GarbageFromTheHostSideIsIgnored) {
   HUISimulation sim;
   auto host = sim.makeHost(8);

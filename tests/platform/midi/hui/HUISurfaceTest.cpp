@@ -64,27 +64,6 @@ class HUISurfaceTest : public testing::Test {
   HUISurface _surface{[this](std::span<const std::uint8_t> bytes) { _sent.insert(_sent.end(), bytes.begin(), bytes.end()); }};
 };
 
-TEST_F(HUISurfaceTest, LampsShownBeforeTheBankIsKnownCountOnceTheFirstPingBroughtItHome) {
-  // The host shows its lamps as soon as the ports connect, before it pings.
-  Bytes early = lamp(2, port::recordReady, true);
-  const Bytes mute = lamp(3, port::mute, true);
-  early.insert(early.end(), mute.begin(), mute.end());
-  EXPECT_TRUE(_surface.receive(early, 10.0, true).empty());
-  EXPECT_FALSE(_surface.bankOffset());
-
-  EXPECT_TRUE(_surface.receive(ping(), 10.5, true).empty());
-  EXPECT_EQ(moves(), std::vector<int>(8, zar::hui::channelSelectionPort::bankLeft)) << "bank left until the first track";
-  EXPECT_EQ(_surface.bankOffset(), 0);
-  // The bank didn't move (it was home already), so the host shows nothing new: the kept lamps count
-  // once the settle time is over. Armed at once; muted once the mute held for the window.
-  EXPECT_EQ(_surface.nextDeadline(), 10.5 + HUISurface::kBankSettleTime);
-  EXPECT_EQ(_surface.tick(10.75), (Changes{{2, HUILamp::recordReady, true}}));
-  EXPECT_FALSE(_surface.lampsKnown(10.75));
-  EXPECT_EQ(_surface.tick(10.75 + HUISurface::kLampDebounceWindow), (Changes{{3, HUILamp::mute, true}}));
-  EXPECT_TRUE(_surface.lampsKnown(11.5)) << "the first bank is all there is while the session's size is unknown";
-  EXPECT_EQ(_surface.knownLamps(), (Changes{{2, HUILamp::recordReady, true}, {3, HUILamp::mute, true}}));
-}
-
 TEST_F(HUISurfaceTest, LampsTheHostSentBeforeItSawAMoveAreNotTakenForTheNewBank) {
   _surface.receive(ping(), 0.0, true);
   _surface.receive(refresh({}), 0.01, true);
