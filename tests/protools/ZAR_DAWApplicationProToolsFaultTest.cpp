@@ -12,22 +12,7 @@
 namespace {
 
 // Pro Tools busy for a moment, or a track deleted under the framework's feet.
-class ProToolsFaultTest : public zar::test::ProToolsTest {
- protected:
-  void SetUp() override {
-    _proTools = launchProTools();
-    _manager->setAllowed(true);
-    _manager->setEnabled(true);
-    _application = _manager->currentApplication();
-    ASSERT_TRUE(_application);
-    clearPosted();
-  }
-  void TearDown() override { _manager->setEnabled(false); }
-
-  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
-  std::shared_ptr<zar::sim::SimProTools> _proTools;
-  std::shared_ptr<ZAR_DAWApplication> _application;
-};
+using ProToolsFaultTest = zar::test::EnabledProToolsTest;
 
 TEST_F(ProToolsFaultTest, OneFailedReadIsConfirmedBeforeProToolsCountsAsGone) {
   for (const auto error : {zar::platform::AXError::cannotComplete, zar::platform::AXError::failure}) {

@@ -9,19 +9,12 @@ namespace {
 
 // What reaches Pro Tools as keystrokes is checked first: a line feed would be typed as Return and
 // whatever follows it would land outside the field.
-class TypedTextTest : public zar::test::ProToolsTest {
+class TypedTextTest : public zar::test::EnabledProToolsTest {
  protected:
   void SetUp() override {
-    _proTools = launchProTools();
-    _manager->setAllowed(true);
-    _manager->setEnabled(true);
-    _application = _manager->currentApplication();
-    ASSERT_TRUE(_application);
-    ASSERT_EQ(_application->audioTracks().size(), 3u);
-    sim.desktop->eventPoster()->clearLog();
+    EnabledProToolsTest::SetUp();
     sim.logger->clear();
   }
-  void TearDown() override { _manager->setEnabled(false); }
 
   std::size_t errorsLogged() const {
     std::size_t count = 0;
@@ -32,10 +25,6 @@ class TypedTextTest : public zar::test::ProToolsTest {
     return sim.desktop->eventPoster()->keyboardEvents().empty() && sim.desktop->eventPoster()->mouseEvents().empty() &&
            sim.desktop->appleScript()->executions().empty();
   }
-
-  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
-  std::shared_ptr<zar::sim::SimProTools> _proTools;
-  std::shared_ptr<ZAR_DAWApplication> _application;
 };
 
 TEST_F(TypedTextTest, ASelectionTextThatIsNotTimecodeIsNeitherTypedNorPressedButLogged) {

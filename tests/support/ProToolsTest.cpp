@@ -37,4 +37,15 @@ std::shared_ptr<ZAR_DAWApplicationProTools> ProToolsTest::attach(const std::shar
       ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(proTools)));
 }
 
+void EnabledProToolsTest::SetUp() {
+  _proTools = launchProTools();
+  _manager->setAllowed(true);
+  _manager->setEnabled(true);
+  _application = _manager->currentApplication();
+  ASSERT_TRUE(_application);
+  ASSERT_EQ(_application->audioTracks().size(), 3u);
+  sim.desktop->eventPoster()->clearLog();
+  clearPosted();
+}
+
 }  // namespace zar::test

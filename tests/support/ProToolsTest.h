@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/sim/SimProTools.h"
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
@@ -44,6 +45,18 @@ class ProToolsTest : public testing::Test {
   std::vector<std::string> _posted;
   platform::NotificationObservation _observation{sim.notificationCenter, std::nullopt,
                                                  [this](const platform::Notification& n) { _posted.push_back(n.name); }};
+};
+
+/// A simulated Pro Tools with its default session, found by the enabled manager: the framework as
+/// a host sees it once "ZAR_DAWApplicationAdded" has come. Nothing posted to Pro Tools so far.
+class EnabledProToolsTest : public ProToolsTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override { _manager->setEnabled(false); }
+
+  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
+  std::shared_ptr<sim::SimProTools> _proTools;
+  std::shared_ptr<ZAR_DAWApplication> _application;
 };
 
 }  // namespace zar::test

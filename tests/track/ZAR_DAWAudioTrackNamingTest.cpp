@@ -15,27 +15,12 @@ using zar::sim::SimProTools;
 
 // Entering a track name in the simulated Pro Tools, with the driver as the manager's current
 // application.
-class NamingTest : public zar::test::ProToolsTest {
+class NamingTest : public zar::test::EnabledProToolsTest {
  protected:
-  void SetUp() override {
-    _proTools = launchProTools();
-    _manager->setAllowed(true);
-    _manager->setEnabled(true);
-    _application = _manager->currentApplication();
-    ASSERT_TRUE(_application);
-    ASSERT_EQ(_application->audioTracks().size(), 3u);
-    sim.desktop->eventPoster()->clearLog();
-  }
-  void TearDown() override { _manager->setEnabled(false); }
-
   std::shared_ptr<ZAR_DAWAudioTrack> track(std::size_t i) const { return _application->audioTracks().at(i); }
   std::vector<zar::sim::SimEventPoster::PostedMouseEvent> mouse() const { return sim.desktop->eventPoster()->mouseEvents(); }
   std::int32_t frontmost() const { return sim.desktop->workspace()->frontmostApplication()->processIdentifier(); }
   std::int32_t host() const { return sim.desktop->workspace()->hostApplication()->processIdentifier(); }
-
-  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
-  std::shared_ptr<SimProTools> _proTools;
-  std::shared_ptr<ZAR_DAWApplication> _application;
 };
 
 TEST_F(NamingTest, DoubleClicksTheNameFieldTypesTheNameAndGivesTheHostBackItsPlace) {
