@@ -9,6 +9,7 @@
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 #include "support/ProToolsTest.h"
+#include "support/TakeCue.h"
 
 namespace {
 
@@ -66,18 +67,6 @@ class TransportTest : public zar::test::ProToolsTest {
     }
     return result;
   }
-  std::shared_ptr<ZAR_VisualEvent> cue() {
-    auto event = std::make_shared<ZAR_VisualEvent>();
-    event->setStartTCString("00:59:58:00");
-    event->setEndTCString("01:00:04:12");
-    event->setInPointFrameIndex(1000);
-    event->setEndFrameIndex(1186);
-    event->setCueNumber("101");
-    event->setCharacter(std::make_shared<ZAR_Character>("JO"));
-    event->setNumRecordedTakes(2);
-    event->setRecTrackIndex(0);
-    return event;
-  }
   // Makes track `position` record during cues by giving it the list's "Record" mode.
   void makeRecordTrack(std::int32_t position) {
     const auto modes = _manager->trackModeList()->audioTrackModes();
@@ -91,7 +80,7 @@ class TransportTest : public zar::test::ProToolsTest {
 };
 
 TEST_F(TransportTest, RehearseAndReviewSelectTheCueAndPressPlay) {
-  const auto event = cue();
+  const auto event = zar::test::takeCue();
   _driver->rehearseWithEvent(event);
   EXPECT_EQ(transportMessages(), (std::vector<Message>{kZone, kPlayOn, kZone, kPlayOff}));
   EXPECT_EQ(_host->transportState(), SimHUIHost::TransportState::playing);
@@ -111,7 +100,7 @@ TEST_F(TransportTest, RehearseAndReviewSelectTheCueAndPressPlay) {
 
 TEST_F(TransportTest, RecordNamesTheRecordTrackPressesRecordThenPlayAndCountsTheTake) {
   makeRecordTrack(0);
-  const auto event = cue();
+  const auto event = zar::test::takeCue();
   _driver->recordWithEvent(event);
   EXPECT_EQ(transportMessages(),
             (std::vector<Message>{kZone, kRecordOn, kZone, kRecordOff, kZone, kPlayOn, kZone, kPlayOff}));
@@ -130,7 +119,7 @@ TEST_F(TransportTest, RecordNamesTheRecordTrackPressesRecordThenPlayAndCountsThe
 
 TEST_F(TransportTest, TheNameLeavesOutWhatThePreferencesTurnOffAndKeepsEmptyPartsInPlace) {
   makeRecordTrack(0);
-  const auto event = cue();
+  const auto event = zar::test::takeCue();
   event->setCharacter(nullptr);
   event->setNumRecordedTakes(3);
   event->setCueNumber("12A");
@@ -158,7 +147,7 @@ TEST_F(TransportTest, WithoutHUIOrACueNothingMoves) {
 
   _host->setPinging(false);
   sim.runFor(3.0);  // no ping for longer than two seconds
-  const auto event = cue();
+  const auto event = zar::test::takeCue();
   _driver->rehearseWithEvent(event);
   _driver->recordWithEvent(event);
   EXPECT_TRUE(transportMessages().empty());

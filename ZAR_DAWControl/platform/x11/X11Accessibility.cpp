@@ -5,6 +5,8 @@
 #include <signal.h>
 
 #include <cerrno>
+#include <string>
+#include <utility>
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/platform/x11/AtspiBus.h"
@@ -47,11 +49,19 @@ class Reader {
   AXError text(gchar* (*get)(AtspiAccessible*, GError**), AXAttributeValue& value) {
     GError* error = nullptr;
     gchar* text = get(_accessible, &error);
+    std::string taken;
+    const AXError result = take(text, error, taken);
+    if (result == AXError::success) value = std::move(taken);
+    return result;
+  }
+
+  /// A string AT-SPI handed over, freed here, or the error that came with it.
+  AXError take(gchar* text, GError* error, std::string& out) {
     if (error != nullptr) {
       g_free(text);
       return fail(error);
     }
-    value = std::string(text != nullptr ? text : "");
+    out = text != nullptr ? text : "";
     g_free(text);
     return AXError::success;
   }
@@ -120,13 +130,10 @@ class Reader {
       GError* error = nullptr;
       gchar* contents = atspi_text_get_text(text, 0, -1, &error);
       g_object_unref(text);
-      if (error != nullptr) {
-        g_free(contents);
-        return fail(error);
-      }
-      value = std::string(contents != nullptr ? contents : "");
-      g_free(contents);
-      return AXError::success;
+      std::string taken;
+      const AXError result = take(contents, error, taken);
+      if (result == AXError::success) value = std::move(taken);
+      return result;
     }
     if (AtspiValue* number = atspi_accessible_get_value_iface(_accessible)) {
       GError* error = nullptr;
@@ -387,13 +394,7 @@ AXError X11Accessibility::copyActionDescription(const platform::AXUIElementRef& 
       text = atspi_action_get_action_name(actions, 0, &error);
     }
     g_object_unref(actions);
-    if (error != nullptr) {
-      g_free(text);
-      return reader.fail(error);
-    }
-    description = text != nullptr ? text : "";
-    g_free(text);
-    return AXError::success;
+    return reader.take(text, error, description);
   });
 }
 

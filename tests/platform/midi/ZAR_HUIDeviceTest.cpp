@@ -154,14 +154,25 @@ TEST(ZAR_HUIDevice, KnowsEveryTrackOfTheSessionFromPingsAloneAndTellsNewDelegate
   EXPECT_EQ(told->reports().size(), 48u) << "the same count again tells nothing";
 }
 
-TEST(ZAR_HUIDevice, LampsMapBackToTracksAndFlashingIsDebounced) {
+/// A session of some tracks, a device whose delegate records, and the device connected to the host
+/// with every lamp known; the delegate has been told nothing yet.
+class ConnectedHUIDevice : public testing::Test {
+ protected:
+  void start(int tracks) {
+    host = sim.makeHost(tracks);
+    device->setDelegate(delegate);
+    connect(sim, *device);
+    delegate->clear();
+  }
+
   HUISimulation sim;
-  auto host = sim.makeHost(64);
-  auto device = std::make_shared<ZAR_HUIDevice>(sim.system);
-  auto delegate = std::make_shared<RecordingDelegate>();
-  device->setDelegate(delegate);
-  connect(sim, *device);
-  delegate->clear();
+  std::shared_ptr<SimHUIHost> host;
+  std::shared_ptr<ZAR_HUIDevice> device = std::make_shared<ZAR_HUIDevice>(sim.system);
+  std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+};
+
+TEST_F(ConnectedHUIDevice, LampsMapBackToTracksAndFlashingIsDebounced) {
+  start(64);
 
   device->toggleTrackRecEnabledForTrackIndex(20);  // window 13..20, strip 7
   sim.run(6.0);                                    // armed and stopped: the lamp flashes all along
@@ -187,14 +198,8 @@ TEST(ZAR_HUIDevice, LampsMapBackToTracksAndFlashingIsDebounced) {
   EXPECT_EQ(delegate->values(false, 20), (std::vector<bool>{true, false}));
 }
 
-TEST(ZAR_HUIDevice, ImplicitSoloMutesAreNotMutesButTheTracksOwnMuteIs) {
-  HUISimulation sim;
-  auto host = sim.makeHost(16);
-  auto device = std::make_shared<ZAR_HUIDevice>(sim.system);
-  auto delegate = std::make_shared<RecordingDelegate>();
-  device->setDelegate(delegate);
-  connect(sim, *device);
-  delegate->clear();
+TEST_F(ConnectedHUIDevice, ImplicitSoloMutesAreNotMutesButTheTracksOwnMuteIs) {
+  start(16);
   device->toggleTrackMuteForTrackIndex(3);  // the device's own press: its caller knows
   host->setTrackSoloed(5, true);             // every other track now flashes its mute
   sim.run(6.0);
@@ -205,14 +210,8 @@ TEST(ZAR_HUIDevice, ImplicitSoloMutesAreNotMutesButTheTracksOwnMuteIs) {
   EXPECT_EQ(delegate->values(true, 3), (std::vector<bool>{false}));
 }
 
-TEST(ZAR_HUIDevice, MovingAwayFromAFlashingTrackKeepsItArmed) {
-  HUISimulation sim;
-  auto host = sim.makeHost(64);
-  auto device = std::make_shared<ZAR_HUIDevice>(sim.system);
-  auto delegate = std::make_shared<RecordingDelegate>();
-  device->setDelegate(delegate);
-  connect(sim, *device);
-  delegate->clear();
+TEST_F(ConnectedHUIDevice, MovingAwayFromAFlashingTrackKeepsItArmed) {
+  start(64);
   device->toggleTrackRecEnabledForTrackIndex(2);
   sim.run(1.0);
   sim.runLoop->runFor(0.5);  // now mid-flash with the lamp off

@@ -29,6 +29,7 @@
 #include "support/CapturingLogger.h"
 #include "support/ChildProcess.h"
 #include "support/DesktopSession.h"
+#include "support/TakeCue.h"
 #include "support/TemporaryDirectory.h"
 
 namespace {
@@ -110,18 +111,6 @@ class X11EndToEndTest : public testing::Test {
     return text != nullptr ? *text : "";
   }
 
-  static std::shared_ptr<ZAR_VisualEvent> cue() {
-    auto event = std::make_shared<ZAR_VisualEvent>();
-    event->setStartTCString("00:59:58:00");
-    event->setEndTCString("01:00:04:12");
-    event->setInPointFrameIndex(1000);
-    event->setEndFrameIndex(1186);
-    event->setCueNumber("101");
-    event->setCharacter(std::make_shared<ZAR_Character>("JO"));
-    event->setNumRecordedTakes(2);
-    event->setRecTrackIndex(0);
-    return event;
-  }
 
   zar::test::TemporaryDirectory _support;
   // Each test's own ports: those of an earlier test in the same program may still be open.
@@ -171,7 +160,7 @@ TEST_F(X11EndToEndTest, RecordsATake) {
   const auto record = _manager->trackModeList()->audioTrackModes()->at(3);
   _manager->muteRecMatrix()->setRecordMode(record, 0);
   _manager->muteRecMatrix()->setRecordMode(record, 1);
-  const auto event = cue();
+  const auto event = zar::test::takeCue();
 
   driver->recordWithEvent(event);
   EXPECT_TRUE(said("track 0 renamed \"JO_2_101\"")) << "the record track is renamed by double-click and typing";
@@ -201,7 +190,7 @@ TEST_F(X11EndToEndTest, AStandInQuittingDuringAPassIsRemovedWithoutAHang) {
       _platform->notificationCenter, std::string(ZAR_DAWApplicationRemovedNotification),
       [&](const zar::platform::Notification& notification) { posted.push_back(notification.name); });
 
-  auto pass = std::async(std::launch::async, [driver] { driver->rehearseWithEvent(cue()); });
+  auto pass = std::async(std::launch::async, [driver] { driver->rehearseWithEvent(zar::test::takeCue()); });
   ASSERT_TRUE(said("counter start open"));
   _standIn->kill(SIGKILL);  // in the middle of typing the selection
   ASSERT_EQ(pass.wait_for(20s), std::future_status::ready) << "the pass hangs on a vanished Pro Tools";
