@@ -18,7 +18,7 @@ namespace standin {
 
 /// The stand-in Pro Tools' HUI side, as Pro Tools runs a HUI peripheral: it connects its ports to
 /// the surface's (retrying at every ping until they exist), pings every second, follows the
-/// surface's presses (strip mute, solo and record-ready of the bank in view, bank and channel
+/// surface's presses while HUI is selected (strip mute, solo and record-ready of the bank in view, bank and channel
 /// moves, the transport's Stop, Play and Record) and sends the lamps of the bank in view when they
 /// change, flashing record-ready on armed tracks while not recording and mute on tracks muted only
 /// by another track's solo. Everything but the receiving runs on the GTK main thread; received
@@ -34,6 +34,8 @@ class HUIHost {
   void start();
   /// The user changed a track's record enable or mute in the window.
   void trackChanged();
+  /// HUI unselected in the peripherals: no more pings, and nothing received is acted on.
+  void unselect();
 
  private:
   enum class Transport { stopped, playing, recording };
@@ -45,6 +47,7 @@ class HUIHost {
   void moveBank(std::uint8_t port);
   bool lamp(std::size_t strip, std::uint8_t port) const;
   void refreshLamps(bool all);
+  void showTransport();
   static gboolean onPing(gpointer self);
   static gboolean onFlash(gpointer self);
   static gboolean onReceived(gpointer received);
@@ -60,6 +63,7 @@ class HUIHost {
   int _bankOffset = 0;
   bool _flashOn = true;
   bool _answered = false;
+  bool _selected = true;
   std::optional<bool> _sentLamps[zar::hui::kStripsPerBank][zar::hui::kPortsPerZone];
   guint _pingSource = 0;
   guint _flashSource = 0;

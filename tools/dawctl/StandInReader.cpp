@@ -1,0 +1,108 @@
+#include "StandInReader.h"
+
+#include <fmt/format.h>
+
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+#include "ZAR_DAWControl/track/TrackUI.h"
+
+namespace dawctl {
+
+namespace {
+
+constexpr std::string_view kEditWindowPrefix = "Edit: ";
+constexpr const char* kTransportTitle = "Transport";
+
+}  // namespace
+
+StandInReader::StandInReader(std::shared_ptr<zar::platform::Accessibility> accessibility, std::int32_t pid)
+    : _accessibility(std::move(accessibility)), _pid(pid) {}
+
+std::optional<std::string> StandInReader::session() {
+  const auto window = editWindow();
+  if (!window) return std::nullopt;
+  return text(*window, zar::ax::kTitleAttribute).substr(kEditWindowPrefix.size());
+}
+
+std::vector<TrackRow> StandInReader::rows() {
+  std::vector<TrackRow> rows;
+  for (const auto& child : windowChildren()) {
+    if (!isTrackRow(text(child, zar::ax::kTitleAttribute))) continue;
+    TrackRow row;
+    for (const auto& control : elements(child, zar::ax::kChildrenAttribute)) {
+      const std::string title = text(control, zar::ax::kTitleAttribute);
+      const std::string value = text(control, zar::ax::kValueAttribute);
+      if (title == zar::track::kNameFieldMarker) row.name = value;
+      if (title == zar::track::kRecordEnableTitle) row.recEnabled = value == "on";
+      if (title == zar::track::kInputMonitorTitle) row.inputMonitoring = value == zar::track::kInputOnValue;
+      if (title == zar::track::kMuteTitle) row.muted = value == "on";
+    }
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+std::string StandInReader::transport() {
+  for (const auto& child : windowChildren()) {
+    if (text(child, zar::ax::kTitleAttribute) == kTransportTitle) return text(child, zar::ax::kValueAttribute);
+  }
+  return {};
+}
+
+std::optional<std::size_t> StandInReader::nameFieldAt(const zar::platform::Point& point) {
+  std::size_t index = 0;
+  for (const auto& child : windowChildren()) {
+    if (!isTrackRow(text(child, zar::ax::kTitleAttribute))) continue;
+    for (const auto& control : elements(child, zar::ax::kChildrenAttribute)) {
+      if (text(control, zar::ax::kTitleAttribute) != zar::track::kNameFieldMarker) continue;
+      zar::platform::AXAttributeValue frame;
+      if (_accessibility->copyAttributeValue(control, zar::ax::kFrameAttribute, frame) != zar::platform::AXError::success) {
+        continue;
+      }
+      const auto* typed = frame.get<zar::platform::AXTypedValue>();
+      const auto* rect = typed != nullptr ? typed->rectValue() : nullptr;
+      if (rect != nullptr && zar::platform::pointInRect(point, *rect)) return index;
+    }
+    ++index;
+  }
+  return std::nullopt;
+}
+
+std::optional<StandInReader::Element> StandInReader::editWindow() {
+  const auto application = _accessibility->createApplication(_pid);
+  if (!application) return std::nullopt;
+  for (const auto& window : elements(application, zar::ax::kWindowsAttribute)) {
+    if (text(window, zar::ax::kTitleAttribute).starts_with(kEditWindowPrefix)) return window;
+  }
+  return std::nullopt;
+}
+
+std::vector<StandInReader::Element> StandInReader::windowChildren() {
+  const auto window = editWindow();
+  if (!window) throw DemoFailure(fmt::format("Pro Tools (pid {}) shows no edit window any more", _pid));
+  return elements(*window, zar::ax::kChildrenAttribute);
+}
+
+std::vector<StandInReader::Element> StandInReader::elements(const Element& element, const char* attribute) {
+  zar::platform::AXAttributeValue value;
+  std::vector<Element> found;
+  if (_accessibility->copyAttributeValue(element, attribute, value) != zar::platform::AXError::success) return found;
+  if (const auto* list = value.get<zar::platform::AXValueList>()) {
+    for (const auto& entry : *list) {
+      if (const auto* child = entry.get<Element>(); child != nullptr && *child) found.push_back(*child);
+    }
+  }
+  return found;
+}
+
+std::string StandInReader::text(const Element& element, const char* attribute) {
+  zar::platform::AXAttributeValue value;
+  if (_accessibility->copyAttributeValue(element, attribute, value) != zar::platform::AXError::success) return {};
+  const auto* string = value.get<std::string>();
+  return string != nullptr ? *string : std::string();
+}
+
+bool StandInReader::isTrackRow(const std::string& title) {
+  return title.ends_with(" - Audio Track ") || title.ends_with(" - Aux Track ");
+}
+
+}  // namespace dawctl
