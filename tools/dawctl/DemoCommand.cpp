@@ -23,7 +23,7 @@ void addDemoCommand(CLI::App& app) {
       ->check(CLI::IsMember({"sim", "x11"}))
       ->capture_default_str();
   command->add_flag("--standin-options", *standInOptions,
-                    "Print the options that start tools/protools-standin with the demo's session, one a line, and exit");
+                    "Print the options that start tools/protools-standin with the demo's session, one a line");
   command->add_option("--passes", options->passes,
                       "Run only the first N passes (1 rehearse, 2 and 3 record, 4 review, 5 record without HUI)")
       ->check(CLI::Range(1, DemoScript::kPasses))

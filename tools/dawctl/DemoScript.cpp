@@ -350,7 +350,8 @@ void DemoScript::passWithoutHUI() {
                               (did.scripts - counts.scripts);
   const bool receivedAny = received && after &&
                            (after->huiMessages != received->huiMessages ||
-                            after->keyboardEvents != received->keyboardEvents || after->mouseEvents != received->mouseEvents);
+                            after->keyboardEvents != received->keyboardEvents ||
+                            after->mouseEvents != received->mouseEvents);
   if (actions != 0 || receivedAny) {
     differ("record", "refused", fmt::format("the framework acted on Pro Tools {} times without HUI", actions));
   }

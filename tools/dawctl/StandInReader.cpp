@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::string_view kEditWindowPrefix = "Edit: ";
 constexpr const char* kTransportTitle = "Transport";
+constexpr std::string_view kAudioRowEnding = " - Audio Track ";
+constexpr std::string_view kAuxRowEnding = " - Aux Track ";
 
 }  // namespace
 
@@ -41,6 +43,15 @@ std::vector<TrackRow> StandInReader::rows() {
   return rows;
 }
 
+std::vector<bool> StandInReader::auxTracks() {
+  std::vector<bool> aux;
+  for (const auto& child : windowChildren()) {
+    const std::string title = text(child, zar::ax::kTitleAttribute);
+    if (isTrackRow(title)) aux.push_back(title.ends_with(kAuxRowEnding));
+  }
+  return aux;
+}
+
 std::string StandInReader::transport() {
   for (const auto& child : windowChildren()) {
     if (text(child, zar::ax::kTitleAttribute) == kTransportTitle) return text(child, zar::ax::kValueAttribute);
@@ -55,9 +66,8 @@ std::optional<std::size_t> StandInReader::nameFieldAt(const zar::platform::Point
     for (const auto& control : elements(child, zar::ax::kChildrenAttribute)) {
       if (text(control, zar::ax::kTitleAttribute) != zar::track::kNameFieldMarker) continue;
       zar::platform::AXAttributeValue frame;
-      if (_accessibility->copyAttributeValue(control, zar::ax::kFrameAttribute, frame) != zar::platform::AXError::success) {
-        continue;
-      }
+      const auto read = _accessibility->copyAttributeValue(control, zar::ax::kFrameAttribute, frame);
+      if (read != zar::platform::AXError::success) continue;
       const auto* typed = frame.get<zar::platform::AXTypedValue>();
       const auto* rect = typed != nullptr ? typed->rectValue() : nullptr;
       if (rect != nullptr && zar::platform::pointInRect(point, *rect)) return index;
@@ -102,7 +112,7 @@ std::string StandInReader::text(const Element& element, const char* attribute) {
 }
 
 bool StandInReader::isTrackRow(const std::string& title) {
-  return title.ends_with(" - Audio Track ") || title.ends_with(" - Aux Track ");
+  return title.ends_with(kAudioRowEnding) || title.ends_with(kAuxRowEnding);
 }
 
 }  // namespace dawctl

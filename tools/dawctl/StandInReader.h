@@ -24,6 +24,8 @@ class StandInReader {
   std::optional<std::string> session();
   /// The tracks from top to bottom; a DemoFailure when the edit window can't be read.
   std::vector<TrackRow> rows();
+  /// For each track from top to bottom, whether it is an aux track.
+  std::vector<bool> auxTracks();
   /// The text of the window's "Transport" label; empty when it has none.
   std::string transport();
   /// The track whose name field's frame holds the point, if any.

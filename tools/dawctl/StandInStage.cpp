@@ -21,10 +21,12 @@ constexpr double kFindStep = 0.05;
 // scripts start): two periods and the stand-in's main loop are done well within this.
 constexpr double kMidiTransit = 0.1;
 
-std::string describe(const std::vector<TrackRow>& rows) {
+std::string describe(const std::vector<TrackRow>& rows, const std::vector<bool>& aux) {
   std::vector<std::string> tracks;
-  for (const auto& row : rows) {
-    tracks.push_back(fmt::format("\"{}\"{}{}", row.name, row.recEnabled ? " armed" : "", row.muted ? " muted" : ""));
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const auto& row = rows[i];
+    tracks.push_back(fmt::format("\"{}\"{}{}{}", row.name, i < aux.size() && aux[i] ? " aux" : "",
+                                 row.recEnabled ? " armed" : "", row.muted ? " muted" : ""));
   }
   return tracks.empty() ? std::string("no tracks") : fmt::format("{}", fmt::join(tracks, ", "));
 }
@@ -90,21 +92,27 @@ std::int32_t StandInStage::findStandIn() {
   }
 }
 
-// The stand-in shows the demo's session as it starts: its name, the tracks in order and their
-// record enable and mute as saved, no input monitor on. The kinds of track need no check: the
-// options that give the names give them.
+// The stand-in shows the demo's session as it starts: its name, the tracks in order with their
+// kinds, record enable and mute as saved, no input monitor on.
 void StandInStage::checkSession(const DemoSession& session) {
   std::vector<TrackRow> wanted;
-  for (const auto& track : session.tracks) wanted.push_back(TrackRow{track.name, track.armed, false, track.muted});
+  std::vector<bool> aux;
+  for (const auto& track : session.tracks) {
+    wanted.push_back(TrackRow{track.name, track.armed, false, track.muted});
+    aux.push_back(track.aux);
+  }
   const double begin = _host.elapsed();
   while (!_reader.session() && _host.elapsed() - begin < kFindTimeout) _host.runFor(kFindStep);
   const auto shown = _reader.session();
-  if (!shown) throw DemoFailure(fmt::format("Pro Tools (pid {}) shows no edit window after {:.0f} s", _pid, kFindTimeout));
+  if (!shown) {
+    throw DemoFailure(fmt::format("Pro Tools (pid {}) shows no edit window after {:.0f} s", _pid, kFindTimeout));
+  }
   const auto rows = _reader.rows();
-  if (*shown == session.name && rows == wanted) return;
+  const auto shownAux = _reader.auxTracks();
+  if (*shown == session.name && rows == wanted && shownAux == aux) return;
   throw DemoFailure(fmt::format("Pro Tools shows the session \"{}\" with {}; the demo needs \"{}\" with {}: start the "
                                 "stand-in with the options `dawctl demo --standin-options` prints",
-                                *shown, describe(rows), session.name, describe(wanted)));
+                                *shown, describe(rows, shownAux), session.name, describe(wanted, aux)));
 }
 
 void StandInStage::letMidiArrive() const {
