@@ -29,7 +29,8 @@ struct DemoFailure : std::runtime_error {
 
 /// Where the demo plays: a desktop with the framework's platform on it and Pro Tools with the
 /// demo's session. Everything it reports is read from Pro Tools itself, never from the framework.
-/// Called on the main thread only.
+/// The script calls it on the main thread; `rows` and `nameFieldAt` also from the thread of a
+/// framework call the demo's tap reports.
 class DemoStage {
  public:
   /// What Pro Tools has received so far: HUI messages from the surface, keyboard and mouse events.
