@@ -83,6 +83,9 @@ void HUIHost::handle(std::span<const std::uint8_t> bytes) {
     if (event.kind == HUIEvent::Kind::pingReply && !_answered) {
       _answered = true;
       say("hui ping answered");
+      // The surface is online: it gets every lamp again. Those sent as the ports opened may have
+      // gone out before JACK had joined the ports, or before a surface was listening.
+      refreshLamps(true);
     } else if (event.kind == HUIEvent::Kind::switchPort && event.on) {
       press(event.zone, event.port);  // Pro Tools acts on the press; the release only ends it
     }
