@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <cstdio>
+
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/track/TrackUI.h"
 
@@ -10,7 +12,8 @@ namespace dawctl {
 namespace {
 
 constexpr std::string_view kEditWindowPrefix = "Edit: ";
-constexpr const char* kTransportTitle = "Transport";
+constexpr std::string_view kTransportTitle = "Transport";
+constexpr std::string_view kReceivedTitle = "Received";
 constexpr std::string_view kAudioRowEnding = " - Audio Track ";
 constexpr std::string_view kAuxRowEnding = " - Aux Track ";
 
@@ -52,9 +55,21 @@ std::vector<bool> StandInReader::auxTracks() {
   return aux;
 }
 
-std::string StandInReader::transport() {
+std::string StandInReader::transport() { return label(kTransportTitle); }
+
+std::optional<DemoStage::Received> StandInReader::received() {
+  const std::string counts = label(kReceivedTitle);
+  DemoStage::Received received;
+  if (std::sscanf(counts.c_str(), "hui %zu keys %zu mouse %zu", &received.huiMessages, &received.keyboardEvents,
+                  &received.mouseEvents) != 3) {
+    return std::nullopt;
+  }
+  return received;
+}
+
+std::string StandInReader::label(std::string_view title) {
   for (const auto& child : windowChildren()) {
-    if (text(child, zar::ax::kTitleAttribute) == kTransportTitle) return text(child, zar::ax::kValueAttribute);
+    if (text(child, zar::ax::kTitleAttribute) == title) return text(child, zar::ax::kValueAttribute);
   }
   return {};
 }

@@ -64,6 +64,11 @@ std::string StandInStage::transport() {
   return _reader.transport();
 }
 
+std::optional<DemoStage::Received> StandInStage::received() {
+  letMidiArrive();
+  return _reader.received();
+}
+
 void StandInStage::stopPinging() {
   if (::kill(_pid, SIGUSR1) != 0) throw DemoFailure(fmt::format("Pro Tools (pid {}) has gone", _pid));
 }

@@ -16,8 +16,7 @@ namespace dawctl {
 /// The stand-in Pro Tools (tools/protools-standin) on the X11 desktop of $DISPLAY, which runs on
 /// its own: the stage finds it on the accessibility bus, checks that it was started with the
 /// demo's session (`DemoSession::standInOptions`) and reads it with a `StandInReader`. HUI goes
-/// over JACK as `X11Host` sets it up; Pro Tools stops pinging when sent SIGUSR1. What it receives
-/// is not counted.
+/// over JACK as `X11Host` sets it up; Pro Tools stops pinging when sent SIGUSR1.
 class StandInStage final : public DemoStage {
  public:
   /// `lastMidiSent`: the platform clock's time of the framework's last MIDI message, which the
@@ -31,7 +30,7 @@ class StandInStage final : public DemoStage {
   std::vector<TrackRow> rows() override;
   std::string transport() override;
   void stopPinging() override;
-  std::optional<Received> received() override { return std::nullopt; }
+  std::optional<Received> received() override;
   std::optional<std::size_t> nameFieldAt(const zar::platform::Point& point) override {
     return _reader.nameFieldAt(point);
   }

@@ -55,6 +55,11 @@ EditWindow::EditWindow(const std::string& session, std::vector<TrackDefinition> 
   _transport = gtk_label_new("stopped");
   setAccessibleName(_transport, "Transport");
   gtk_container_add(GTK_CONTAINER(content), _transport);
+  _received = gtk_label_new("");
+  setAccessibleName(_received, "Received");
+  gtk_container_add(GTK_CONTAINER(content), _received);
+  showReceived();
+  gdk_event_handler_set(onEvent, this, nullptr);
 
   _rows.resize(_tracks.size());
   for (std::size_t i = 0; i < _tracks.size(); ++i) {
@@ -144,6 +149,36 @@ void EditWindow::showTrack(std::size_t index) {
 
 void EditWindow::showTransport(const std::string& state) {
   gtk_label_set_text(GTK_LABEL(_transport), state.c_str());
+}
+
+void EditWindow::receivedHUI(std::size_t messages) {
+  _huiMessages += messages;
+  showReceived();
+}
+
+void EditWindow::showReceived() {
+  const auto text = fmt::format("hui {} keys {} mouse {}", _huiMessages, _keyEvents, _mouseEvents);
+  gtk_label_set_text(GTK_LABEL(_received), text.c_str());
+}
+
+// Every event of the program passes here on its way to GTK.
+void EditWindow::onEvent(GdkEvent* event, gpointer self) {
+  auto& window = *static_cast<EditWindow*>(self);
+  switch (event->type) {
+    case GDK_KEY_PRESS:
+    case GDK_KEY_RELEASE:
+      ++window._keyEvents;
+      window.showReceived();
+      break;
+    case GDK_BUTTON_PRESS:  // a double-click's GDK_2BUTTON_PRESS comes on top of its second press
+    case GDK_BUTTON_RELEASE:
+      ++window._mouseEvents;
+      window.showReceived();
+      break;
+    default:
+      break;
+  }
+  gtk_main_do_event(event);
 }
 
 void EditWindow::setRecEnabled(std::size_t index, bool value) {

@@ -32,8 +32,10 @@ struct TrackDefinition {
 /// Track " or "<name> - Aux Track ", holding "Track name", "Track Record Enable", "TrackInput
 /// Monitor" and "Mute". Pressing a counter (its action) opens it for entry: digits and Return set
 /// the selection. Double-clicking a name field opens it for renaming: typed text and Return rename
-/// the track. A label "Transport" shows the transport's state as its text. Everything runs on the
-/// GTK main thread; each change is printed on standard output.
+/// the track. A label "Transport" shows the transport's state as its text, a label "Received"
+/// what the stand-in received ("hui N keys N mouse N": HUI messages, key presses and releases,
+/// mouse button presses and releases). Everything runs on the GTK main thread; each change is
+/// printed on standard output.
 class EditWindow {
  public:
   struct Track {
@@ -54,6 +56,8 @@ class EditWindow {
   void setMuted(std::size_t index, bool value);
   /// Shows the transport's state ("stopped", "playing", "recording", "record armed").
   void showTransport(const std::string& state);
+  /// Counts HUI messages received.
+  void receivedHUI(std::size_t messages);
   /// Told the index of a track whose record enable or mute the user changed with its button.
   void setTrackChangedCallback(std::function<void(std::size_t)> callback) { _trackChanged = std::move(callback); }
 
@@ -77,7 +81,9 @@ class EditWindow {
   void open(Entry entry, GtkWidget* field, std::size_t track = 0);
   void commit();
   void toggled(GtkWidget* button);
+  void showReceived();
 
+  static void onEvent(GdkEvent* event, gpointer self);
   static gboolean onKeyPress(GtkWidget* widget, GdkEventKey* event, gpointer self);
   static void onInsertText(GtkEditable* editable, const gchar* text, gint length, gint* position, gpointer self);
   static void onCounterActivate(GtkEntry* entry, gpointer self);
@@ -91,6 +97,10 @@ class EditWindow {
   GtkWidget* _start = nullptr;
   GtkWidget* _end = nullptr;
   GtkWidget* _transport = nullptr;
+  GtkWidget* _received = nullptr;
+  std::size_t _huiMessages = 0;
+  std::size_t _keyEvents = 0;
+  std::size_t _mouseEvents = 0;
   Timecode _selectionStart{1, 0, 0, 0};
   Timecode _selectionEnd{1, 0, 10, 0};
   Entry _entry = Entry::none;

@@ -78,6 +78,7 @@ gboolean HUIHost::onReceived(gpointer data) {
 }
 
 void HUIHost::handle(std::span<const std::uint8_t> bytes) {
+  _window.receivedHUI(_splitter.split(bytes).size());
   if (!_selected) return;
   for (const HUIEvent& event : _decoder.decode(bytes)) {
     if (event.kind == HUIEvent::Kind::pingReply && !_answered) {

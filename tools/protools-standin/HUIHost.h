@@ -11,6 +11,7 @@
 
 #include "EditWindow.h"
 #include "ZAR_DAWControl/platform/MidiPorts.h"
+#include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
@@ -57,6 +58,7 @@ class HUIHost {
   const zar::platform::MidiPortRequest _request;
   std::shared_ptr<zar::platform::MidiPortPair> _pair;
   zar::hui::HUIDecoder _decoder;
+  zar::platform::MidiMessageSplitter _splitter;
   std::vector<bool> _soloed;
   Transport _transport = Transport::stopped;
   bool _recordArmed = false;
