@@ -16,7 +16,7 @@ using Matrix = ZAR_DAWMuteRecMatrix;
 using ModeList = ZAR_DAWAudioTrackModeList;
 
 const std::string matrixFile = "RecMuteMatrix.bin";
-const std::string garbage = "\x0a\xff\xff\xff broken";
+const std::string unreadableMatrix = "\x0a\xff\xff\xff broken";
 
 class MatrixTest : public zar::test::SettingsDirectoryTest {
  protected:
@@ -64,7 +64,7 @@ TEST_F(MatrixTest, IndexSixtyThreeIsTheLastPositionThatExists) {
   EXPECT_EQ(matrix.recordModeAtTrackIndex(63), mode(3));
   EXPECT_EQ(stored().recordmodeuuids(63), mode(3)->uuid());
 
-  putFile(matrixFile, garbage);
+  putFile(matrixFile, unreadableMatrix);
   for (const std::int32_t outside : {64, 1000, -1, INT32_MIN}) {
     matrix.setRehearseMode(mode(3), outside);
     matrix.setRecordMode(mode(3), outside);
@@ -73,7 +73,7 @@ TEST_F(MatrixTest, IndexSixtyThreeIsTheLastPositionThatExists) {
     EXPECT_EQ(matrix.recordModeAtTrackIndex(outside), nullptr) << outside;
     EXPECT_EQ(matrix.reviewModeAtTrackIndex(outside), nullptr) << outside;
   }
-  EXPECT_EQ(contentOf(matrixFile), garbage) << "nothing is written for a position that doesn't exist";
+  EXPECT_EQ(contentOf(matrixFile), unreadableMatrix) << "nothing is written for a position that doesn't exist";
 }
 
 TEST_F(MatrixTest, AssignmentsComeBackAfterARestartAsTheListsNewObjects) {
@@ -118,17 +118,17 @@ TEST_F(MatrixTest, UnknownUuidsGiveTheNullModeAndBadBytesStillFindTheirMode) {
 }
 
 TEST_F(MatrixTest, FileThatDoesNotParseLeavesEveryEntryNullAndIsKeptAsideBeforeTheFirstAssignment) {
-  putFile(matrixFile, garbage);
+  putFile(matrixFile, unreadableMatrix);
   Matrix matrix(list);
   EXPECT_EQ(matrix.reviewModeAtTrackIndex(63), none);
-  EXPECT_EQ(contentOf(matrixFile), garbage);
+  EXPECT_EQ(contentOf(matrixFile), unreadableMatrix);
 
   matrix.setReviewMode(mode(0), 7);
   EXPECT_EQ(stored().reviewmodeuuids(7), mode(0)->uuid());
   const auto names = entries();
   ASSERT_EQ(names.size(), 3u);
   EXPECT_EQ(names[2].rfind(matrixFile + ".unreadable-", 0), 0u) << names[2];
-  EXPECT_EQ(contentOf(names[2]), garbage);
+  EXPECT_EQ(contentOf(names[2]), unreadableMatrix);
   EXPECT_EQ(logged(zar::platform::LogFlag::error).size(), 2u);
 }
 

@@ -1,5 +1,6 @@
 #include "support/TemporaryDirectory.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -20,6 +21,15 @@ TemporaryDirectory::TemporaryDirectory() {
 TemporaryDirectory::~TemporaryDirectory() {
   std::error_code error;
   std::filesystem::remove_all(_path, error);
+}
+
+std::vector<std::string> TemporaryDirectory::entries(const std::string& directory) const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(directory.empty() ? _path : directory)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 }  // namespace zar::test

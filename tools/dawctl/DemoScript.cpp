@@ -33,7 +33,7 @@ constexpr double kHUITimeout = 10.0;
 // How often the live line is brought up to date while the demo waits.
 constexpr double kWaitStep = 0.05;
 
-const char* stateName(ZAR_DAWTrackState state) {
+const char* jsonStateName(ZAR_DAWTrackState state) {
   switch (state) {
     case ZAR_DAWTrackStatePlay:
       return "Play";
@@ -478,9 +478,9 @@ nlohmann::json DemoScript::sessionEvent() const {
   for (const auto& mode : *_manager->trackModeList()->audioTrackModes()) {
     if (!mode) continue;
     modes.push_back({{"name", mode->name().value_or("")},
-                     {"before", stateName(mode->beforeState())},
-                     {"during", stateName(mode->duringState())},
-                     {"after", stateName(mode->afterState())}});
+                     {"before", jsonStateName(mode->beforeState())},
+                     {"during", jsonStateName(mode->duringState())},
+                     {"after", jsonStateName(mode->afterState())}});
   }
   // Every position the session has, and every other one the matrix assigns a mode to.
   const auto nullMode = ZAR_DAWAudioTrackMode::nullTrackMode();

@@ -8,7 +8,8 @@
 
 namespace zar::sim {
 
-namespace {
+// The hub's own records; in a named namespace because the hub, a member of the class, holds them.
+namespace loopback {
 struct Inbox {
   std::string name;
   platform::MidiReceiver receiver;
@@ -22,7 +23,10 @@ struct Delivery {
   std::shared_ptr<Inbox> inbox;
   std::vector<std::uint8_t> bytes;
 };
-}  // namespace
+}  // namespace loopback
+
+using loopback::Delivery;
+using loopback::Inbox;
 
 struct LoopbackMidiPorts::Hub {
   std::mutex mutex;

@@ -18,13 +18,6 @@ namespace fs = std::filesystem;
 using zar::native::LocalFileUtility;
 using zar::test::TemporaryDirectory;
 
-std::vector<std::string> entriesIn(const std::string& directory) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 TEST(LocalFileUtility, SupportDirectoryIsMadeWhenMissingAndFollowsXdgDataHome) {
   TemporaryDirectory temp;
   EXPECT_EQ(LocalFileUtility(temp.file("a/b/Vantrole")).applicationSupportDirectoryPath(), temp.file("a/b/Vantrole"));
@@ -63,7 +56,7 @@ TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {
   EXPECT_FALSE(written.done);
   EXPECT_EQ(written.failure, "File too large");
   EXPECT_EQ(files.readFile(path), "old content");
-  EXPECT_EQ(entriesIn(temp.path()).size(), 1u) << "the partial temporary file is removed";
+  EXPECT_EQ(temp.entries().size(), 1u) << "the partial temporary file is removed";
 }
 
 TEST(LocalFileUtility, LinksStayLinksAndTheirTargetsAreWrittenAndKept) {
@@ -100,7 +93,7 @@ TEST(LocalFileUtility, KeptCopiesHoldTheOldBytesAndOnlyTheNewestStay) {
   EXPECT_EQ(files.readFile(kept.path), "unreadable bytes");
   const std::string copy = fs::path(kept.path).filename().string();
   EXPECT_EQ(copy.size(), std::string("list.bin.unreadable-20250101T120000Z").size()) << copy;
-  EXPECT_EQ(entriesIn(temp.path()),
+  EXPECT_EQ(temp.entries(),
             (std::vector<std::string>{"list.bin", "list.bin.other-1", "list.bin.unreadable-20200101T000000Z-2",
                                       "list.bin.unreadable-20210101T000000Z", copy, "list.bin.unreadable-notes"}))
       << "the oldest copy went; names of another form stay";

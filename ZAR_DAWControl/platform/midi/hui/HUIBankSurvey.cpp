@@ -7,10 +7,6 @@
 
 namespace zar::hui {
 
-namespace {
-constexpr double kTimeTolerance = 1e-9;
-}  // namespace
-
 void HUIBankSurvey::start(std::optional<int> trackCount) {
   _trackCount = trackCount;
   _active = banks() > 0;

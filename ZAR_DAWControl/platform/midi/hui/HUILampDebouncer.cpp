@@ -1,13 +1,13 @@
 #include "ZAR_DAWControl/platform/midi/hui/HUILampDebouncer.h"
 
+#include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
+
 namespace zar::hui {
 
 namespace {
 /// The value that wins while a lamp flashes.
 bool winningValue(HUILamp lamp) { return lamp == HUILamp::recordReady; }
 
-/// Timers fire at their date give or take rounding; a deadline that close counts as come.
-constexpr double kTimeTolerance = 1e-9;
 }  // namespace
 
 void HUILampDebouncer::report(int track, HUILamp lamp, bool on, double now, std::vector<Change>& changes) {

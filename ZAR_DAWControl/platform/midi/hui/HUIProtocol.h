@@ -7,6 +7,9 @@
 
 namespace zar::hui {
 
+/// Timers fire at their date give or take rounding: a deadline this close counts as come.
+inline constexpr double kTimeTolerance = 1e-9;
+
 /// One channel voice message of HUI: status and two data bytes.
 using HUIMessage = std::array<std::uint8_t, 3>;
 

@@ -8,8 +8,6 @@
 namespace zar::hui {
 
 namespace {
-constexpr double kTimeTolerance = 1e-9;
-
 std::optional<HUILamp> followedLamp(std::uint8_t port) {
   if (port == stripPort::mute) {
     return HUILamp::mute;
