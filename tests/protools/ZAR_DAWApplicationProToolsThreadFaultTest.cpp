@@ -187,15 +187,16 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
   EXPECT_EQ(_second->typedText(), "");
 }
 
+std::string faultName(const testing::TestParamInfo<Fault>& fault) {
+  static const char* const kNames[] = {"QuitWhileSelectionIsTyped", "QuitBetweenRecordAndPlay", "QuitDuringDiscoveryPass",
+                                       "RowGoneBeforeFrameUpdate",  "HUIPortGoneMidPass",       "PingsStop"};
+  return kNames[static_cast<int>(fault.param)];
+}
+
 INSTANTIATE_TEST_SUITE_P(Faults, ThreadFaultTest,
                          testing::Values(Fault::quitWhileSelectionIsTyped, Fault::quitBetweenRecordAndPlay,
                                          Fault::quitDuringDiscoveryPass, Fault::rowGoneBeforeFrameUpdate,
                                          Fault::huiPortGoneMidPass, Fault::pingsStop),
-                         [](const testing::TestParamInfo<Fault>& info) {
-                           static const char* const names[] = {"QuitWhileSelectionIsTyped", "QuitBetweenRecordAndPlay",
-                                                               "QuitDuringDiscoveryPass", "RowGoneBeforeFrameUpdate",
-                                                               "HUIPortGoneMidPass", "PingsStop"};
-                           return std::string(names[static_cast<int>(info.param)]);
-                         });
+                         faultName);
 
 }  // namespace
