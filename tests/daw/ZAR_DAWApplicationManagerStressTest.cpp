@@ -6,12 +6,9 @@
 #include <cstdlib>
 #include <thread>
 
-#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
-#include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
-#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 #include "support/ProToolsTest.h"
 #include "support/Rendezvous.h"
 #include "support/TakeCue.h"
@@ -19,25 +16,19 @@
 
 namespace {
 
-// How long the threads work, in seconds of real time: ZAR_STRESS_SECONDS, else 2.
-double stressSeconds() {
-  const char* text = std::getenv("ZAR_STRESS_SECONDS");
-  const double seconds = text != nullptr ? std::atof(text) : 0;
-  return seconds > 0 ? seconds : 2.0;
-}
-
 // Host threads call passes, stops and frame updates at once while the main loop ticks (discovery
 // passes go to the pool, the application refreshes, Pro Tools pings and flashes its lamps), HUI
-// feedback arrives on the MIDI thread, and Pro Tools quits and comes back. Whatever the
-// interleaving: every call returns, nothing races, and a last pass on its own leaves every track
-// in its mode's "after" state.
+// feedback arrives on the MIDI thread, and Pro Tools quits and another starts. Whatever the
+// interleaving: every call returns, nothing races, and a rehearsal alone afterwards leaves every
+// track in its mode's "after" state. Works for ZAR_STRESS_SECONDS of real time (2 by default).
 TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
   zar::test::SimPlatform sim(zar::sim::SimDispatch::Mode::threaded);
+  const double seconds = std::getenv("ZAR_STRESS_SECONDS") ? std::atof(std::getenv("ZAR_STRESS_SECONDS")) : 2.0;
   const auto launch = [&] {
     auto options = zar::test::ProToolsTest::defaultOptions();
     options.processIdentifier = sim.desktop->workspace()->unusedProcessIdentifier();
     auto proTools = std::make_shared<zar::sim::SimProTools>(options);
-    EXPECT_TRUE(sim.desktop->workspace()->launch(proTools));
+    sim.desktop->workspace()->launch(proTools);
     proTools->attachHUI(sim.midiPorts, zar::sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName,
                                                                               "loopback"));
     return proTools;
@@ -46,35 +37,32 @@ TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
   const auto manager = ZAR_DAWApplicationManager::sharedManager();
   const auto modes = manager->trackModeList()->audioTrackModes();  // Play, Mute, Input, Record
   const auto matrix = manager->muteRecMatrix();
-  for (const std::int32_t position : {0, 1, 2}) {
-    matrix->setRehearseMode(modes->at(static_cast<std::size_t>(position)), position);
-    matrix->setReviewMode(modes->at(static_cast<std::size_t>(position)), position);
-    matrix->setRecordMode(modes->at(position == 0 ? 3 : static_cast<std::size_t>(position)), position);
+  for (std::int32_t i = 0; i < 3; ++i) {
+    const auto& mode = modes->at(static_cast<std::size_t>(i));
+    matrix->setRehearseMode(mode, i);
+    matrix->setReviewMode(mode, i);
+    matrix->setRecordMode(i == 0 ? modes->at(3) : mode, i);
   }
   manager->setAllowed(true);
   manager->setEnabled(true);
 
-  zar::test::Watchdog watchdog(std::chrono::seconds(static_cast<long>(stressSeconds()) + 120), [] {
-    std::fputs("ManagerStress hung\n", stderr);
-    std::abort();
-  });
-  constexpr int kHostThreads = 3;
+  zar::test::Watchdog watchdog(std::chrono::seconds(static_cast<long>(seconds) + 120), [] { std::abort(); });
   std::atomic<bool> stop{false};
   std::atomic<long> calls{0};
   std::atomic<long> readyCalls{0};  // made while Pro Tools was ready for a pass
-  zar::test::Rendezvous start(kHostThreads + 1);
+  zar::test::Rendezvous start(4);
   std::vector<std::thread> hosts;
-  for (int i = 0; i < kHostThreads; ++i) {
+  for (int i = 0; i < 3; ++i) {
     hosts.emplace_back([&, i] {
       const auto event = zar::test::takeCue();
       start.arriveAndWait();
-      for (long n = i; !stop.load(); ++n) {
+      for (long n = i; !stop; ++n) {
         const auto application = manager->currentApplication();
         if (!application) {
           std::this_thread::yield();
           continue;
         }
-        if (application->readyForPass()) ++readyCalls;
+        readyCalls += application->readyForPass() ? 1 : 0;
         switch (n % 6) {
           case 0: application->rehearseWithEvent(event); break;
           case 1: application->recordWithEvent(event); break;
@@ -88,11 +76,10 @@ TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
   }
   ASSERT_TRUE(start.arriveAndWait());
   const auto began = std::chrono::steady_clock::now();
-  const auto end = began + std::chrono::duration<double>(stressSeconds());
   int comebacks = 0;
-  for (int round = 1; std::chrono::steady_clock::now() < end; ++round) {
+  for (int round = 1; std::chrono::steady_clock::now() - began < std::chrono::duration<double>(seconds); ++round) {
     sim.runFor(0.5);
-    if (round % 40 == 0) {  // Pro Tools quits; another one starts
+    if (round % 40 == 0) {
       sim.desktop->workspace()->quit(proTools->processIdentifier());
       proTools = launch();
       ++comebacks;
@@ -103,22 +90,19 @@ TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
   const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
   std::printf("%ld host calls (%ld with Pro Tools ready) in %.1f s, %.0f per second; Pro Tools back %d times\n",
               calls.load(), readyCalls.load(), elapsed, calls.load() / elapsed, comebacks);
-  EXPECT_GT(calls.load(), 0);
 
-  // Alone now: once the lamps are known again, a rehearsal's last frames and a stop leave each
-  // track as its mode says after the cue (Play, Mute, Input), disarmed.
+  // Once the lamps are known again (a quit Pro Tools' process id may have gone to the next one:
+  // the application must answer), a rehearsal's last frames leave the tracks Play, Mute, Input.
   std::shared_ptr<ZAR_DAWApplication> application;
   ASSERT_TRUE(zar::test::eventually([&] {
     sim.runFor(0.25);
     application = manager->currentApplication();
-    // A quit Pro Tools' process id may have gone to the next one: the application must answer.
     return application && application->processIdentifier() == proTools->processIdentifier() &&
            application->connected() && application->readyForPass();
   }));
-  sim.runFor(3.0);  // lamps of the threads' last toggles settle
-  const auto event = zar::test::takeCue();
-  application->rehearseWithEvent(event);
-  for (int frame = 0; frame < 4; ++frame) {
+  sim.runFor(3.0);  // the lamps of the threads' last toggles settle
+  application->rehearseWithEvent(zar::test::takeCue());
+  for (int frame = 0; frame < 4; ++frame) {  // one input monitor press per 0.2 s
     application->updateDAWTrackStatesForFrameIndex(1200);
     sim.runFor(0.25);
   }
