@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@ namespace zar::test {
 /// A test with a simulated platform on which simulated Pro Tools applications can be launched.
 class ProToolsTest : public testing::Test {
  public:
+  explicit ProToolsTest(sim::SimDispatch::Mode dispatchMode = sim::SimDispatch::Mode::inlineOnCaller)
+      : sim(dispatchMode) {}
   /// Three tracks: two audio tracks and an aux track.
   static sim::SimProTools::Options defaultOptions();
   /// The driver's errors, with their exact texts.
@@ -35,16 +38,24 @@ class ProToolsTest : public testing::Test {
   platform::RunningApplicationRef running(const std::shared_ptr<sim::SimProTools>& proTools);
   /// The Pro Tools driver attached to a running simulated Pro Tools, or nothing when it can't attach.
   std::shared_ptr<ZAR_DAWApplicationProTools> attach(const std::shared_ptr<sim::SimProTools>& proTools);
-  /// Every notification posted, by name, in order.
+  /// Every notification posted, by name, in order. Recorded under a lock, as passes on a pool post
+  /// from its threads; read it while no thread posts.
   const std::vector<std::string>& posted() const { return _posted; }
-  void clearPosted() { _posted.clear(); }
+  void clearPosted() {
+    std::lock_guard lock(_postedMutex);
+    _posted.clear();
+  }
 
   SimPlatform sim;
 
  private:
+  std::mutex _postedMutex;
   std::vector<std::string> _posted;
   platform::NotificationObservation _observation{sim.notificationCenter, std::nullopt,
-                                                 [this](const platform::Notification& n) { _posted.push_back(n.name); }};
+                                                 [this](const platform::Notification& n) {
+                                                   std::lock_guard lock(_postedMutex);
+                                                   _posted.push_back(n.name);
+                                                 }};
 };
 
 /// A simulated Pro Tools with its default session, found by the enabled manager: the framework as

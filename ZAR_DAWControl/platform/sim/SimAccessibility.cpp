@@ -21,7 +21,20 @@ AXError SimAccessibility::answer(const platform::AXUIElementRef& element, Call c
   if (_helper && !_helper->checkIfAccessibilityIsAvailable()) {
     return AXError::apiDisabled;
   }
+  std::function<void(const SimElement&)> hook;
+  {
+    std::lock_guard lock(_hookMutex);
+    hook = _hook;
+  }
+  if (hook) {
+    hook(*simElement);
+  }
   return call(*simElement);
+}
+
+void SimAccessibility::setCallHook(std::function<void(const SimElement&)> hook) {
+  std::lock_guard lock(_hookMutex);
+  _hook = std::move(hook);
 }
 
 platform::AXUIElementRef SimAccessibility::createApplication(std::int32_t pid) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <mutex>
 
 #include "ZAR_DAWControl/platform/Accessibility.h"
 #include "ZAR_DAWControl/platform/sim/SimAccessibilityHelper.h"
@@ -37,6 +39,9 @@ class SimAccessibility final : public platform::Accessibility {
   platform::AXError getPid(const platform::AXUIElementRef& element, std::int32_t& pid) override;
   /// "<AXUIElement 0x... pid=N>" for a simulated element.
   std::string genericDescription(const platform::AXUIElementRef& element) override;
+  /// Called on the calling thread before each call on a simulated element is answered: a point at
+  /// which a test makes something happen in the middle of the framework's reads. Empty: none.
+  void setCallHook(std::function<void(const SimElement&)> hook);
 
  private:
   template <typename Call>
@@ -44,6 +49,8 @@ class SimAccessibility final : public platform::Accessibility {
 
   const std::shared_ptr<SimWorkspace> _workspace;
   const std::shared_ptr<SimAccessibilityHelper> _helper;
+  std::mutex _hookMutex;
+  std::function<void(const SimElement&)> _hook;
 };
 
 }  // namespace zar::sim

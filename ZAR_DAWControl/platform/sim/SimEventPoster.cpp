@@ -14,15 +14,27 @@ platform::EventSourceRef SimEventPoster::createEventSource(std::int32_t stateID)
 
 void SimEventPoster::postKeyboardEvent(const platform::ProcessSerialNumber& psn, const platform::KeyboardEvent& event) {
   const auto target = _workspace->application(psn);
+  std::function<void(std::size_t)> hook;
+  std::size_t posted = 0;
   {
     std::lock_guard lock(_mutex);
     _keyboardEvents.push_back(PostedKeyboardEvent{psn, event, _clock->now(), target != nullptr});
+    hook = _keyboardHook;
+    posted = ++_keyboardEventsPosted;
   }
-  if (!target) {
+  if (target) {
+    target->keyEvent(event);
+  } else {
     ZAR_LOG_DEBUG("Keyboard event for {}:{} lost: no such process", psn.highLongOfPSN, psn.lowLongOfPSN);
-    return;
   }
-  target->keyEvent(event);
+  if (hook) {
+    hook(posted);
+  }
+}
+
+void SimEventPoster::setKeyboardHook(std::function<void(std::size_t posted)> hook) {
+  std::lock_guard lock(_mutex);
+  _keyboardHook = std::move(hook);
 }
 
 void SimEventPoster::postMouseEvent(const platform::MouseEvent& event) {

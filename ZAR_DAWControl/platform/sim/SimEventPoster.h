@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -44,6 +45,10 @@ class SimEventPoster final : public platform::EventPoster {
   std::vector<PostedKeyboardEvent> keyboardEvents() const;
   std::vector<PostedMouseEvent> mouseEvents() const;
   void clearLog();
+  /// Called on the posting thread once a keyboard event has been delivered (or lost), with the
+  /// number of keyboard events posted so far: a point at which a test makes something happen
+  /// between two keystrokes. Empty: none.
+  void setKeyboardHook(std::function<void(std::size_t posted)> hook);
 
  private:
   const std::shared_ptr<platform::Clock> _clock;
@@ -54,6 +59,8 @@ class SimEventPoster final : public platform::EventPoster {
   std::vector<PostedMouseEvent> _mouseEvents;
   // Entries dropped by clearLog before the current ones, so a pending delivery finds its entry.
   std::size_t _mouseEventsCleared = 0;
+  std::size_t _keyboardEventsPosted = 0;
+  std::function<void(std::size_t)> _keyboardHook;
 };
 
 }  // namespace zar::sim

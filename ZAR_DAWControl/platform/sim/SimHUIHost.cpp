@@ -200,8 +200,10 @@ void SimHUIHost::clearReceivedMessages() {
 
 void SimHUIHost::receive(std::span<const std::uint8_t> bytes) {
   std::vector<std::size_t> changed;
+  std::function<void(std::span<const std::uint8_t>)> hook;
   {
     std::lock_guard lock(_mutex);
+    hook = _receiveHook;
     for (auto& message : _splitter.split(bytes)) {
       _received.push_back(std::move(message));
     }
@@ -216,6 +218,14 @@ void SimHUIHost::receive(std::span<const std::uint8_t> bytes) {
     refreshLampsLocked(false);
   }
   notify(changed);
+  if (hook) {
+    hook(bytes);
+  }
+}
+
+void SimHUIHost::setReceiveHook(std::function<void(std::span<const std::uint8_t>)> hook) {
+  std::lock_guard lock(_mutex);
+  _receiveHook = std::move(hook);
 }
 
 void SimHUIHost::press(std::uint8_t zone, std::uint8_t port, std::vector<std::size_t>& changed) {

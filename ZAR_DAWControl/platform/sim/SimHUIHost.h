@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -88,6 +89,9 @@ class SimHUIHost : public std::enable_shared_from_this<SimHUIHost> {
   /// Every message received from the surface, whole, in order.
   std::vector<std::vector<std::uint8_t>> receivedMessages() const;
   void clearReceivedMessages();
+  /// Called on the MIDI thread with what arrived from the surface, once it has taken effect: a
+  /// point at which a test makes something happen between two messages. Empty: none.
+  void setReceiveHook(std::function<void(std::span<const std::uint8_t>)> hook);
 
   struct Token;  // limits construction to `create`
   SimHUIHost(Token, std::shared_ptr<platform::MidiPorts> ports, platform::MidiPortRequest request,
@@ -126,6 +130,7 @@ class SimHUIHost : public std::enable_shared_from_this<SimHUIHost> {
   /// Last lamp value sent per strip and port; nothing when it must be sent again.
   std::optional<bool> _sentLamps[hui::kStripsPerBank][hui::kPortsPerZone];
   std::function<void(std::size_t)> _trackChanged;
+  std::function<void(std::span<const std::uint8_t>)> _receiveHook;
   /// Threads running the track change callback now.
   std::vector<std::thread::id> _notifying;
   std::condition_variable _notified;
