@@ -247,7 +247,7 @@ TEST_F(DAWApplicationTest, DAWNotAvailableWarningShowsOnTheMainThreadUntilTheUse
   // Closed with the box unticked: stored as NO, and shown again next time.
   EXPECT_EQ(sim.userDefaults->objectForKey(ZAR_DAWNotAvailableSuppression), zar::platform::PropertyValue(false));
 
-  sim.desktop->alerts()->enqueueAnswer({zar::platform::AlertDefaultReturn, true, 0});
+  sim.desktop->alerts()->enqueueAnswer({zar::platform::AlertDefaultReturn, true});
   ZAR_DAWApplication::showDAWNotAvailableWarning();
   EXPECT_TRUE(sim.userDefaults->boolForKey(ZAR_DAWNotAvailableSuppression));
   ZAR_DAWApplication::showDAWNotAvailableWarning();

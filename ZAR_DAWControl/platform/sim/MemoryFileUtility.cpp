@@ -32,7 +32,6 @@ platform::FileRead MemoryFileUtility::read(const std::string& path, std::size_t 
 
 platform::FileChange MemoryFileUtility::write(const std::string& path, std::string_view content) {
   const std::lock_guard lock(_mutex);
-  ++_writeCount;
   _files.insert_or_assign(path, std::string(content));
   return {true, {}, {}};
 }
@@ -63,11 +62,6 @@ platform::FileChange MemoryFileUtility::keepAside(const std::string& path, const
 std::map<std::string, std::string> MemoryFileUtility::files() const {
   const std::lock_guard lock(_mutex);
   return _files;
-}
-
-std::size_t MemoryFileUtility::writeCount() const {
-  const std::lock_guard lock(_mutex);
-  return _writeCount;
 }
 
 }  // namespace zar::sim

@@ -23,14 +23,11 @@ class MemoryFileUtility final : public platform::FileUtility {
 
   /// Every file with its content, by path.
   std::map<std::string, std::string> files() const;
-  /// How many writes there have been so far.
-  std::size_t writeCount() const;
 
  private:
   const std::string _directory;
   mutable std::mutex _mutex;
   std::map<std::string, std::string> _files;
-  std::size_t _writeCount = 0;
   std::size_t _copyCount = 0;
 };
 
