@@ -1,5 +1,6 @@
 #include "support/TemporaryDirectory.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -15,6 +16,15 @@ TemporaryDirectory::TemporaryDirectory() {
     throw std::runtime_error("cannot make a temporary directory");
   }
   _path = buffer.data();
+}
+
+std::vector<std::string> TemporaryDirectory::entries(const std::string& inside) const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(file(inside))) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 TemporaryDirectory::~TemporaryDirectory() {

@@ -2,7 +2,6 @@
 
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -18,13 +17,6 @@ namespace fs = std::filesystem;
 using zar::native::LocalFileUtility;
 using zar::test::TemporaryDirectory;
 
-std::vector<std::string> entriesIn(const std::string& directory) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 TEST(LocalFileUtility, SupportDirectoryIsMadeWhenMissingAndFollowsXdgDataHome) {
   TemporaryDirectory temp;
   EXPECT_EQ(LocalFileUtility(temp.file("a/b/Vantrole")).applicationSupportDirectoryPath(), temp.file("a/b/Vantrole"));
@@ -39,6 +31,27 @@ TEST(LocalFileUtility, SupportDirectoryIsMadeWhenMissingAndFollowsXdgDataHome) {
   ::setenv("HOME", "/home/someone", 1);
   EXPECT_EQ(LocalFileUtility::defaultApplicationSupportDirectory("Vantrole"), "/home/someone/.local/share/Vantrole");
   saved != nullptr ? ::setenv("XDG_DATA_HOME", previous.c_str(), 1) : ::unsetenv("XDG_DATA_HOME");
+}
+
+TEST(LocalFileUtility, ReadsOnlyAWholeRegularFileWithinTheLimitAndSaysWhyNot) {
+  using Status = zar::platform::FileRead::Status;
+  TemporaryDirectory temp;
+  LocalFileUtility files(temp.path());
+  ASSERT_TRUE(files.writeFileAtomically(temp.file("list.bin"), "12345"));
+  fs::create_symlink("loop", temp.file("loop"));
+  const std::tuple<std::string, std::size_t, Status, std::string> reads[] = {
+      {"list.bin", 5, Status::read, ""},
+      {"list.bin", 4, Status::tooLarge, "larger than 4 bytes"},
+      {"missing", 5, Status::missing, "No such file or directory"},
+      {"list.bin/inner", 5, Status::missing, "Not a directory"},
+      {"", 5, Status::notRegular, "not a regular file"},  // the directory itself
+      {"loop", 5, Status::failed, "Too many levels of symbolic links"}};
+  for (const auto& [name, limit, status, failure] : reads) {
+    const auto read = files.read(temp.file(name), limit);
+    EXPECT_EQ(read.status, status) << name;
+    EXPECT_EQ(read.failure, failure) << name;
+    EXPECT_EQ(read.content, status == Status::read ? "12345" : "") << name;
+  }
 }
 
 TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {
@@ -63,7 +76,7 @@ TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {
   EXPECT_FALSE(written.done);
   EXPECT_EQ(written.failure, "File too large");
   EXPECT_EQ(files.readFile(path), "old content");
-  EXPECT_EQ(entriesIn(temp.path()).size(), 1u) << "the partial temporary file is removed";
+  EXPECT_EQ(temp.entries().size(), 1u) << "the partial temporary file is removed";
 }
 
 TEST(LocalFileUtility, LinksStayLinksAndTheirTargetsAreWrittenAndKept) {
@@ -100,7 +113,7 @@ TEST(LocalFileUtility, KeptCopiesHoldTheOldBytesAndOnlyTheNewestStay) {
   EXPECT_EQ(files.readFile(kept.path), "unreadable bytes");
   const std::string copy = fs::path(kept.path).filename().string();
   EXPECT_EQ(copy.size(), std::string("list.bin.unreadable-20250101T120000Z").size()) << copy;
-  EXPECT_EQ(entriesIn(temp.path()),
+  EXPECT_EQ(temp.entries(),
             (std::vector<std::string>{"list.bin", "list.bin.other-1", "list.bin.unreadable-20200101T000000Z-2",
                                       "list.bin.unreadable-20210101T000000Z", copy, "list.bin.unreadable-notes"}))
       << "the oldest copy went; names of another form stay";

@@ -3,7 +3,6 @@
 #include <plist/plist.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -48,13 +47,6 @@ Plist parseFile(const std::string& path) {
   return Plist(root, &plist_free);
 }
 
-std::vector<std::string> entriesIn(const std::string& directory) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename().string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 /// A dictionary holding "k": `arrays` arrays, each inside the one before.
 std::string nestedXml(std::size_t arrays, const std::string& inside = "") {
   std::string xml = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>k</key>";
@@ -92,13 +84,7 @@ class PlistUserDefaultsTest : public ::testing::Test {
  protected:
   void SetUp() override { ddLogLevel = zar::platform::LogLevelWarning; }
   void TearDown() override { ddLogLevel = _savedLevel; }
-  std::vector<std::string> errors() const {
-    std::vector<std::string> messages;
-    for (const auto& statement : logger->statements()) {
-      if (statement.flag == LogFlag::error) messages.push_back(statement.message);
-    }
-    return messages;
-  }
+  std::vector<std::string> errors() const { return logger->messages(LogFlag::error); }
 
   zar::test::TemporaryDirectory temp;
   std::string path = temp.file("com.zar.Test.plist");
@@ -186,12 +172,12 @@ TEST_F(PlistUserDefaultsTest, BadFilesAreMovedAsideByteForByteWithoutHarm) {
   };
   for (const auto& [content, reason] : cases) {
     SCOPED_TRACE(content.substr(0, 80));
-    for (const auto& name : entriesIn(temp.path())) fs::remove(temp.file(name));
+    for (const auto& name : temp.entries()) fs::remove(temp.file(name));
     logger->clear();
     writeAll(path, content);
     PlistUserDefaults defaults(path, logger);
     EXPECT_FALSE(defaults.objectForKey("k").has_value());
-    const auto names = entriesIn(temp.path());
+    const auto names = temp.entries();
     ASSERT_EQ(names.size(), 1u);
     EXPECT_EQ(names[0].rfind("com.zar.Test.plist.corrupt-", 0), 0u) << names[0];
     EXPECT_EQ(readAll(temp.file(names[0])), content);
@@ -224,7 +210,8 @@ TEST_F(PlistUserDefaultsTest, WhatCantBeMovedOrIsNoRegularFileLeavesTheDomainInM
   // A kernel file is readable, no property list, and can be neither renamed nor replaced.
   ASSERT_EQ(::mkfifo(temp.file("fifo").c_str(), 0600), 0);
   fs::create_symlink("/dev/null", temp.file("device"));
-  for (const std::string& file : {std::string("/proc/version"), temp.file("fifo"), temp.file("device")}) {
+  fs::create_symlink("loop", temp.file("loop"));  // can't be read, nor moved aside
+  for (const std::string& file : {std::string("/proc/version"), temp.file("fifo"), temp.file("device"), temp.file("loop")}) {
     SCOPED_TRACE(file);
     logger->clear();
     const std::string before = readAll("/proc/version");
@@ -248,7 +235,7 @@ TEST_F(PlistUserDefaultsTest, SymlinkStaysALinkWhenWrittenAndWhenItsFileIsMovedA
   PlistUserDefaults defaults(path, logger);
   defaults.setInteger(5, "value");
   EXPECT_TRUE(fs::is_symlink(path));
-  EXPECT_EQ(entriesIn(temp.file("dotfiles")).size(), 2u) << "the bad file went aside beside its target";
+  EXPECT_EQ(temp.entries("dotfiles").size(), 2u) << "the bad file went aside beside its target";
   EXPECT_EQ(PlistUserDefaults(path, logger).integerForKey("value"), 5);
 }
 
@@ -339,7 +326,7 @@ TEST_F(PlistUserDefaultsTest, ConcurrentWritersLeaveAWholeFileWithTheLastValues)
   fileReader.join();
 
   EXPECT_EQ(tornReads.load(), 0);
-  EXPECT_EQ(entriesIn(temp.path()), std::vector<std::string>{"com.zar.Test.plist"}) << "no temporary files left";
+  EXPECT_EQ(temp.entries(), std::vector<std::string>{"com.zar.Test.plist"}) << "no temporary files left";
   PlistUserDefaults restarted(path, logger);
   for (int w = 0; w < writers; ++w) EXPECT_EQ(restarted.integerForKey("writer" + std::to_string(w)), rounds - 1);
   EXPECT_EQ(restarted.objectForKey("shared"), defaults->objectForKey("shared")) << "the file holds the last state";
