@@ -10,7 +10,8 @@ namespace zar::sim {
 
 /// Files kept in memory, keyed by their full path. The support directory is a name only; nothing
 /// touches the disk. Writes always succeed and replace the whole content at once. A copy kept aside
-/// is named `<path>.<tag>-<n>`, counting copies from 1, as there is no wall clock to name it by.
+/// is named `<path>.<tag>-<n>`, counting copies from 1, as there is no wall clock to name it by;
+/// every copy stays as long as the object (no older ones are pruned).
 class MemoryFileUtility final : public platform::FileUtility {
  public:
   explicit MemoryFileUtility(std::string applicationSupportDirectory);
