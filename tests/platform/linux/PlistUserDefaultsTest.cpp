@@ -167,6 +167,7 @@ TEST_F(PlistUserDefaultsTest, BadFilesAreMovedAsideByteForByteWithoutHarm) {
       {nestedXml(10'000), "nests deeper"},
       {nestedXml(100'000), "nests deeper"},
       {nestedXml(200, "<!-- </array> -->"), "nests deeper"},  // closes in comments close nothing
+      {"<!DOCTYPE plist [<!ENTITY a \"]>\">]>" + nestedXml(200), "nests deeper"},  // a subset with quotes
       {binaryChain(100'000, false), "nests deeper"},
       {binaryChain(2, true), "nests deeper"},  // an array that holds itself
   };
