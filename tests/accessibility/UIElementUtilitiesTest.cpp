@@ -174,6 +174,7 @@ TEST_F(UIElementUtilitiesTest, DescribesValuesOfEveryKindPlainAndVerbose) {
       {AXAttributeValue("text"), "text"},
       {AXAttributeValue(42.0), "42"},
       {AXAttributeValue(true), "1"},
+      {AXAttributeValue(zar::platform::AXUIElementRef{}), "<AXUIElement (null)>"},
       {AXAttributeValue(AXValueList{"a", "b", "c"}), "<array of size 3>"},
       {AXAttributeValue(AXTypedValue::point({1, 2})), "x=1 y=2"},
       {AXAttributeValue(element(zar::ax::kButtonRole, "Mute")), "<AXButton: \u201cMute\u201d>"},
