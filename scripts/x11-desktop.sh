@@ -5,8 +5,10 @@
 #   dawctl hui-check --api jack          the stand-in talks HUI with the framework's ports
 #   dawctl watch --desktop x11 ...       the framework finds it, reads it, sees it quit
 # or, given arguments, `dawctl ARGUMENTS...` instead. Everything started here ends with the script.
+# `demo --desktop x11 ...` runs the demo against the stand-in, which is then started with the demo's
+# session (`dawctl demo --standin-options`) and runs until the script ends.
 # Environment: ZAR_SKIP_INSTALL=1 skips scripts/install-deps.sh; STANDIN_OPTIONS adds options to
-# the stand-in (default: it quits after 8 seconds).
+# the stand-in (default, except for the demo: it quits after 8 seconds).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -55,8 +57,15 @@ pids+=($!)
 jack_wait --server "$JACK_DEFAULT_SERVER" --wait --timeout 10 >/dev/null 2>&1
 echo "== private desktop: DISPLAY=$DISPLAY, JACK server $JACK_DEFAULT_SERVER"
 
-# shellcheck disable=SC2086 # STANDIN_OPTIONS is a list of options
-"$standin" --session "Reel 3" ${STANDIN_OPTIONS:---quit-after 8} >"$work/standin.log" &
+if [[ "${1:-}" == demo ]]; then
+  mapfile -t session < <("$dawctl" demo --standin-options)
+  # shellcheck disable=SC2206 # STANDIN_OPTIONS is a list of options
+  standin_options=("${session[@]}" ${STANDIN_OPTIONS:-})
+else
+  # shellcheck disable=SC2206
+  standin_options=(--session "Reel 3" ${STANDIN_OPTIONS:---quit-after 8})
+fi
+"$standin" "${standin_options[@]}" >"$work/standin.log" &
 pids+=($!)
 wait_for_line "$work/standin.log" '^ready' 10
 echo "== stand-in Pro Tools running ($(head -n1 "$work/standin.log"))"

@@ -11,7 +11,7 @@ void addTimecodeCommand(CLI::App& app);
 void addSettingsCommand(CLI::App& app);
 /// `dawctl watch [--desktop sim|x11]`: the framework against Pro Tools, printing its notifications.
 void addWatchCommand(CLI::App& app);
-/// `dawctl demo`: the road of one take against the simulated Pro Tools, checked at every phase.
+/// `dawctl demo [--desktop sim|x11]`: the road of one take against Pro Tools, checked at every phase.
 void addDemoCommand(CLI::App& app);
 /// `dawctl hui-check [--api jack|alsa] [--seconds N]`: opens the HUI ports as the framework does
 /// and reports whether Pro Tools pings them.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "CommandLine.h"
 #include "Commands.h"
 #include "DemoScript.h"
 
@@ -12,9 +13,21 @@ namespace dawctl {
 void addDemoCommand(CLI::App& app) {
   auto options = std::make_shared<DemoScript::Options>();
   auto json = std::make_shared<bool>(false);
+  auto desktop = std::make_shared<std::string>("sim");
+  auto standInOptions = std::make_shared<bool>(false);
   auto* command = app.add_subcommand(
-      "demo", "The road of one take against the simulated Pro Tools: rehearse, record twice, review, then a take "
-              "without HUI; exits 1 when Pro Tools differs from what the modes ask");
+      "demo", "The road of one take against the simulated Pro Tools (or the stand-in on the X11 desktop): rehearse, "
+              "record twice, review, then a take without HUI; exits 1 when Pro Tools differs from what the modes ask");
+  command->add_option("--desktop", *desktop, "The simulated desktop, or the stand-in Pro Tools on the X11 desktop of "
+                                             "$DISPLAY (started with the options --standin-options prints)")
+      ->check(CLI::IsMember({"sim", "x11"}))
+      ->capture_default_str();
+  command->add_flag("--standin-options", *standInOptions,
+                    "Print the options that start tools/protools-standin with the demo's session, one a line");
+  command->add_option("--passes", options->passes,
+                      "Run only the first N passes (1 rehearse, 2 and 3 record, 4 review, 5 record without HUI)")
+      ->check(CLI::Range(1, DemoScript::kPasses))
+      ->capture_default_str();
   command->add_flag("--virtual-time", options->virtualTime, "Run in virtual time, as fast as the machine allows");
   command->add_flag("--json", *json, "Write the events as JSON lines");
   command->add_option("--dir", options->settingsDirectory,
@@ -22,7 +35,15 @@ void addDemoCommand(CLI::App& app) {
   command->add_option("--fps", options->framesPerSecond, "The picture's frame rate")
       ->check(CLI::Range(10, 120))
       ->capture_default_str();
-  command->callback([options, json] {
+  command->callback([options, json, desktop, standInOptions] {
+    if (*standInOptions) {
+      for (const auto& option : DemoSession::standard().standInOptions()) fmt::print("{}\n", option);
+      return;
+    }
+    if (*desktop == "x11") {
+      if (options->virtualTime) failCommand("demo", "--virtual-time is for the simulated desktop", kExitUsage);
+      options->desktop = DemoScript::Desktop::x11;
+    }
     const bool terminal = isatty(fileno(stdout)) != 0;
     options->style.json = *json;
     options->style.colour = terminal && !*json && std::getenv("NO_COLOR") == nullptr;
@@ -32,8 +53,7 @@ void addDemoCommand(CLI::App& app) {
       DemoScript script(*options);
       differences = script.run();
     } catch (const DemoScript::Failure& failure) {
-      fmt::print(stderr, "dawctl demo: {}\n", failure.what());
-      throw CLI::RuntimeError(2);
+      failCommand("demo", failure.what(), kExitUsage);
     } catch (const std::exception& error) {
       fmt::print(stderr, "dawctl demo: stopped by an unexpected error: {}\n", error.what());
       throw CLI::RuntimeError(2);

@@ -59,8 +59,8 @@ std::string DemoOutput::render(const nlohmann::json& event) const {
 
   if (kind == "start") {
     const std::string settings = text(event, "settings");
-    return paint(fmt::format("dawctl demo: the road of one take against the simulated Pro Tools ({}, {} fps, {})",
-                             text(event, "clock"), event.value("fps", 0),
+    return paint(fmt::format("dawctl demo: the road of one take against {} ({}, {} fps, {})",
+                             text(event, "proTools"), text(event, "clock"), event.value("fps", 0),
                              settings == "demo" ? "the demo's modes" : "the modes of " + settings),
                  kBold);
   }

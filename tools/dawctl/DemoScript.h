@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,8 +14,7 @@
 #include "DemoTimeline.h"
 #include "FrameworkTap.h"
 #include "PhaseCheck.h"
-#include "ProToolsStage.h"
-#include "SimulatedHost.h"
+#include "DemoStage.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/sim/MemoryFileUtility.h"
@@ -29,17 +29,20 @@ namespace dawctl {
 /// against what the modes ask.
 class DemoScript {
  public:
+  enum class Desktop { sim, x11 };
+  /// The passes of the road, in order; `Options::passes` runs the first ones.
+  static constexpr int kPasses = 5;
   struct Options {
+    /// The simulated Pro Tools, or the stand-in on the X11 desktop of $DISPLAY (real time only).
+    Desktop desktop = Desktop::sim;
     bool virtualTime = false;
     DemoOutput::Style style;
     /// A directory with the user's mode list and matrix, used instead of the demo's; read only.
     std::string settingsDirectory;
     int framesPerSecond = 24;
+    int passes = kPasses;
   };
-  /// The demo can't go on (Pro Tools not found, unreadable settings): what happened.
-  struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-  };
+  using Failure = DemoFailure;
 
   explicit DemoScript(Options options);
   ~DemoScript();
@@ -68,6 +71,7 @@ class DemoScript {
   void report(const std::string& pass, const std::string& phase, const std::vector<PhaseCheck::Difference>& found);
   void differ(const std::string& pass, const std::string& phase, const std::string& text);
   void add(nlohmann::json event);
+  void addReceived(const std::optional<DemoStage::Received>& before, const std::optional<DemoStage::Received>& after);
   /// Runs the main loop until `done` holds; a Failure naming `what` after `timeout` seconds.
   void runUntil(const std::function<bool()>& done, double timeout, const std::string& what);
   std::shared_ptr<ZAR_DAWApplication> application() const;
@@ -85,8 +89,9 @@ class DemoScript {
   std::unique_ptr<DemoTimeline> _timeline;
   std::shared_ptr<FrameworkTap> _tap;
   std::shared_ptr<zar::sim::MemoryFileUtility> _settings;
-  std::unique_ptr<SimulatedHost> _host;
-  std::unique_ptr<ProToolsStage> _stage;
+  // When the framework last sent MIDI (platform clock), for a stage that must let it arrive.
+  std::atomic<double> _lastMidiSent{0};
+  std::unique_ptr<DemoStage> _stage;
   std::shared_ptr<ZAR_DAWApplicationManager> _manager;
   std::unique_ptr<PhaseCheck> _check;
   std::shared_ptr<ZAR_VisualEvent> _cue;

@@ -24,6 +24,16 @@ DemoSession DemoSession::standard() {
   return session;
 }
 
+std::vector<std::string> DemoSession::standInOptions() const {
+  std::vector<std::string> options{"--session", name};
+  for (const auto& track : tracks) {
+    options.push_back("--track");
+    options.push_back(track.name + (track.aux ? ":aux" : "") + (track.armed ? ":armed" : "") +
+                      (track.muted ? ":muted" : ""));
+  }
+  return options;
+}
+
 void DemoSession::assignModes(ZAR_DAWAudioTrackModeList& list, ZAR_DAWMuteRecMatrix& matrix) const {
   for (const Mode& definition : extraModes) {
     auto mode = std::make_shared<ZAR_DAWAudioTrackMode>();

@@ -35,6 +35,10 @@ struct DemoSession {
   /// muted while a take records, a muted music track and an aux track without modes.
   static DemoSession standard();
 
+  /// The options that start the stand-in Pro Tools (tools/protools-standin) with this session:
+  /// its name and the tracks in order, each with its kind and the state it starts in.
+  std::vector<std::string> standInOptions() const;
+
   /// Adds the session's own modes to the list and assigns the tracks' modes in the matrix.
   void assignModes(ZAR_DAWAudioTrackModeList& list, ZAR_DAWMuteRecMatrix& matrix) const;
 

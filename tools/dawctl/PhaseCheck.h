@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "ProToolsStage.h"
+#include "DemoStage.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWTypes.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 

@@ -5,13 +5,13 @@ namespace dawctl {
 using zar::sim::SimHUIHost;
 using zar::sim::SimProTools;
 
-ProToolsStage::ProToolsStage(SimulatedHost& host, const DemoSession& session) : _host(host) {
-  SimProTools::Options options;
-  options.sessionName = session.name;
+ProToolsStage::ProToolsStage(const SimulatedHost::Options& options, const DemoSession& session) : _host(options) {
+  SimProTools::Options proTools;
+  proTools.sessionName = session.name;
   for (const auto& track : session.tracks) {
-    options.tracks.push_back({track.name, track.aux ? SimProTools::TrackKind::aux : SimProTools::TrackKind::audio});
+    proTools.tracks.push_back({track.name, track.aux ? SimProTools::TrackKind::aux : SimProTools::TrackKind::audio});
   }
-  _proTools = host.launchProTools(std::move(options));
+  _proTools = _host.launchProTools(std::move(proTools));
   for (std::size_t i = 0; i < session.tracks.size(); ++i) {
     _proTools->setTrackRecEnabled(i, session.tracks[i].armed);
     _proTools->setTrackMuted(i, session.tracks[i].muted);
@@ -23,7 +23,7 @@ ProToolsStage::~ProToolsStage() {
   _host.quitProTools();
 }
 
-std::vector<TrackRow> ProToolsStage::rows() const {
+std::vector<TrackRow> ProToolsStage::rows() {
   _host.settle();
   std::vector<TrackRow> rows;
   for (std::size_t i = 0; i < _proTools->trackCount(); ++i) {
@@ -33,7 +33,7 @@ std::vector<TrackRow> ProToolsStage::rows() const {
   return rows;
 }
 
-std::string ProToolsStage::transport() const {
+std::string ProToolsStage::transport() {
   _host.settle();
   const auto hui = _proTools->huiHost();
   switch (hui->transportState()) {
@@ -47,16 +47,16 @@ std::string ProToolsStage::transport() const {
   return hui->recordArmed() ? "record armed" : "stopped";
 }
 
-void ProToolsStage::setPinging(bool pinging) { _proTools->huiHost()->setPinging(pinging); }
+void ProToolsStage::stopPinging() { _proTools->huiHost()->setPinging(false); }
 
-ProToolsStage::Received ProToolsStage::received() const {
+std::optional<DemoStage::Received> ProToolsStage::received() {
   _host.settle();
   const auto& events = _host.desktop()->eventPoster();
   return Received{_proTools->huiHost()->receivedMessages().size(), events->keyboardEvents().size(),
                   events->mouseEvents().size()};
 }
 
-std::optional<std::size_t> ProToolsStage::nameFieldAt(const zar::platform::Point& point) const {
+std::optional<std::size_t> ProToolsStage::nameFieldAt(const zar::platform::Point& point) {
   for (std::size_t i = 0; i < _proTools->trackCount(); ++i) {
     const auto field = _proTools->trackNameField(i);
     const auto frame = field ? field->frame() : std::nullopt;

@@ -16,10 +16,11 @@ X11Host::X11Host(const Options& options) {
   if (!options.supportDirectory.empty()) {
     _platform->fileUtility = std::make_shared<zar::native::LocalFileUtility>(options.supportDirectory);
   }
-  _platform->userDefaults->registerDefaults({{ZAR_MIDISystem::kBackendPrefKey, "jack"}});
   if (const auto alerts = std::dynamic_pointer_cast<zar::x11::X11Alerts>(_platform->alerts)) {
     alerts->setPresenter(TerminalAlertPresenter(_platform->mainRunLoop, options.alertAnswer));
   }
+  if (options.adjust) options.adjust(*_platform);
+  _platform->userDefaults->registerDefaults({{ZAR_MIDISystem::kBackendPrefKey, "jack"}});
   zar::platform::Platform::install(_platform);
   _start = _platform->clock->now();
 }

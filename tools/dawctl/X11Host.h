@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,6 +20,8 @@ class X11Host {
     std::string supportDirectory;
     /// How alerts are answered; nothing: from standard input.
     std::optional<TerminalAlertPresenter::Answer> alertAnswer;
+    /// Called with the assembled platform before it is installed, to wrap services.
+    std::function<void(zar::platform::Platform&)> adjust;
   };
 
   explicit X11Host(const Options& options);

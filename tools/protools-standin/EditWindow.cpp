@@ -34,7 +34,11 @@ void say(const std::string& line) {
 
 EditWindow::EditWindow(const std::string& session, std::vector<TrackDefinition> tracks, TimeFormat format)
     : _format(format) {
-  for (auto& definition : tracks) _tracks.push_back(Track{std::move(definition)});
+  for (auto& definition : tracks) {
+    const bool recEnabled = definition.recEnabled;
+    const bool muted = definition.muted;
+    _tracks.push_back(Track{std::move(definition), recEnabled, muted});
+  }
   _window = flat_window_new();
   gtk_window_set_title(GTK_WINDOW(_window), ("Edit: " + session).c_str());
   g_signal_connect(_window, "destroy", G_CALLBACK(gtk_main_quit), nullptr);
@@ -48,6 +52,14 @@ EditWindow::EditWindow(const std::string& session, std::vector<TrackDefinition> 
   gtk_container_add(GTK_CONTAINER(cluster), _end);
   gtk_container_add(GTK_CONTAINER(content), cluster);
   showCounters();
+  _transport = gtk_label_new("stopped");
+  setAccessibleName(_transport, "Transport");
+  gtk_container_add(GTK_CONTAINER(content), _transport);
+  _received = gtk_label_new("");
+  setAccessibleName(_received, "Received");
+  gtk_container_add(GTK_CONTAINER(content), _received);
+  showReceived();
+  gdk_event_handler_set(onEvent, this, nullptr);
 
   _rows.resize(_tracks.size());
   for (std::size_t i = 0; i < _tracks.size(); ++i) {
@@ -133,6 +145,40 @@ void EditWindow::showTrack(std::size_t index) {
   gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(row.input), track.inputMonitoring);
   gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(row.mute), track.muted);
   _updating = false;
+}
+
+void EditWindow::showTransport(const std::string& state) {
+  gtk_label_set_text(GTK_LABEL(_transport), state.c_str());
+}
+
+void EditWindow::receivedHUI(std::size_t messages) {
+  _huiMessages += messages;
+  showReceived();
+}
+
+void EditWindow::showReceived() {
+  const auto text = fmt::format("hui {} keys {} mouse {}", _huiMessages, _keyEvents, _mouseEvents);
+  gtk_label_set_text(GTK_LABEL(_received), text.c_str());
+}
+
+// Every event of the program passes here on its way to GTK.
+void EditWindow::onEvent(GdkEvent* event, gpointer self) {
+  auto& window = *static_cast<EditWindow*>(self);
+  switch (event->type) {
+    case GDK_KEY_PRESS:
+    case GDK_KEY_RELEASE:
+      ++window._keyEvents;
+      window.showReceived();
+      break;
+    case GDK_BUTTON_PRESS:  // a double-click's GDK_2BUTTON_PRESS comes on top of its second press
+    case GDK_BUTTON_RELEASE:
+      ++window._mouseEvents;
+      window.showReceived();
+      break;
+    default:
+      break;
+  }
+  gtk_main_do_event(event);
 }
 
 void EditWindow::setRecEnabled(std::size_t index, bool value) {

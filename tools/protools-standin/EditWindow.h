@@ -21,6 +21,9 @@ struct Timecode {
 struct TrackDefinition {
   std::string name;
   bool aux = false;
+  /// As the session was saved: record enabled, muted.
+  bool recEnabled = false;
+  bool muted = false;
 };
 
 /// The edit window of the stand-in Pro Tools, with the accessibility tree the driver reads: a
@@ -29,7 +32,10 @@ struct TrackDefinition {
 /// Track " or "<name> - Aux Track ", holding "Track name", "Track Record Enable", "TrackInput
 /// Monitor" and "Mute". Pressing a counter (its action) opens it for entry: digits and Return set
 /// the selection. Double-clicking a name field opens it for renaming: typed text and Return rename
-/// the track. Everything runs on the GTK main thread; each change is printed on standard output.
+/// the track. A label "Transport" shows the transport's state as its text, a label "Received"
+/// what the stand-in received ("hui N keys N mouse N": HUI messages, key presses and releases,
+/// mouse button presses and releases). Everything runs on the GTK main thread; each change is
+/// printed on standard output.
 class EditWindow {
  public:
   struct Track {
@@ -48,6 +54,10 @@ class EditWindow {
   /// Sets a track's record enable or mute as Pro Tools shows it (its button follows).
   void setRecEnabled(std::size_t index, bool value);
   void setMuted(std::size_t index, bool value);
+  /// Shows the transport's state ("stopped", "playing", "recording", "record armed").
+  void showTransport(const std::string& state);
+  /// Counts HUI messages received.
+  void receivedHUI(std::size_t messages);
   /// Told the index of a track whose record enable or mute the user changed with its button.
   void setTrackChangedCallback(std::function<void(std::size_t)> callback) { _trackChanged = std::move(callback); }
 
@@ -71,7 +81,9 @@ class EditWindow {
   void open(Entry entry, GtkWidget* field, std::size_t track = 0);
   void commit();
   void toggled(GtkWidget* button);
+  void showReceived();
 
+  static void onEvent(GdkEvent* event, gpointer self);
   static gboolean onKeyPress(GtkWidget* widget, GdkEventKey* event, gpointer self);
   static void onInsertText(GtkEditable* editable, const gchar* text, gint length, gint* position, gpointer self);
   static void onCounterActivate(GtkEntry* entry, gpointer self);
@@ -84,6 +96,11 @@ class EditWindow {
   GtkWidget* _window = nullptr;
   GtkWidget* _start = nullptr;
   GtkWidget* _end = nullptr;
+  GtkWidget* _transport = nullptr;
+  GtkWidget* _received = nullptr;
+  std::size_t _huiMessages = 0;
+  std::size_t _keyEvents = 0;
+  std::size_t _mouseEvents = 0;
   Timecode _selectionStart{1, 0, 0, 0};
   Timecode _selectionEnd{1, 0, 10, 0};
   Entry _entry = Entry::none;

@@ -60,7 +60,7 @@ bool HUIHost::openPorts() {
 
 gboolean HUIHost::onPing(gpointer self) {
   auto& host = *static_cast<HUIHost*>(self);
-  if (host.openPorts()) host._pair->send(HUICodec::ping());
+  if (host._selected && host.openPorts()) host._pair->send(HUICodec::ping());
   return G_SOURCE_CONTINUE;
 }
 
@@ -78,10 +78,15 @@ gboolean HUIHost::onReceived(gpointer data) {
 }
 
 void HUIHost::handle(std::span<const std::uint8_t> bytes) {
+  _window.receivedHUI(_splitter.split(bytes).size());
+  if (!_selected) return;
   for (const HUIEvent& event : _decoder.decode(bytes)) {
     if (event.kind == HUIEvent::Kind::pingReply && !_answered) {
       _answered = true;
       say("hui ping answered");
+      // The surface is online: it gets every lamp again. Those sent as the ports opened may have
+      // gone out before JACK had joined the ports, or before a surface was listening.
+      refreshLamps(true);
     } else if (event.kind == HUIEvent::Kind::switchPort && event.on) {
       press(event.zone, event.port);  // Pro Tools acts on the press; the release only ends it
     }
@@ -112,12 +117,15 @@ void HUIHost::press(std::uint8_t zone, std::uint8_t port) {
     _transport = Transport::stopped;
     _recordArmed = false;
     say("transport stopped");
+    showTransport();
   } else if (port == hui::transportPort::play) {
     _transport = _recordArmed ? Transport::recording : Transport::playing;
     say(_recordArmed ? "transport recording" : "transport playing");
+    showTransport();
   } else if (port == hui::transportPort::record && _transport != Transport::recording) {
     _recordArmed = !_recordArmed;
     say(_recordArmed ? "transport record armed" : "transport record disarmed");
+    showTransport();
   }
 }
 
@@ -158,8 +166,27 @@ bool HUIHost::lamp(std::size_t strip, std::uint8_t port) const {
 
 void HUIHost::trackChanged() { refreshLamps(false); }
 
+void HUIHost::unselect() {
+  _selected = false;
+  say("hui unselected");
+}
+
+void HUIHost::showTransport() {
+  switch (_transport) {
+    case Transport::playing:
+      _window.showTransport("playing");
+      return;
+    case Transport::recording:
+      _window.showTransport("recording");
+      return;
+    case Transport::stopped:
+      break;
+  }
+  _window.showTransport(_recordArmed ? "record armed" : "stopped");
+}
+
 void HUIHost::refreshLamps(bool all) {
-  if (!_pair) return;
+  if (!_pair || !_selected) return;
   // One zone select per strip and running status for its ports, as Pro Tools sends them.
   std::vector<std::uint8_t> bytes;
   for (std::size_t strip = 0; strip < static_cast<std::size_t>(hui::kStripsPerBank); ++strip) {

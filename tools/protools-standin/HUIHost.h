@@ -11,6 +11,7 @@
 
 #include "EditWindow.h"
 #include "ZAR_DAWControl/platform/MidiPorts.h"
+#include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
@@ -18,7 +19,7 @@ namespace standin {
 
 /// The stand-in Pro Tools' HUI side, as Pro Tools runs a HUI peripheral: it connects its ports to
 /// the surface's (retrying at every ping until they exist), pings every second, follows the
-/// surface's presses (strip mute, solo and record-ready of the bank in view, bank and channel
+/// surface's presses while HUI is selected (strip mute, solo and record-ready of the bank in view, bank and channel
 /// moves, the transport's Stop, Play and Record) and sends the lamps of the bank in view when they
 /// change, flashing record-ready on armed tracks while not recording and mute on tracks muted only
 /// by another track's solo. Everything but the receiving runs on the GTK main thread; received
@@ -34,6 +35,8 @@ class HUIHost {
   void start();
   /// The user changed a track's record enable or mute in the window.
   void trackChanged();
+  /// HUI unselected in the peripherals: no more pings, and nothing received is acted on.
+  void unselect();
 
  private:
   enum class Transport { stopped, playing, recording };
@@ -45,6 +48,7 @@ class HUIHost {
   void moveBank(std::uint8_t port);
   bool lamp(std::size_t strip, std::uint8_t port) const;
   void refreshLamps(bool all);
+  void showTransport();
   static gboolean onPing(gpointer self);
   static gboolean onFlash(gpointer self);
   static gboolean onReceived(gpointer received);
@@ -54,12 +58,14 @@ class HUIHost {
   const zar::platform::MidiPortRequest _request;
   std::shared_ptr<zar::platform::MidiPortPair> _pair;
   zar::hui::HUIDecoder _decoder;
+  zar::platform::MidiMessageSplitter _splitter;
   std::vector<bool> _soloed;
   Transport _transport = Transport::stopped;
   bool _recordArmed = false;
   int _bankOffset = 0;
   bool _flashOn = true;
   bool _answered = false;
+  bool _selected = true;
   std::optional<bool> _sentLamps[zar::hui::kStripsPerBank][zar::hui::kPortsPerZone];
   guint _pingSource = 0;
   guint _flashSource = 0;

@@ -1,7 +1,9 @@
 // protools-standin: a small GTK 3 program that shows the framework what Pro Tools shows it, on a
 // real toolkit and real MIDI ports: the edit window's accessibility tree and the HUI side.
 
+#include <glib-unix.h>
 #include <gtk/gtk.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -10,6 +12,8 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "EditWindow.h"
@@ -39,13 +43,35 @@ struct Options {
 
 std::vector<standin::TrackDefinition> trackDefinitions(const Options& options) {
   std::vector<standin::TrackDefinition> tracks;
-  for (const auto& text : options.tracks) {
-    const bool aux = text.size() > 4 && text.ends_with(":aux");
-    tracks.push_back({aux ? text.substr(0, text.size() - 4) : text, aux});
+  for (std::string text : options.tracks) {
+    standin::TrackDefinition track;
+    // Suffixes, in any order after the name: its kind and how the session was saved.
+    const std::pair<const char*, bool standin::TrackDefinition::*> suffixes[] = {
+        {":aux", &standin::TrackDefinition::aux},
+        {":armed", &standin::TrackDefinition::recEnabled},
+        {":muted", &standin::TrackDefinition::muted}};
+    for (bool found = true; found;) {
+      found = false;
+      for (const auto& [suffix, flag] : suffixes) {
+        const std::string_view ending(suffix);
+        if (text.size() > ending.size() && text.ends_with(ending)) {
+          text.resize(text.size() - ending.size());
+          track.*flag = true;
+          found = true;
+        }
+      }
+    }
+    track.name = std::move(text);
+    tracks.push_back(std::move(track));
   }
-  for (int i = 1; i <= options.numberedTracks; ++i) tracks.push_back({fmt::format("Track {}", i), false});
-  if (tracks.empty()) tracks = {{"JO Dialog", false}, {"ANNA Dialog", false}, {"Guide", false}, {"FX", true}};
+  for (int i = 1; i <= options.numberedTracks; ++i) tracks.push_back({fmt::format("Track {}", i)});
+  if (tracks.empty()) tracks = {{"JO Dialog"}, {"ANNA Dialog"}, {"Guide"}, {"FX", true}};
   return tracks;
+}
+
+gboolean unselectHUI(gpointer hui) {
+  if (hui != nullptr) static_cast<standin::HUIHost*>(hui)->unselect();
+  return G_SOURCE_REMOVE;
 }
 
 gboolean quit(gpointer) {
@@ -66,7 +92,8 @@ int main(int argc, char** argv) {
                                                            {"feet", standin::TimeFormat::feet}};
   CLI::App app{"protools-standin - a stand-in Pro Tools: its edit window over accessibility, its HUI side over MIDI"};
   app.add_option("--session", options.session, "Session name (the edit window is \"Edit: NAME\")")->capture_default_str();
-  app.add_option("--track", options.tracks, "A track, top to bottom; NAME:aux makes an aux track (repeatable)");
+  app.add_option("--track", options.tracks,
+                 "A track, top to bottom (repeatable); suffixes :aux (an aux track), :armed and :muted (as saved)");
   app.add_option("--tracks", options.numberedTracks, "Add N audio tracks named \"Track 1\" ... \"Track N\"")
       ->check(CLI::Range(0, 256));
   app.add_option("--time-format", options.timeFormat, "Main counter format")
@@ -102,6 +129,8 @@ int main(int argc, char** argv) {
     window.setTrackChangedCallback([&hui](std::size_t) { hui->trackChanged(); });
     hui->start();
   }
+  // SIGUSR1: HUI unselected in the peripherals, as a user does while a host is attached.
+  g_unix_signal_add(SIGUSR1, unselectHUI, hui.get());
   window.show();
   if (options.quitAfter > 0) g_timeout_add(static_cast<guint>(options.quitAfter * 1000), quit, nullptr);
   fmt::print("ready pid={}\n", ::getpid());

@@ -233,4 +233,25 @@ TEST_F(X11EndToEndTest, NoKeystrokeReachesTheWindowThatHasTheFocus) {
   xcb_disconnect(connection);
 }
 
+// dawctl's demo against the stand-in started with the demo's session: a rehearsal and one take,
+// checked by the demo against the stand-in's own buttons.
+TEST_F(X11EndToEndTest, TheDemoRecordsATakeIntoTheStandIn) {
+  ChildProcess session({ZAR_DAWCTL, "demo", "--standin-options"});
+  ASSERT_EQ(session.waitForExit(kPatience), 0);
+  std::vector<std::string> arguments{ZAR_STANDIN_PATH};
+  const auto options = session.lines();
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  _standIn = std::make_unique<ChildProcess>(arguments);  // on the HUI ports dawctl opens by default
+  ASSERT_TRUE(_standIn->waitForLine("ready", kPatience)) << "the stand-in did not start";
+
+  ChildProcess demo({ZAR_DAWCTL, "demo", "--desktop", "x11", "--passes", "2"});
+  EXPECT_EQ(demo.waitForExit(60s), 0) << "the stand-in differs from what the modes ask";
+  const auto result = demo.waitForLine("takes recorded", 0ms);
+  ASSERT_TRUE(result);
+  EXPECT_TRUE(result->starts_with("2 passes, 1 takes recorded, ")) << *result;
+  EXPECT_TRUE(said("track 0 renamed \"JO_0_101\""));
+  EXPECT_TRUE(said("track 0 record on"));
+  EXPECT_TRUE(said("track 1 mute on")) << "the other record-type track is muted during the cue";
+}
+
 }  // namespace

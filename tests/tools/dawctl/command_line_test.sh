@@ -34,6 +34,12 @@ check 2 "--bogus" watch --bogus
 check 2 "-1 is not a number of seconds from 0 to 86400" watch --seconds -1
 lines 1
 check 2 "abc is not a number of seconds from 0 to 3600" hui-check --seconds abc
+check 2 "--virtual-time is for the simulated desktop" demo --desktop x11 --virtual-time
+lines 1
+
+# The demo: the first passes only; the stand-in's options carry the session's starting states.
+check 0 "2 passes, 1 takes recorded" demo --virtual-time --passes 2
+check 0 "ANNA Dialog:armed" demo --standin-options
 
 # --dir must name an existing directory; --create makes a new one.
 for command in "settings show" "watch --virtual-time --seconds 0"; do
