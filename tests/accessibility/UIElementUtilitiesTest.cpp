@@ -173,6 +173,8 @@ TEST_F(UIElementUtilitiesTest, DescribesValuesOfEveryKindPlainAndVerbose) {
       {std::nullopt, std::nullopt},
       {AXAttributeValue("text"), "text"},
       {AXAttributeValue(42.0), "42"},
+      {AXAttributeValue(true), "1"},
+      {AXAttributeValue(zar::platform::AXUIElementRef{}), "<AXUIElement (null)>"},
       {AXAttributeValue(AXValueList{"a", "b", "c"}), "<array of size 3>"},
       {AXAttributeValue(AXTypedValue::point({1, 2})), "x=1 y=2"},
       {AXAttributeValue(element(zar::ax::kButtonRole, "Mute")), "<AXButton: \u201cMute\u201d>"},
@@ -240,6 +242,11 @@ TEST_F(UIElementUtilitiesTest, FullDescriptionListsAttributesAndActions) {
   EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "No Description");
   button->setAttribute(zar::ax::kDescriptionAttribute, "mute button");
   EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "mute button");
+  // A description of another kind is shown in its text form.
+  button->setAttribute(zar::ax::kDescriptionAttribute, AXValueList{"a"});
+  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "<array of size 1>");
+  button->setAttribute(zar::ax::kDescriptionAttribute, AXTypedValue::point({1, 2}));
+  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "<AXPointValue x=1 y=2>");
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -63,22 +61,8 @@ class SettingsDirectoryTest : public ::testing::Test {
   void putFile(const std::string& fileName, const std::string& content) const {
     ASSERT_TRUE(native::LocalFileUtility(directory.path()).writeFileAtomically(path(fileName), content));
   }
-  /// The names in the directory, sorted.
-  std::vector<std::string> entries() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory.path())) {
-      names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-  std::vector<std::string> logged(platform::LogFlag flag) const {
-    std::vector<std::string> messages;
-    for (const auto& statement : logger->statements()) {
-      if (statement.flag == flag) messages.push_back(statement.message);
-    }
-    return messages;
-  }
+  std::vector<std::string> entries() const { return directory.entries(); }
+  std::vector<std::string> logged(platform::LogFlag flag) const { return logger->messages(flag); }
 
   TemporaryDirectory directory;
   std::shared_ptr<FaultyFiles> files = std::make_shared<FaultyFiles>(directory.path());

@@ -24,11 +24,14 @@ TEST(PropertyValue, BoolCoercions) {
 
 TEST(PropertyValue, IntegerAndStringCoercions) {
   constexpr auto max = std::numeric_limits<std::int64_t>::max();
+  constexpr auto min = std::numeric_limits<std::int64_t>::min();
   const std::pair<PropertyValue, std::int64_t> integers[] = {
       {PropertyValue(true), 1},         {PropertyValue(-15), -15},       {PropertyValue(3.9), 3},
       {PropertyValue(-3.9), -3},        {PropertyValue(" 31 levels"), 31}, {PropertyValue("-1"), -1},
       {PropertyValue("level"), 0},      {PropertyValue(1e300), max},      {PropertyValue(std::numeric_limits<double>::quiet_NaN()), 0},
-      {PropertyValue("99999999999999999999999"), max}};
+      {PropertyValue("99999999999999999999999"), max}, {PropertyValue(-1e300), min},
+      {PropertyValue(" +12"), 12},     {PropertyValue("-99999999999999999999999"), min},
+      {PropertyValue(PropertyArray{PropertyValue(1)}), 0}};
   for (const auto& [value, integer] : integers) EXPECT_EQ(value.integerValue(), integer);
   EXPECT_EQ(PropertyValue("text").stringValue(), "text");
   EXPECT_EQ(PropertyValue(42).stringValue(), "42");

@@ -16,11 +16,7 @@ class TypedTextTest : public zar::test::EnabledProToolsTest {
     sim.logger->clear();
   }
 
-  std::size_t errorsLogged() const {
-    std::size_t count = 0;
-    for (const auto& statement : sim.logger->statements()) count += statement.flag == zar::platform::LogFlag::error;
-    return count;
-  }
+  std::size_t errorsLogged() const { return sim.logger->messages(zar::platform::LogFlag::error).size(); }
   bool nothingPosted() const {
     return sim.desktop->eventPoster()->keyboardEvents().empty() && sim.desktop->eventPoster()->mouseEvents().empty() &&
            sim.desktop->appleScript()->executions().empty();

@@ -12,10 +12,12 @@ std::vector<CapturingLogger::Statement> CapturingLogger::statements() const {
   return _statements;
 }
 
-std::vector<std::string> CapturingLogger::messages() const {
+std::vector<std::string> CapturingLogger::messages(std::optional<platform::LogFlag> flag) const {
   std::lock_guard lock(_mutex);
   std::vector<std::string> messages;
-  for (const auto& statement : _statements) messages.push_back(statement.message);
+  for (const auto& statement : _statements) {
+    if (!flag || statement.flag == *flag) messages.push_back(statement.message);
+  }
   return messages;
 }
 

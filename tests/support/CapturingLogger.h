@@ -1,6 +1,7 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,8 @@ class CapturingLogger final : public platform::Logger {
   void flush() override {}
 
   std::vector<Statement> statements() const;
-  std::vector<std::string> messages() const;
+  /// The messages in order; only those of `flag` when one is given.
+  std::vector<std::string> messages(std::optional<platform::LogFlag> flag = std::nullopt) const;
   void clear();
 
  private:

@@ -18,18 +18,18 @@ TemporaryDirectory::TemporaryDirectory() {
   _path = buffer.data();
 }
 
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code error;
-  std::filesystem::remove_all(_path, error);
-}
-
-std::vector<std::string> TemporaryDirectory::entries(const std::string& directory) const {
+std::vector<std::string> TemporaryDirectory::entries(const std::string& inside) const {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(directory.empty() ? _path : directory)) {
+  for (const auto& entry : std::filesystem::directory_iterator(file(inside))) {
     names.push_back(entry.path().filename().string());
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code error;
+  std::filesystem::remove_all(_path, error);
 }
 
 }  // namespace zar::test

@@ -16,8 +16,8 @@ class TemporaryDirectory {
   const std::string& path() const { return _path; }
   /// The path of an entry inside the directory.
   std::string file(const std::string& name) const { return _path + "/" + name; }
-  /// The names of the entries of `directory` (this one by default), sorted.
-  std::vector<std::string> entries(const std::string& directory = {}) const;
+  /// The names of the entries in the directory (or in its subdirectory `inside`), sorted.
+  std::vector<std::string> entries(const std::string& inside = "") const;
 
  private:
   std::string _path;

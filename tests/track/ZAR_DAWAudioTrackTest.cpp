@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
@@ -52,17 +54,10 @@ class AudioTrackTest : public zar::test::ProToolsTest {
     return std::make_shared<ZAR_DAWAudioTrack>(cluster);
   }
   std::size_t errorLines(const std::string& text) const {
-    std::size_t count = 0;
-    for (const auto& statement : sim.logger->statements()) count += statement.flag == LogFlag::error && statement.message == text;
-    return count;
+    const auto errors = sim.logger->messages(LogFlag::error);
+    return static_cast<std::size_t>(std::count(errors.begin(), errors.end(), text));
   }
-  std::vector<std::string> debugLines() const {
-    std::vector<std::string> lines;
-    for (const auto& statement : sim.logger->statements()) {
-      if (statement.flag == LogFlag::debug) lines.push_back(statement.message);
-    }
-    return lines;
-  }
+  std::vector<std::string> debugLines() const { return sim.logger->messages(LogFlag::debug); }
 
   std::shared_ptr<SimProTools> _proTools;
   std::vector<std::shared_ptr<SimElement>> _presses;

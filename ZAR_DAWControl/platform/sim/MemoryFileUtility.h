@@ -10,7 +10,8 @@ namespace zar::sim {
 
 /// Files kept in memory, keyed by their full path. The support directory is a name only; nothing
 /// touches the disk. Writes always succeed and replace the whole content at once. A copy kept aside
-/// is named `<path>.<tag>-<n>`, counting copies from 1, as there is no wall clock to name it by.
+/// is named `<path>.<tag>-<n>`, counting copies from 1, as there is no wall clock to name it by;
+/// every copy stays as long as the object (no older ones are pruned).
 class MemoryFileUtility final : public platform::FileUtility {
  public:
   explicit MemoryFileUtility(std::string applicationSupportDirectory);
@@ -23,14 +24,11 @@ class MemoryFileUtility final : public platform::FileUtility {
 
   /// Every file with its content, by path.
   std::map<std::string, std::string> files() const;
-  /// How many writes there have been so far.
-  std::size_t writeCount() const;
 
  private:
   const std::string _directory;
   mutable std::mutex _mutex;
   std::map<std::string, std::string> _files;
-  std::size_t _writeCount = 0;
   std::size_t _copyCount = 0;
 };
 

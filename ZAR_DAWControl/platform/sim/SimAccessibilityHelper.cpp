@@ -15,19 +15,11 @@ void SimAccessibilityHelper::askUserToActivateAccessibility() {
   const bool onMainThread = _runLoop && _runLoop->isMainThread();
   std::lock_guard lock(_mutex);
   _requests.push_back(Request{onMainThread, _clock->now()});
-  if (_grantsOnRequest) {
-    _trusted = true;
-  }
 }
 
 void SimAccessibilityHelper::setTrusted(bool trusted) {
   std::lock_guard lock(_mutex);
   _trusted = trusted;
-}
-
-void SimAccessibilityHelper::setGrantsOnRequest(bool grants) {
-  std::lock_guard lock(_mutex);
-  _grantsOnRequest = grants;
 }
 
 std::vector<SimAccessibilityHelper::Request> SimAccessibilityHelper::requests() const {

@@ -23,11 +23,10 @@ class SimAccessibilityHelper final : public platform::AccessibilityHelper {
   SimAccessibilityHelper(std::shared_ptr<platform::Clock> clock, std::shared_ptr<platform::RunLoop> runLoop);
 
   bool checkIfAccessibilityIsAvailable() override;
-  /// Records the request; the user grants it when `setGrantsOnRequest(true)` was said.
+  /// Records the request; the user never grants it.
   void askUserToActivateAccessibility() override;
 
   void setTrusted(bool trusted);
-  void setGrantsOnRequest(bool grants);
   std::vector<Request> requests() const;
 
  private:
@@ -35,7 +34,6 @@ class SimAccessibilityHelper final : public platform::AccessibilityHelper {
   const std::shared_ptr<platform::RunLoop> _runLoop;
   mutable std::mutex _mutex;
   bool _trusted = true;
-  bool _grantsOnRequest = false;
   std::vector<Request> _requests;
 };
 

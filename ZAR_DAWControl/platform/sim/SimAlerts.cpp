@@ -1,7 +1,5 @@
 #include "ZAR_DAWControl/platform/sim/SimAlerts.h"
 
-#include <cmath>
-
 namespace zar::sim {
 
 SimAlerts::SimAlerts(std::shared_ptr<platform::Clock> clock, std::shared_ptr<platform::RunLoop> runLoop)
@@ -9,7 +7,7 @@ SimAlerts::SimAlerts(std::shared_ptr<platform::Clock> clock, std::shared_ptr<pla
 
 platform::AlertResponse SimAlerts::runModal(const platform::AlertRequest& request) {
   std::size_t index = 0;
-  ScriptedAnswer answer{platform::AlertDefaultReturn, request.suppressionButtonChecked, 0};
+  ScriptedAnswer answer{platform::AlertDefaultReturn, request.suppressionButtonChecked};
   {
     std::lock_guard lock(_mutex);
     index = _shown.size();
@@ -17,14 +15,6 @@ platform::AlertResponse SimAlerts::runModal(const platform::AlertRequest& reques
     if (!_answers.empty()) {
       answer = _answers.front();
       _answers.pop_front();
-    }
-  }
-  if (std::isfinite(answer.delay) && answer.delay > 0) {
-    // Nested alerts shown meanwhile take the answers after this one.
-    if (_runLoop) {
-      _runLoop->runFor(answer.delay);
-    } else {
-      _clock->sleep(answer.delay);
     }
   }
   platform::AlertResponse response;
@@ -44,11 +34,6 @@ platform::AlertResponse SimAlerts::runModal(const platform::AlertRequest& reques
 void SimAlerts::enqueueAnswer(ScriptedAnswer answer) {
   std::lock_guard lock(_mutex);
   _answers.push_back(answer);
-}
-
-std::size_t SimAlerts::pendingAnswers() const {
-  std::lock_guard lock(_mutex);
-  return _answers.size();
 }
 
 std::vector<SimAlerts::ShownAlert> SimAlerts::shownAlerts() const {

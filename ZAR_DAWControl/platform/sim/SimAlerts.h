@@ -21,9 +21,6 @@ class SimAlerts final : public platform::Alerts {
     int buttonReturn = platform::AlertDefaultReturn;
     /// Ignored when the alert shows no suppression box.
     bool suppressionButtonChecked = false;
-    /// Clock seconds the user takes; the main run loop runs nested meanwhile. Only a finite,
-    /// positive delay counts.
-    double delay = 0;
   };
   struct ShownAlert {
     platform::AlertRequest request;
@@ -34,13 +31,11 @@ class SimAlerts final : public platform::Alerts {
     platform::AlertResponse response;
   };
 
-  /// Without a run loop a delay only passes on the clock.
   SimAlerts(std::shared_ptr<platform::Clock> clock, std::shared_ptr<platform::RunLoop> runLoop);
 
   platform::AlertResponse runModal(const platform::AlertRequest& request) override;
 
   void enqueueAnswer(ScriptedAnswer answer);
-  std::size_t pendingAnswers() const;
   /// The alerts in the order they were shown; an alert still open has the default response.
   std::vector<ShownAlert> shownAlerts() const;
 

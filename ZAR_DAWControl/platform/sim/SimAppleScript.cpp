@@ -1,9 +1,6 @@
 #include "ZAR_DAWControl/platform/sim/SimAppleScript.h"
 
 #include <string_view>
-#include <variant>
-
-#include <fmt/format.h>
 
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 
@@ -19,55 +16,29 @@ constexpr std::string_view scriptBody =
     "\nend repeat"
     "\ntell application \"System Events\" to key code 36";
 
-using CompileResult = std::variant<std::string, platform::AppleScriptError>;
-
-platform::AppleScriptError syntaxError(std::string message) {
-  return platform::AppleScriptError{SimAppleScript::syntaxErrorNumber, std::move(message)};
-}
-
-// The text of the typing script's string literal, or why the script doesn't compile.
-CompileResult compileTypingScript(std::string_view source) {
+// The text of the typing script's string literal (a backslash takes the next character as it is),
+// or nothing when the source is not the typing script.
+std::optional<std::string> typedTextOf(std::string_view source) {
   if (!source.starts_with(scriptHead)) {
-    return syntaxError("Expected the typing script's “property sourceString” line.");
+    return std::nullopt;
   }
   std::string text;
   std::size_t i = scriptHead.size();
-  for (;; ++i) {
-    if (i >= source.size()) {
-      return syntaxError("Expected “\"” but found end of script.");
-    }
-    const char c = source[i];
-    if (c == '"') {
+  for (; i < source.size() && source[i] != '"'; ++i) {
+    if (source[i] == '\\' && ++i == source.size()) {
       break;
     }
-    if (c != '\\') {
-      text.push_back(c);
-      continue;
-    }
-    if (++i >= source.size()) {
-      return syntaxError("Expected “\"” but found end of script.");
-    }
-    switch (source[i]) {
-      case '"': text.push_back('"'); break;
-      case '\\': text.push_back('\\'); break;
-      case 'n': text.push_back('\n'); break;
-      case 't': text.push_back('\t'); break;
-      case 'r': text.push_back('\r'); break;
-      default: return syntaxError(fmt::format("Unknown escape “\\{}” in a string.", source[i]));
-    }
+    text.push_back(source[i]);
+  }
+  if (i >= source.size()) {
+    return std::nullopt;
   }
   std::string_view rest = source.substr(i + 1);
-  const auto lineEnd = rest.find('\n');
-  if (lineEnd != 0) {
-    const auto found = rest.substr(0, lineEnd);
-    return syntaxError(found.empty() ? "Expected end of line but found end of script."
-                                     : fmt::format("Expected end of line but found “{}”.", found));
-  }
   if (rest.ends_with('\n')) {
     rest.remove_suffix(1);
   }
   if (rest != scriptBody) {
-    return syntaxError("Expected the typing script's keystroke loop.");
+    return std::nullopt;
   }
   return text;
 }
@@ -79,12 +50,12 @@ SimAppleScript::SimAppleScript(std::shared_ptr<platform::Clock> clock, std::shar
     : _clock(std::move(clock)), _workspace(std::move(workspace)), _eventPoster(std::move(eventPoster)) {}
 
 std::optional<platform::AppleScriptError> SimAppleScript::execute(const std::string& source) {
-  const CompileResult compiled = compileTypingScript(source);
+  const std::optional<std::string> text = typedTextOf(source);
   std::optional<platform::AppleScriptError> error;
-  if (const auto* failure = std::get_if<platform::AppleScriptError>(&compiled)) {
-    error = *failure;
+  if (!text) {
+    error = platform::AppleScriptError{syntaxErrorNumber, "Only the typing script can run on this desktop."};
   } else {
-    for (auto& event : platform::KeyboardLayout::keyEventsForText(std::get<std::string>(compiled), false)) {
+    for (auto& event : platform::KeyboardLayout::keyEventsForText(*text, false)) {
       typeKey(std::move(event));
     }
     platform::KeyboardEvent returnKey;

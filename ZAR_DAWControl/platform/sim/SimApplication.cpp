@@ -8,27 +8,6 @@
 
 namespace zar::sim {
 
-namespace {
-
-std::shared_ptr<SimElement> deepestElementAt(const std::shared_ptr<SimElement>& element, platform::Point point) {
-  if (!element->isValid()) {
-    return nullptr;
-  }
-  const auto frame = element->frame();
-  if (frame && !platform::pointInRect(point, *frame)) {
-    return nullptr;
-  }
-  const auto children = element->children();
-  for (auto it = children.rbegin(); it != children.rend(); ++it) {
-    if (auto hit = deepestElementAt(*it, point)) {
-      return hit;
-    }
-  }
-  return frame ? element : nullptr;
-}
-
-}  // namespace
-
 SimApplication::SimApplication(Info info)
     : _info(std::move(info)), _applicationElement(SimElement::create(_info.processIdentifier, ax::kApplicationRole)) {
   if (_info.localizedName) {
@@ -73,26 +52,12 @@ bool SimApplication::closeWindow(const std::shared_ptr<SimElement>& window) {
   return true;
 }
 
-std::vector<std::shared_ptr<SimElement>> SimApplication::windows() const {
-  auto lock = SimElement::lockTree();
-  return _windows;
-}
-
 void SimApplication::updateWindowsAttribute() {
   platform::AXValueList list;
   for (const auto& window : _windows) {
     list.emplace_back(platform::AXUIElementRef(window));
   }
   _applicationElement->setAttribute(ax::kWindowsAttribute, std::move(list));
-}
-
-std::shared_ptr<SimElement> SimApplication::hitTest(platform::Point point) const {
-  for (const auto& window : windows()) {
-    if (auto hit = deepestElementAt(window, point)) {
-      return hit;
-    }
-  }
-  return nullptr;
 }
 
 void SimApplication::invalidateElements() {
@@ -128,11 +93,6 @@ bool SimApplication::mouseEvent(const platform::MouseEvent& /*event*/) { return 
 std::string SimApplication::typedText() const {
   std::lock_guard lock(_textMutex);
   return _typedText;
-}
-
-void SimApplication::clearTypedText() {
-  std::lock_guard lock(_textMutex);
-  _typedText.clear();
 }
 
 }  // namespace zar::sim

@@ -46,12 +46,6 @@ class SimApplication {
   /// Closes a window of this application: it leaves "AXWindows" and it and everything in it stop
   /// answering. Returns whether it was one of the application's windows.
   bool closeWindow(const std::shared_ptr<SimElement>& window);
-  /// The open windows, in "AXWindows" order.
-  std::vector<std::shared_ptr<SimElement>> windows() const;
-  /// The deepest live element with a frame containing `point` (accessibility coordinates), looking
-  /// through the windows front to back and the later of overlapping siblings first; an element
-  /// without a frame is looked through. Null when none.
-  std::shared_ptr<SimElement> hitTest(platform::Point point) const;
 
   /// Kills every element of the application (what quitting does).
   void invalidateElements();
@@ -66,7 +60,6 @@ class SimApplication {
 
   /// Everything typed to the application so far, Return as "\n".
   std::string typedText() const;
-  void clearTypedText();
 
  private:
   void updateWindowsAttribute();

@@ -26,11 +26,6 @@ void SimDispatch::async(std::function<void()> work) {
     case Mode::inlineOnCaller:
       work();
       break;
-    case Mode::manual: {
-      std::lock_guard lock(_mutex);
-      _pending.push_back(std::move(work));
-      break;
-    }
     case Mode::threaded:
       _pool->async(std::move(work));
       break;
@@ -38,25 +33,5 @@ void SimDispatch::async(std::function<void()> work) {
 }
 
 void SimDispatch::onMainThread(std::function<void()> work) { _mainRunLoop->performOnMainThread(std::move(work)); }
-
-std::size_t SimDispatch::runPending() {
-  std::deque<std::function<void()>> batch;
-  {
-    std::lock_guard lock(_mutex);
-    batch.swap(_pending);
-  }
-  const std::size_t count = batch.size();
-  while (!batch.empty()) {
-    auto work = std::move(batch.front());
-    batch.pop_front();
-    work();
-  }
-  return count;
-}
-
-std::size_t SimDispatch::pendingCount() const {
-  std::lock_guard lock(_mutex);
-  return _pending.size();
-}
 
 }  // namespace zar::sim

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <cstddef>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 
 #include "ZAR_DAWControl/platform/Dispatch.h"
 #include "ZAR_DAWControl/platform/RunLoop.h"
@@ -22,8 +19,6 @@ class SimDispatch final : public platform::Dispatch {
   enum class Mode {
     /// `async` runs the work at once on the calling thread.
     inlineOnCaller,
-    /// `async` queues the work until `runPending`. Work still queued at destruction never runs.
-    manual,
     /// `async` hands the work to a pool of threads owned by this object.
     threaded,
   };
@@ -39,19 +34,11 @@ class SimDispatch final : public platform::Dispatch {
   void async(std::function<void()> work) override;
   void onMainThread(std::function<void()> work) override;
 
-  Mode mode() const { return _mode; }
-  /// Runs, on the calling thread and in order, the work queued before the call; work that it
-  /// queues waits for the next call. Returns how many pieces ran (always 0 outside manual mode).
-  std::size_t runPending();
-  /// How many pieces of work wait for `runPending`.
-  std::size_t pendingCount() const;
 
  private:
   const std::shared_ptr<platform::RunLoop> _mainRunLoop;
   const Mode _mode;
   std::unique_ptr<native::ThreadPoolDispatch> _pool;
-  mutable std::mutex _mutex;
-  std::deque<std::function<void()>> _pending;
 };
 
 }  // namespace zar::sim

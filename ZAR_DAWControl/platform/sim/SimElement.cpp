@@ -94,14 +94,6 @@ std::optional<SimElement::Value> SimElement::attribute(const std::string& name) 
   return std::nullopt;
 }
 
-std::optional<std::string> SimElement::title() const {
-  const auto value = attribute(ax::kTitleAttribute);
-  if (value && value->get<std::string>()) {
-    return *value->get<std::string>();
-  }
-  return std::nullopt;
-}
-
 SimElement& SimElement::setFrame(platform::Rect frame) {
   auto lock = lockTree();
   setAttribute(ax::kPositionAttribute, platform::AXTypedValue::point(frame.origin));
@@ -135,11 +127,6 @@ SimElement& SimElement::addAction(const std::string& name, std::string descripti
   return *this;
 }
 
-bool SimElement::removeAction(const std::string& name) {
-  auto lock = lockTree();
-  return std::erase_if(_actions, [&](const auto& a) { return a.name == name; }) != 0;
-}
-
 bool SimElement::isAncestorOrSelf(const SimElement* element) const {
   for (auto current = shared_from_this(); current; current = current->_parent.lock()) {
     if (current.get() == element) {
@@ -171,24 +158,9 @@ bool SimElement::removeChild(const std::shared_ptr<SimElement>& child) {
   return true;
 }
 
-std::vector<std::shared_ptr<SimElement>> SimElement::children() const {
-  auto lock = lockTree();
-  return _children;
-}
-
-std::shared_ptr<SimElement> SimElement::parent() const {
-  auto lock = lockTree();
-  return _parent.lock();
-}
-
 void SimElement::setFailure(std::optional<AXError> error) {
   auto lock = lockTree();
   _failure = error;
-}
-
-std::optional<AXError> SimElement::failure() const {
-  auto lock = lockTree();
-  return _failure;
 }
 
 void SimElement::failNextCalls(AXError error, int calls) {
@@ -203,11 +175,6 @@ void SimElement::invalidate() {
   for (const auto& child : _children) {
     child->invalidate();
   }
-}
-
-bool SimElement::isValid() const {
-  auto lock = lockTree();
-  return _valid;
 }
 
 AXError SimElement::answerability() const {
@@ -258,10 +225,6 @@ AXError SimElement::getAttributeValueCount(const std::string& attributeName, lon
   auto lock = lockTree();
   if (const auto error = answerability(); error != AXError::success) {
     return error;
-  }
-  if (attributeName == ax::kChildrenAttribute && storedAttribute(ax::kChildrenAttribute) == nullptr) {
-    count = static_cast<long>(_children.size());
-    return AXError::success;
   }
   const auto found = attribute(attributeName);
   if (!found) {

@@ -55,7 +55,6 @@ class SimElement final : public platform::AXUIElement, public std::enable_shared
   /// The attribute's value as a client would read it directly (stored or computed), ignoring
   /// failure injection and invalidation.
   std::optional<Value> attribute(const std::string& name) const;
-  std::optional<std::string> title() const;
   /// Sets the listed "AXPosition" and "AXSize" and the supported but unlisted "AXFrame", in
   /// accessibility coordinates, as the platform presents most controls.
   SimElement& setFrame(platform::Rect frame);
@@ -64,24 +63,19 @@ class SimElement final : public platform::AXUIElement, public std::enable_shared
 
   /// Adds or replaces an action; the handler may be empty.
   SimElement& addAction(const std::string& name, std::string description, ActionHandler handler);
-  bool removeAction(const std::string& name);
 
   /// Appends `child` (taking it from its previous parent) and returns it. A null child, the
   /// element itself or one of its ancestors is refused: nothing changes and the result is null.
   std::shared_ptr<SimElement> addChild(std::shared_ptr<SimElement> child);
   bool removeChild(const std::shared_ptr<SimElement>& child);
-  std::vector<std::shared_ptr<SimElement>> children() const;
-  std::shared_ptr<SimElement> parent() const;
 
   /// From now on every accessibility call on the element answers `error`; nothing restores it.
   void setFailure(std::optional<platform::AXError> error);
-  std::optional<platform::AXError> failure() const;
   /// The next `calls` accessibility calls on the element answer `error` (an application busy for
   /// a moment), then it answers as before.
   void failNextCalls(platform::AXError error, int calls);
   /// Kills the element and all its descendants: from now on they answer invalidUIElement.
   void invalidate();
-  bool isValid() const;
 
   // Answering side: the accessibility calls, with the platform's results. A dead element answers
   // invalidUIElement before an injected failure is considered.

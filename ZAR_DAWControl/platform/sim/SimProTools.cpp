@@ -72,11 +72,6 @@ void SimProTools::closeSession() {
   _sessionName.reset();
 }
 
-std::optional<std::string> SimProTools::sessionName() const {
-  auto lock = SimElement::lockTree();
-  return _sessionName;
-}
-
 std::shared_ptr<SimElement> SimProTools::editWindow() const {
   auto lock = SimElement::lockTree();
   return _editWindow;
@@ -126,30 +121,18 @@ void SimProTools::buildRowLocked(std::size_t index) {
   track.inputButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("TrackInput Monitor")));
   track.muteButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("Mute")));
 
-  // Each button finds its track when pressed: tracks move, their buttons go with them.
-  const auto pressHandler = [this](std::weak_ptr<SimElement> weakButton, auto change) {
-    return [this, weakButton, change] {
-      auto lock = SimElement::lockTree();
-      const auto button = weakButton.lock();
-      for (std::size_t i = 0; i < _tracks.size(); ++i) {
-        if (_tracks[i].recButton == button || _tracks[i].inputButton == button || _tracks[i].muteButton == button) {
-          change(_tracks[i], i);
-          showTrackLocked(i);
-          return;
-        }
+  // The button finds its track when pressed: tracks move, their buttons go with them.
+  track.inputButton->addAction(ax::kPressAction, "press", [this, weakButton = std::weak_ptr<SimElement>(track.inputButton)] {
+    auto lock = SimElement::lockTree();
+    const auto button = weakButton.lock();
+    for (std::size_t i = 0; i < _tracks.size(); ++i) {
+      if (_tracks[i].inputButton == button) {
+        _tracks[i].inputMonitoring = !_tracks[i].inputMonitoring;
+        showTrackLocked(i);
+        return;
       }
-    };
-  };
-  track.recButton->addAction(ax::kPressAction, "press", pressHandler(track.recButton, [this](Track& t, std::size_t i) {
-                               t.recEnabled = !t.recEnabled;
-                               if (_huiHost) _huiHost->setTrackRecEnabled(i, t.recEnabled);
-                             }));
-  track.inputButton->addAction(ax::kPressAction, "press",
-                               pressHandler(track.inputButton, [](Track& t, std::size_t) { t.inputMonitoring = !t.inputMonitoring; }));
-  track.muteButton->addAction(ax::kPressAction, "press", pressHandler(track.muteButton, [this](Track& t, std::size_t i) {
-                                t.muted = !t.muted;
-                                if (_huiHost) _huiHost->setTrackMuted(i, t.muted);
-                              }));
+    }
+  });
   showTrackLocked(index);
 }
 
@@ -194,11 +177,6 @@ void SimProTools::setTimeFormat(TimeFormat format) {
   auto lock = SimElement::lockTree();
   _format = format;
   showCountersLocked();
-}
-
-SimProTools::TimeFormat SimProTools::timeFormat() const {
-  auto lock = SimElement::lockTree();
-  return _format;
 }
 
 void SimProTools::setSelection(TCTime start, TCTime end) {
@@ -256,13 +234,6 @@ std::string SimProTools::counterText(const TCTime& time, TimeFormat format) {
 std::size_t SimProTools::trackCount() const {
   auto lock = SimElement::lockTree();
   return _tracks.size();
-}
-
-std::vector<std::string> SimProTools::trackNames() const {
-  auto lock = SimElement::lockTree();
-  std::vector<std::string> names;
-  for (const auto& track : _tracks) names.push_back(track.definition.name);
-  return names;
 }
 
 const SimProTools::Track* SimProTools::trackLocked(std::size_t index) const {
@@ -388,19 +359,6 @@ void SimProTools::removeTrack(std::size_t index) {
   syncHUITracksLocked();
 }
 
-void SimProTools::moveTrack(std::size_t from, std::size_t to) {
-  auto lock = SimElement::lockTree();
-  if (from >= _tracks.size() || to >= _tracks.size()) return;
-  closeEntryLocked();
-  Track moved = std::move(_tracks[from]);
-  _tracks.erase(_tracks.begin() + static_cast<std::ptrdiff_t>(from));
-  _tracks.insert(_tracks.begin() + static_cast<std::ptrdiff_t>(to), std::move(moved));
-  _listingOrder.clear();
-  layoutRowsLocked();
-  relistRowsLocked();
-  syncHUITracksLocked();
-}
-
 bool SimProTools::setRowListingOrder(std::vector<std::size_t> order) {
   auto lock = SimElement::lockTree();
   if (!order.empty()) {
@@ -444,11 +402,6 @@ std::shared_ptr<SimElement> SimProTools::muteButton(std::size_t index) const {
   auto lock = SimElement::lockTree();
   const Track* track = trackLocked(index);
   return track != nullptr ? track->muteButton : nullptr;
-}
-
-bool SimProTools::renaming() const {
-  auto lock = SimElement::lockTree();
-  return _entry == Entry::rename;
 }
 
 // Input.

@@ -59,7 +59,6 @@ class SimProTools : public SimApplication {
   void openSession(const std::string& name);
   /// Closes the session: the edit window goes away and its elements stop answering.
   void closeSession();
-  std::optional<std::string> sessionName() const;
   std::shared_ptr<SimElement> editWindow() const;
   std::shared_ptr<SimElement> selectionStartField() const;
   std::shared_ptr<SimElement> selectionEndField() const;
@@ -67,7 +66,6 @@ class SimProTools : public SimApplication {
   // Counters.
 
   void setTimeFormat(TimeFormat format);
-  TimeFormat timeFormat() const;
   /// Sets the edit selection (timecode at 30 frames per second).
   void setSelection(TCTime start, TCTime end);
   TCTime selectionStart() const;
@@ -78,7 +76,6 @@ class SimProTools : public SimApplication {
   // Tracks.
 
   std::size_t trackCount() const;
-  std::vector<std::string> trackNames() const;
   std::string trackName(std::size_t index) const;
   bool inputMonitoring(std::size_t index) const;
   bool trackRecEnabled(std::size_t index) const;
@@ -89,7 +86,6 @@ class SimProTools : public SimApplication {
   /// Adds a track at `position` (the end when nothing or past the end).
   void addTrack(TrackDefinition definition, std::optional<std::size_t> position = std::nullopt);
   void removeTrack(std::size_t index);
-  void moveTrack(std::size_t from, std::size_t to);
   /// The order in which the edit window lists the rows among its children (rows stay on screen in
   /// track order). Empty: track order. An order that isn't a permutation of the tracks is refused.
   bool setRowListingOrder(std::vector<std::size_t> order);
@@ -98,8 +94,6 @@ class SimProTools : public SimApplication {
   std::shared_ptr<SimElement> recordEnableButton(std::size_t index) const;
   std::shared_ptr<SimElement> inputMonitorButton(std::size_t index) const;
   std::shared_ptr<SimElement> muteButton(std::size_t index) const;
-  /// Whether a track's name is open for renaming.
-  bool renaming() const;
 
   // HUI.
 

@@ -2,7 +2,6 @@
 
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -32,6 +31,27 @@ TEST(LocalFileUtility, SupportDirectoryIsMadeWhenMissingAndFollowsXdgDataHome) {
   ::setenv("HOME", "/home/someone", 1);
   EXPECT_EQ(LocalFileUtility::defaultApplicationSupportDirectory("Vantrole"), "/home/someone/.local/share/Vantrole");
   saved != nullptr ? ::setenv("XDG_DATA_HOME", previous.c_str(), 1) : ::unsetenv("XDG_DATA_HOME");
+}
+
+TEST(LocalFileUtility, ReadsOnlyAWholeRegularFileWithinTheLimitAndSaysWhyNot) {
+  using Status = zar::platform::FileRead::Status;
+  TemporaryDirectory temp;
+  LocalFileUtility files(temp.path());
+  ASSERT_TRUE(files.writeFileAtomically(temp.file("list.bin"), "12345"));
+  fs::create_symlink("loop", temp.file("loop"));
+  const std::tuple<std::string, std::size_t, Status, std::string> reads[] = {
+      {"list.bin", 5, Status::read, ""},
+      {"list.bin", 4, Status::tooLarge, "larger than 4 bytes"},
+      {"missing", 5, Status::missing, "No such file or directory"},
+      {"list.bin/inner", 5, Status::missing, "Not a directory"},
+      {"", 5, Status::notRegular, "not a regular file"},  // the directory itself
+      {"loop", 5, Status::failed, "Too many levels of symbolic links"}};
+  for (const auto& [name, limit, status, failure] : reads) {
+    const auto read = files.read(temp.file(name), limit);
+    EXPECT_EQ(read.status, status) << name;
+    EXPECT_EQ(read.failure, failure) << name;
+    EXPECT_EQ(read.content, status == Status::read ? "12345" : "") << name;
+  }
 }
 
 TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {

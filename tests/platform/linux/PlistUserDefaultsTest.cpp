@@ -3,7 +3,6 @@
 #include <plist/plist.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -85,13 +84,7 @@ class PlistUserDefaultsTest : public ::testing::Test {
  protected:
   void SetUp() override { ddLogLevel = zar::platform::LogLevelWarning; }
   void TearDown() override { ddLogLevel = _savedLevel; }
-  std::vector<std::string> errors() const {
-    std::vector<std::string> messages;
-    for (const auto& statement : logger->statements()) {
-      if (statement.flag == LogFlag::error) messages.push_back(statement.message);
-    }
-    return messages;
-  }
+  std::vector<std::string> errors() const { return logger->messages(LogFlag::error); }
 
   zar::test::TemporaryDirectory temp;
   std::string path = temp.file("com.zar.Test.plist");
@@ -174,6 +167,7 @@ TEST_F(PlistUserDefaultsTest, BadFilesAreMovedAsideByteForByteWithoutHarm) {
       {nestedXml(10'000), "nests deeper"},
       {nestedXml(100'000), "nests deeper"},
       {nestedXml(200, "<!-- </array> -->"), "nests deeper"},  // closes in comments close nothing
+      {"<!DOCTYPE plist [<!ENTITY a \"]>\">]>" + nestedXml(200), "nests deeper"},  // a subset with quotes
       {binaryChain(100'000, false), "nests deeper"},
       {binaryChain(2, true), "nests deeper"},  // an array that holds itself
   };
@@ -241,8 +235,15 @@ TEST_F(PlistUserDefaultsTest, SymlinkStaysALinkWhenWrittenAndWhenItsFileIsMovedA
   PlistUserDefaults defaults(path, logger);
   defaults.setInteger(5, "value");
   EXPECT_TRUE(fs::is_symlink(path));
-  EXPECT_EQ(temp.entries(temp.file("dotfiles")).size(), 2u) << "the bad file went aside beside its target";
+  EXPECT_EQ(temp.entries("dotfiles").size(), 2u) << "the bad file went aside beside its target";
   EXPECT_EQ(PlistUserDefaults(path, logger).integerForKey("value"), 5);
+
+  logger->clear();
+  fs::create_symlink("loop", temp.file("loop"));  // a link to itself can't be read: it goes aside
+  PlistUserDefaults(temp.file("loop"), logger).setInteger(1, "fresh");
+  ASSERT_EQ(errors().size(), 1u);
+  EXPECT_NE(errors()[0].find("can't be read (Too many levels of symbolic links)"), std::string::npos) << errors()[0];
+  EXPECT_EQ(PlistUserDefaults(temp.file("loop"), logger).integerForKey("fresh"), 1);
 }
 
 TEST_F(PlistUserDefaultsTest, DatesAreHiddenButWrittenBackUntilTheirKeyChanges) {

@@ -134,6 +134,7 @@ TEST(ZAR_HUIDevice, KnowsEveryTrackOfTheSessionFromPingsAloneAndTellsNewDelegate
   auto device = std::make_shared<ZAR_HUIDevice>(sim.system);
   auto delegate = std::make_shared<RecordingDelegate>();
   device->setDelegate(delegate);
+  EXPECT_EQ(device->delegate(), delegate);
   device->setTrackCount(24);
   const double start = sim.clock->now();
   connect(sim, *device);
@@ -224,6 +225,8 @@ TEST_F(ConnectedHUIDevice, MovingAwayFromAFlashingTrackKeepsItArmed) {
   device->setDelegate(late);
   device->setTrackCount(64);
   EXPECT_EQ(late->values(false, 2), (std::vector<bool>{true}));
+  late.reset();
+  EXPECT_EQ(device->delegate(), nullptr) << "the delegate is held weakly";
 }
 
 TEST(ZAR_HUIDevice, GarbageFromTheHostSideIsIgnored) {

@@ -39,11 +39,4 @@ std::vector<std::uint8_t> HUIBankNavigator::movesToShow(int track) {
   return moves;
 }
 
-std::optional<int> HUIBankNavigator::trackForStrip(int strip) const {
-  if (!_offset || strip < 0 || strip >= kStripsPerBank) {
-    return std::nullopt;
-  }
-  return *_offset + strip;
-}
-
 }  // namespace zar::hui

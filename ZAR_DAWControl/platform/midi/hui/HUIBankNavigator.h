@@ -28,8 +28,6 @@ class HUIBankNavigator {
   /// The channel-selection ports to press, in order, to bring `track` into view; empty when it is
   /// in view already or out of 0..63. Counts the moves as done.
   std::vector<std::uint8_t> movesToShow(int track);
-  /// The track that strip `strip` shows, when the window position is known.
-  std::optional<int> trackForStrip(int strip) const;
   /// The first track in view, when known.
   std::optional<int> offset() const { return _offset; }
   /// Forgets the position; the next move starts by learning it again.

@@ -153,11 +153,6 @@ std::uint64_t HUISurface::pingCount() const {
   return _pingCount;
 }
 
-std::optional<double> HUISurface::lastPingTime() const {
-  std::lock_guard lock(_mutex);
-  return _lastPing;
-}
-
 std::optional<int> HUISurface::bankOffset() const {
   std::lock_guard lock(_mutex);
   return _navigator.offset();

@@ -74,7 +74,6 @@ class HUISurface {
   /// Connected, the bank in view is known and settled, and every bank has been surveyed.
   bool lampsKnown(double now) const;
   std::uint64_t pingCount() const;
-  std::optional<double> lastPingTime() const;
   std::optional<int> bankOffset() const;
 
  private:

@@ -11,48 +11,6 @@ using zar::hui::HUILampDebouncer;
 using Change = HUILampDebouncer::Change;
 using Changes = std::vector<Change>;
 
-TEST(HUILampDebouncer, FlashingRecordReadyStaysArmedUntilSolidlyOff) {
-  HUILampDebouncer debouncer(1.5);
-  Changes changes;
-  debouncer.report(4, HUILamp::recordReady, true, 0.0, changes);
-  EXPECT_EQ(changes, (Changes{{4, HUILamp::recordReady, true}}));
-  changes.clear();
-  for (double t = 0.5; t < 10.0; t += 1.0) {  // off at .5, on at 1.0, ...
-    debouncer.report(4, HUILamp::recordReady, false, t, changes);
-    debouncer.report(4, HUILamp::recordReady, true, t + 0.5, changes);
-  }
-  EXPECT_TRUE(changes.empty());
-  debouncer.report(4, HUILamp::recordReady, false, 10.0, changes);
-  debouncer.sweep(11.4, changes);
-  EXPECT_TRUE(changes.empty());
-  debouncer.sweep(11.5, changes);
-  EXPECT_EQ(changes, (Changes{{4, HUILamp::recordReady, false}}));
-}
-
-TEST(HUILampDebouncer, FlashingMuteIsNotAMuteButASolidOneIs) {
-  HUILampDebouncer debouncer(1.5);
-  Changes changes;
-  // Implicit solo mute: flashing. Off wins at once, on never settles.
-  debouncer.report(2, HUILamp::mute, true, 0.0, changes);
-  debouncer.report(2, HUILamp::mute, false, 0.5, changes);
-  for (double t = 1.0; t < 6.0; t += 1.0) {
-    debouncer.report(2, HUILamp::mute, true, t, changes);
-    debouncer.report(2, HUILamp::mute, false, t + 0.5, changes);
-  }
-  debouncer.sweep(8.0, changes);
-  EXPECT_EQ(changes, (Changes{{2, HUILamp::mute, false}}));
-  changes.clear();
-  // The track's own mute: solid, reported once it held for the window.
-  debouncer.report(2, HUILamp::mute, true, 10.0, changes);
-  debouncer.sweep(11.0, changes);
-  EXPECT_TRUE(changes.empty());
-  debouncer.sweep(11.6, changes);
-  EXPECT_EQ(changes, (Changes{{2, HUILamp::mute, true}}));
-  changes.clear();
-  debouncer.report(2, HUILamp::mute, false, 12.0, changes);
-  EXPECT_EQ(changes, (Changes{{2, HUILamp::mute, false}}));
-}
-
 TEST(HUILampDebouncer, UnknownLampsReportTheirFirstStateAndRepeatsAreSilent) {
   HUILampDebouncer debouncer(1.5);
   Changes changes;
