@@ -20,9 +20,7 @@ TEST(ManagerObservers, AnObserverMayWaitForTheMainThreadWhileItDisablesTheManage
   const auto manager = ZAR_DAWApplicationManager::sharedManager();
   manager->setAllowed(true);
   manager->setEnabled(true);  // nothing to find yet
-  auto options = zar::test::ProToolsTest::defaultOptions();
-  options.processIdentifier = sim.desktop->workspace()->unusedProcessIdentifier();
-  sim.desktop->workspace()->launch(std::make_shared<zar::sim::SimProTools>(options));
+  zar::test::launchProTools(sim);
 
   std::mutex mutex;
   std::condition_variable changed;

@@ -25,10 +25,7 @@ TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
   zar::test::SimPlatform sim(zar::sim::SimDispatch::Mode::threaded);
   const double seconds = std::getenv("ZAR_STRESS_SECONDS") ? std::atof(std::getenv("ZAR_STRESS_SECONDS")) : 2.0;
   const auto launch = [&] {
-    auto options = zar::test::ProToolsTest::defaultOptions();
-    options.processIdentifier = sim.desktop->workspace()->unusedProcessIdentifier();
-    auto proTools = std::make_shared<zar::sim::SimProTools>(options);
-    sim.desktop->workspace()->launch(proTools);
+    auto proTools = zar::test::launchProTools(sim);
     proTools->attachHUI(sim.midiPorts, zar::sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName,
                                                                               "loopback"));
     return proTools;

@@ -163,10 +163,7 @@ TEST_F(ManagerTest, AProToolsWithoutSessionIsRetriedAndLeavesNothingBehind) {
 // make two applications nor announce one twice.
 TEST(ManagerPasses, OverlappingPassesAnnounceOneApplication) {
   zar::test::SimPlatform sim(zar::sim::SimDispatch::Mode::threaded);
-  auto options = zar::test::ProToolsTest::defaultOptions();
-  options.processIdentifier = sim.desktop->workspace()->unusedProcessIdentifier();
-  const auto proTools = std::make_shared<zar::sim::SimProTools>(options);
-  sim.desktop->workspace()->launch(proTools);
+  const auto proTools = zar::test::launchProTools(sim);
   std::atomic<int> added{0};
   std::atomic<int> removed{0};
   zar::platform::NotificationObservation onAdded(sim.notificationCenter, std::nullopt,

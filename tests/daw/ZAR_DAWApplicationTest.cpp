@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
+#include <thread>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
@@ -223,45 +225,51 @@ TEST_F(DAWApplicationTest, TheScriptRouteTypesQuotesAndBackslashesIntactIntoTheF
   EXPECT_EQ(_proTools->typedText(), "JO\"_2\\_101\n");
 }
 
-TEST_F(DAWApplicationTest, DAWNotAvailableWarningShowsOnTheMainThreadUntilTheUserSuppressesIt) {
+TEST_F(DAWApplicationTest, WarningsShowTheirExactTextsAndOnlyThoseWithABoxCanBeSuppressed) {
   std::thread([] { ZAR_DAWApplication::showDAWNotAvailableWarning(); }).join();
   EXPECT_TRUE(shown().empty()) << "handed to the main thread, not shown on the host's";
   sim.runFor(0.1);
-  auto alerts = shown();
-  ASSERT_EQ(alerts.size(), 1u);
-  EXPECT_TRUE(alerts[0].onMainThread);
-  const auto& request = alerts[0].request;
-  EXPECT_EQ(request.messageText, "Can't establish DAW connection");
-  EXPECT_EQ(request.informativeText,
-            "Can't continue the operation as either the DAW is not opened or no valid session is loaded.");
-  EXPECT_EQ(request.defaultButton, "OK");
-  EXPECT_FALSE(request.alternateButton || request.otherButton || request.suppressionButtonChecked);
-  EXPECT_TRUE(request.showsSuppressionButton);
-  EXPECT_EQ(request.suppressionButtonTitle, "Don't show this again");
+  ASSERT_EQ(shown().size(), 1u);
+  EXPECT_TRUE(shown()[0].onMainThread);
   // Closed with the box unticked: stored as NO, and shown again next time.
   EXPECT_EQ(sim.userDefaults->objectForKey(ZAR_DAWNotAvailableSuppression), zar::platform::PropertyValue(false));
 
-  sim.desktop->alerts()->enqueueAnswer({zar::platform::AlertDefaultReturn, true});
-  ZAR_DAWApplication::showDAWNotAvailableWarning();
-  EXPECT_TRUE(sim.userDefaults->boolForKey(ZAR_DAWNotAvailableSuppression));
-  ZAR_DAWApplication::showDAWNotAvailableWarning();
-  EXPECT_EQ(shown().size(), 2u) << "suppressed";
-}
-
-TEST_F(DAWApplicationTest, NoRecTrackWarningShowsEveryTimeWithoutABox) {
-  sim.userDefaults->setBool(true, ZAR_DAWNotAvailableSuppression);
-  sim.userDefaults->setBool(true, ZAR_DAWHUINotAvailableSuppression);
-  ZAR_DAWApplication::showNoRecTrackSelectedWarning();
-  ZAR_DAWApplication::showNoRecTrackSelectedWarning();
-  const auto alerts = shown();
-  ASSERT_EQ(alerts.size(), 2u);
-  const auto& request = alerts[1].request;
-  EXPECT_EQ(request.messageText, "Can't start recording");
-  EXPECT_EQ(request.informativeText,
-            "Can't continue the operation as no record track is selected for the selected take. Select a record "
-            "track from the dropdown menu in the table and try again.");
-  EXPECT_EQ(request.defaultButton, "OK");
-  EXPECT_FALSE(request.showsSuppressionButton);
+  const auto driver = attach(_proTools);
+  const struct {
+    std::function<void()> show;
+    const char* suppressionKey;  // none: no box, shown every time
+    const char* messageText;
+    const char* informativeText;
+  } warnings[] = {
+      {[] { ZAR_DAWApplication::showDAWNotAvailableWarning(); }, ZAR_DAWNotAvailableSuppression,
+       "Can't establish DAW connection",
+       "Can't continue the operation as either the DAW is not opened or no valid session is loaded."},
+      {[&] { driver->showHUIUnavailableAlert(); }, ZAR_DAWHUINotAvailableSuppression, "Can't establish HUI connection",
+       "Can't continue the operation as Pro Tools does not communicate with Vantrole's HUI ports. Please make sure "
+       "the correct HUI ports are selected in Pro Tools' Setup->Peripherals->MIDI Controllers. If the right ports "
+       "are already selected, opening and closing the Peripherals window will be enough to re-establish a HUI "
+       "connection."},
+      {[] { ZAR_DAWApplication::showNoRecTrackSelectedWarning(); }, nullptr, "Can't start recording",
+       "Can't continue the operation as no record track is selected for the selected take. Select a record track "
+       "from the dropdown menu in the table and try again."}};
+  for (const auto& warning : warnings) {
+    SCOPED_TRACE(warning.messageText);
+    const std::size_t before = shown().size();
+    sim.desktop->alerts()->enqueueAnswer({zar::platform::AlertDefaultReturn, true});  // the box ticked, if any
+    warning.show();
+    warning.show();
+    const auto alerts = shown();
+    ASSERT_EQ(alerts.size(), before + (warning.suppressionKey != nullptr ? 1 : 2));
+    const auto& request = alerts.back().request;
+    EXPECT_EQ(request.messageText, warning.messageText);
+    EXPECT_EQ(request.informativeText, warning.informativeText);
+    EXPECT_EQ(request.defaultButton, "OK");
+    EXPECT_FALSE(request.alternateButton || request.otherButton || request.suppressionButtonChecked);
+    EXPECT_EQ(request.showsSuppressionButton, warning.suppressionKey != nullptr);
+    if (warning.suppressionKey == nullptr) continue;
+    EXPECT_EQ(request.suppressionButtonTitle, "Don't show this again");
+    EXPECT_TRUE(sim.userDefaults->boolForKey(warning.suppressionKey));
+  }
 }
 
 TEST(ExportedConstants, HoldTheirExactValues) {

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -139,37 +137,6 @@ TEST_F(ModeListTest, UnreadableFileThatCantBeKeptAsideIsNotWrittenOver) {
   list.saveChanges();
   EXPECT_EQ(stored().modes_size(), 2);
   EXPECT_EQ(entries().size(), 2u);
-}
-
-// A 16 KiB file system: once full, or read-only, a save must leave the old file whole.
-TEST_F(ModeListTest, SavesOnAFullOrReadOnlyDiskLeaveTheOldFileWhole) {
-  if (::mount("tmpfs", directory.path().c_str(), "tmpfs", MS_NOSUID | MS_NODEV, "size=16k") != 0) {
-    GTEST_SKIP() << "can't mount a tmpfs here (needs root, or CAP_SYS_ADMIN)";
-  }
-  struct Unmount {
-    std::string at;
-    ~Unmount() { ::umount2(at.c_str(), MNT_DETACH); }
-  } unmount{directory.path()};
-  ModeList list;
-  const std::string before = *contentOf(listFile);
-  {
-    std::ofstream filler(path("filler"), std::ios::binary);
-    const std::string block(4096, 'x');
-    for (int i = 0; i < 8 && filler.write(block.data(), block.size()); ++i) filler.flush();
-  }
-  list.addAudioTrackMode(makeMode(std::string(6000, 'L'), "uuid-long"));  // more than fits now
-  EXPECT_EQ(contentOf(listFile), before);
-  fs::remove(path("filler"));
-  list.saveChanges();
-  EXPECT_EQ(stored().modes_size(), 5);
-  const std::string written = *contentOf(listFile);
-
-  ASSERT_EQ(::mount(nullptr, directory.path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY | MS_NOSUID | MS_NODEV, nullptr), 0);
-  list.removeAudioTrackModesAtIndexes({4});
-  EXPECT_EQ(contentOf(listFile), written);
-  EXPECT_EQ(entries(), std::vector<std::string>{listFile}) << "no temporary file left";
-  EXPECT_EQ(logged(LogFlag::error).size(), 2u) << "full, then read-only: one error each";
-  EXPECT_EQ(namesIn(list), defaults);
 }
 
 TEST_F(ModeListTest, FifoOrDeviceInPlaceOfTheFileIsNeitherWaitedForNorReplaced) {

@@ -4,11 +4,8 @@
 #include <set>
 #include <tuple>
 
-#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
-#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
-#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 #include "support/ProToolsTest.h"
 
@@ -19,21 +16,14 @@ using zar::sim::SimProTools;
 
 // The tracks' cached record-enable and mute flags against what Pro Tools shows, from the user's
 // changes made before the framework started to the first take.
-class LampsTest : public zar::test::ProToolsTest {
+class LampsTest : public zar::test::HUIProToolsTest {
  protected:
-  /// Pro Tools with a session of `count` tracks and its HUI side on the framework's ports; `user`
-  /// makes changes in Pro Tools before the framework is enabled.
+  /// A session of `count` tracks; `user` makes changes in Pro Tools before the framework is enabled.
   void start(int count, const std::function<void(SimProTools&)>& user = {}) {
     auto options = defaultOptions();
     options.tracks.clear();
     for (int i = 0; i < count; ++i) options.tracks.push_back({"Dialog " + std::to_string(i + 1)});
-    _proTools = launchProTools(options);
-    _proTools->attachHUI(sim.midiPorts, SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
-    if (user) user(*_proTools);
-    _manager->setAllowed(true);
-    _manager->setEnabled(true);
-    _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
-    ASSERT_TRUE(_driver);
+    startWithHUI(options, user);
   }
   /// Track 0 records during the cue; every other track plays.
   void assignRecordModes() {
@@ -65,10 +55,6 @@ class LampsTest : public zar::test::ProToolsTest {
     sim.runFor(0.1);
     EXPECT_EQ(_proTools->huiHost()->transportState(), SimHUIHost::TransportState::recording);
   }
-
-  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
-  std::shared_ptr<SimProTools> _proTools;
-  std::shared_ptr<ZAR_DAWApplicationProTools> _driver;
 };
 
 TEST_F(LampsTest, TracksArmedAndMutedBeforeTheFrameworkStartsAreKnownAndTheFirstTakeDisarmsThem) {

@@ -121,28 +121,4 @@ TEST_F(ProToolsConnectionTest, ConnectedWhileTheStartFieldAnswersAndCountersMust
   EXPECT_FALSE(third->connected());
 }
 
-TEST_F(ProToolsConnectionTest, HUIWarningAndItsSuppression) {
-  const auto driver = attach(launchProTools());
-  driver->showHUIUnavailableAlert();
-  auto shown = sim.desktop->alerts()->shownAlerts();
-  ASSERT_EQ(shown.size(), 1u);
-  EXPECT_EQ(shown[0].request.messageText, "Can't establish HUI connection");
-  EXPECT_EQ(shown[0].request.informativeText,
-            "Can't continue the operation as Pro Tools does not communicate with Vantrole's HUI ports. Please make "
-            "sure the correct HUI ports are selected in Pro Tools' Setup->Peripherals->MIDI Controllers. If the "
-            "right ports are already selected, opening and closing the Peripherals window will be enough to "
-            "re-establish a HUI connection.");
-  EXPECT_EQ(shown[0].request.defaultButton, "OK");
-  EXPECT_TRUE(shown[0].request.showsSuppressionButton);
-  EXPECT_EQ(shown[0].request.suppressionButtonTitle, "Don't show this again");
-
-  zar::sim::SimAlerts::ScriptedAnswer tick;
-  tick.suppressionButtonChecked = true;
-  sim.desktop->alerts()->enqueueAnswer(tick);
-  driver->showHUIUnavailableAlert();
-  EXPECT_TRUE(sim.userDefaults->boolForKey(ZAR_DAWHUINotAvailableSuppression));
-  driver->showHUIUnavailableAlert();
-  EXPECT_EQ(sim.desktop->alerts()->shownAlerts().size(), 2u);
-}
-
 }  // namespace

@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
-#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
-#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 #include "support/ProToolsTest.h"
 #include "support/TakeCue.h"
@@ -23,16 +20,10 @@ const Message kPlayOff{0xB0, 0x2F, 0x04};
 const Message kRecordOn{0xB0, 0x2F, 0x45};
 const Message kRecordOff{0xB0, 0x2F, 0x05};
 
-class TransportTest : public zar::test::ProToolsTest {
+class TransportTest : public zar::test::HUIProToolsTest {
  protected:
   void SetUp() override {
-    _proTools = launchProTools();
-    _manager->setAllowed(true);
-    _manager->setEnabled(true);
-    _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
-    ASSERT_TRUE(_driver);
-    _proTools->attachHUI(sim.midiPorts,
-                         SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
+    startWithHUI();
     _host = _proTools->huiHost();
     sim.runFor(1.0);  // the first ping
     sim.midiPorts->waitUntilIdle();
@@ -73,9 +64,6 @@ class TransportTest : public zar::test::ProToolsTest {
     _manager->muteRecMatrix()->setRecordMode(modes->at(3), position);
   }
 
-  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
-  std::shared_ptr<zar::sim::SimProTools> _proTools;
-  std::shared_ptr<ZAR_DAWApplicationProTools> _driver;
   std::shared_ptr<SimHUIHost> _host;
 };
 

@@ -1,6 +1,8 @@
 #include "support/ProToolsTest.h"
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 
 namespace zar::test {
 
@@ -18,6 +20,10 @@ sim::SimProTools::Options ProToolsTest::defaultOptions() {
 }
 
 std::shared_ptr<sim::SimProTools> ProToolsTest::launchProTools(sim::SimProTools::Options options) {
+  return test::launchProTools(sim, std::move(options));
+}
+
+std::shared_ptr<sim::SimProTools> launchProTools(SimPlatform& sim, sim::SimProTools::Options options) {
   options.processIdentifier = sim.desktop->workspace()->unusedProcessIdentifier();
   auto proTools = std::make_shared<sim::SimProTools>(std::move(options));
   EXPECT_TRUE(sim.desktop->workspace()->launch(proTools));
@@ -46,6 +52,18 @@ void EnabledProToolsTest::SetUp() {
   ASSERT_EQ(_application->audioTracks().size(), 3u);
   sim.desktop->eventPoster()->clearLog();
   clearPosted();
+}
+
+void HUIProToolsTest::startWithHUI(sim::SimProTools::Options options,
+                                   const std::function<void(sim::SimProTools&)>& user) {
+  _proTools = launchProTools(std::move(options));
+  _proTools->attachHUI(sim.midiPorts,
+                       sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
+  if (user) user(*_proTools);
+  _manager->setAllowed(true);
+  _manager->setEnabled(true);
+  _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
+  ASSERT_TRUE(_driver);
 }
 
 }  // namespace zar::test

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -58,6 +59,10 @@ class ProToolsTest : public testing::Test {
                                                  }};
 };
 
+/// Launches a simulated Pro Tools on `sim` under a fresh process id and returns it.
+std::shared_ptr<sim::SimProTools> launchProTools(SimPlatform& sim,
+                                                 sim::SimProTools::Options options = ProToolsTest::defaultOptions());
+
 /// A simulated Pro Tools with its default session, found by the enabled manager: the framework as
 /// a host sees it once "ZAR_DAWApplicationAdded" has come. Nothing posted to Pro Tools so far.
 class EnabledProToolsTest : public ProToolsTest {
@@ -68,6 +73,19 @@ class EnabledProToolsTest : public ProToolsTest {
   std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
   std::shared_ptr<sim::SimProTools> _proTools;
   std::shared_ptr<ZAR_DAWApplication> _application;
+};
+
+/// A simulated Pro Tools with its HUI side on the framework's ports, found by the enabled manager.
+class HUIProToolsTest : public ProToolsTest {
+ protected:
+  /// Launches Pro Tools and attaches its HUI side; `user` makes changes in Pro Tools before the
+  /// framework is enabled.
+  void startWithHUI(sim::SimProTools::Options options = defaultOptions(),
+                    const std::function<void(sim::SimProTools&)>& user = {});
+
+  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
+  std::shared_ptr<sim::SimProTools> _proTools;
+  std::shared_ptr<ZAR_DAWApplicationProTools> _driver;
 };
 
 }  // namespace zar::test

@@ -124,37 +124,6 @@ TEST_P(ZAR_HUIDeviceShortSession, TheLastTrackIsReachedWhereverTheHostClampsTheB
 
 INSTANTIATE_TEST_SUITE_P(FillChannelStrips, ZAR_HUIDeviceShortSession, ::testing::Bool());
 
-TEST(ZAR_HUIDevice, KnowsEveryTrackOfTheSessionFromPingsAloneAndTellsNewDelegates) {
-  // Tracks armed and muted in Pro Tools before the framework starts, in every bank of the session,
-  // each bank shown at another phase of the flashing.
-  HUISimulation sim;
-  auto host = sim.makeHost(24);
-  for (const std::size_t armed : {1u, 9u, 17u}) host->setTrackRecEnabled(armed, true);
-  host->setTrackMuted(12, true);
-  auto device = std::make_shared<ZAR_HUIDevice>(sim.system);
-  auto delegate = std::make_shared<RecordingDelegate>();
-  device->setDelegate(delegate);
-  EXPECT_EQ(device->delegate(), delegate);
-  device->setTrackCount(24);
-  const double start = sim.clock->now();
-  connect(sim, *device);
-  EXPECT_LE(sim.clock->now() - start, 4.1) << "the first ping, then three banks of 0.25 s settling and 0.75 s";
-  for (int track = 0; track < 24; ++track) {
-    EXPECT_EQ(delegate->values(false, track), (std::vector<bool>{track == 1 || track == 9 || track == 17})) << track;
-    EXPECT_EQ(delegate->values(true, track), (std::vector<bool>{track == 12})) << track;
-  }
-
-  // A new device with a new delegate (a new application object) hears what is known at once.
-  auto next = std::make_shared<ZAR_HUIDevice>(sim.system);
-  auto told = std::make_shared<RecordingDelegate>();
-  next->setDelegate(told);
-  next->setTrackCount(24);
-  EXPECT_EQ(told->reports().size(), 48u);
-  EXPECT_EQ(told->values(false, 17), (std::vector<bool>{true}));
-  next->setTrackCount(24);
-  EXPECT_EQ(told->reports().size(), 48u) << "the same count again tells nothing";
-}
-
 /// A session of some tracks, a device whose delegate records, and the device connected to the host
 /// with every lamp known; the delegate has been told nothing yet.
 class ConnectedHUIDevice : public testing::Test {

@@ -96,9 +96,9 @@ TEST(DemoCommand, ShowsTheRoadOfATakeAsProToolsShowsItAndAgreesWithTheModes) {
   EXPECT_EQ(takes[0]["count"], 1);
   EXPECT_EQ(takes[1]["count"], 2);
 
-  // Per pass, in order: its HUI transport presses, its tables and what Pro Tools received.
+  // Per pass, in order: its tables, what it did to Pro Tools and what Pro Tools received. The demo's
+  // verdict compares each table with the modes; the framework's own tests pin the presses.
   struct Pass {
-    std::vector<std::string> buttons;
     std::vector<std::string> phases;
     std::vector<json> tables;
     std::vector<std::string> actions;
@@ -116,9 +116,6 @@ TEST(DemoCommand, ShowsTheRoadOfATakeAsProToolsShowsItAndAgreesWithTheModes) {
     if (kind == "table") before = event;
     if (byPass.empty()) continue;
     Pass& pass = byPass.back();
-    if (kind == "hui" && (event["button"] == "Record" || event["button"] == "Play" || event["button"] == "Stop")) {
-      pass.buttons.push_back(event["button"]);
-    }
     if (kind == "table" && event["settled"] == true) {
       pass.phases.push_back(event["phase"]);
       pass.tables.push_back(event);
@@ -134,32 +131,7 @@ TEST(DemoCommand, ShowsTheRoadOfATakeAsProToolsShowsItAndAgreesWithTheModes) {
     EXPECT_EQ(byPass[i].phases, phases) << "pass " << i;
     EXPECT_GT(byPass[i].received["hui"].get<int>(), 0) << "pass " << i;
   }
-  const std::vector<std::string> play{"Play", "Stop"};
-  const std::vector<std::string> record{"Record", "Play", "Stop"};
-  EXPECT_EQ(byPass[0].buttons, play);
-  EXPECT_EQ(byPass[1].buttons, record);
-  EXPECT_EQ(byPass[2].buttons, record);
-  EXPECT_EQ(byPass[3].buttons, play);
 
-  // Cells of the tables, as Pro Tools shows them: pass, phase, position, field, value.
-  struct Cell {
-    std::size_t pass;
-    std::size_t phase;
-    std::size_t position;
-    const char* field;
-    json value;
-  };
-  const std::vector<Cell> cells{
-      {0, 0, 1, "rec", false},        {0, 0, 2, "input", true},      {0, 0, 4, "mute", true},
-      {1, 1, 0, "name", "JO_0_101"},  {1, 1, 0, "rec", true},        {1, 1, 0, "mute", false},
-      {1, 1, 1, "mute", true},        {1, 1, 3, "mute", true},       {1, 2, 1, "mute", false},
-      {1, 2, 3, "mute", false},       {2, 0, 0, "name", "JO_1_101"}, {3, 0, 0, "rec", false},
-      {3, 0, 2, "mute", true},        {3, 0, 2, "input", false},
-  };
-  for (const auto& cell : cells) {
-    EXPECT_EQ(byPass.at(cell.pass).tables.at(cell.phase)["tracks"].at(cell.position)[cell.field], cell.value)
-        << "pass " << cell.pass << " phase " << cell.phase << " track " << cell.position << " " << cell.field;
-  }
   // The aux track has no modes: nothing ever touches it.
   for (const auto& table : ofKind(events, "table")) {
     const auto& fx = table["tracks"].at(5);
