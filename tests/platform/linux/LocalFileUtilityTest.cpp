@@ -79,25 +79,6 @@ TEST(LocalFileUtility, FailedWriteLeavesTheOldFileAsItWas) {
   EXPECT_EQ(temp.entries().size(), 1u) << "the partial temporary file is removed";
 }
 
-TEST(LocalFileUtility, LinksStayLinksAndTheirTargetsAreWrittenAndKept) {
-  TemporaryDirectory temp;
-  LocalFileUtility files(temp.path());
-  fs::create_directory(temp.file("real"));
-  fs::create_symlink("real/target.bin", temp.file("hop"));  // relative, and at first to nothing
-  fs::create_symlink(temp.file("hop"), temp.file("settings.bin"));
-  ASSERT_TRUE(files.writeFileAtomically(temp.file("settings.bin"), "first"));
-  ASSERT_TRUE(files.writeFileAtomically(temp.file("settings.bin"), "second"));
-  EXPECT_TRUE(fs::is_symlink(temp.file("settings.bin")));
-  EXPECT_EQ(files.readFile(temp.file("real/target.bin")), "second");
-
-  const auto kept = files.keepAside(temp.file("settings.bin"), "unreadable", 3);
-  ASSERT_TRUE(kept.done) << kept.failure;
-  EXPECT_EQ(fs::path(kept.path).parent_path().string(), temp.file("real")) << "beside the file the link names";
-
-  fs::create_symlink("loop", temp.file("loop"));
-  EXPECT_EQ(files.write(temp.file("loop"), "x").failure, "Too many levels of symbolic links");
-}
-
 TEST(LocalFileUtility, KeptCopiesHoldTheOldBytesAndOnlyTheNewestStay) {
   TemporaryDirectory temp;
   LocalFileUtility files(temp.path());

@@ -229,12 +229,12 @@ TEST_F(PlistUserDefaultsTest, WhatCantBeMovedOrIsNoRegularFileLeavesTheDomainInM
 
 TEST_F(PlistUserDefaultsTest, SymlinkStaysALinkWhenWrittenAndWhenItsFileIsMovedAside) {
   fs::create_directory(temp.file("dotfiles"));
-  const std::string target = temp.file("dotfiles/prefs.plist");
-  fs::create_symlink(target, path);
-  writeAll(target, "broken");
+  fs::create_symlink("dotfiles/prefs.plist", temp.file("hop"));  // relative, to the link's directory
+  fs::create_symlink(temp.file("hop"), path);
+  writeAll(temp.file("dotfiles/prefs.plist"), "broken");
   PlistUserDefaults defaults(path, logger);
-  defaults.setInteger(5, "value");
-  EXPECT_TRUE(fs::is_symlink(path));
+  defaults.setInteger(5, "value");  // written through both links to the file the bad one left
+  EXPECT_TRUE(fs::is_symlink(path) && fs::is_symlink(temp.file("hop")));
   EXPECT_EQ(temp.entries("dotfiles").size(), 2u) << "the bad file went aside beside its target";
   EXPECT_EQ(PlistUserDefaults(path, logger).integerForKey("value"), 5);
 
