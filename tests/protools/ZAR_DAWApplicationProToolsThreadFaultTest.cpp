@@ -27,34 +27,25 @@ const char* const kFaultNames[] = {"QuitWhileSelectionIsTyped", "QuitBetweenReco
 
 // Discovery passes on a pool, HUI on the MIDI thread, the host on the main thread (the test's,
 // moving virtual time); a second Pro Tools behind the first. Faults come through hooks.
-class ThreadFaultTest : public zar::test::ProToolsTest, public testing::WithParamInterface<int> {
+class ThreadFaultTest : public zar::test::HUIProToolsTest, public testing::WithParamInterface<int> {
  protected:
-  ThreadFaultTest() : ProToolsTest(zar::sim::SimDispatch::Mode::threaded) {}
+  ThreadFaultTest() : HUIProToolsTest(zar::sim::SimDispatch::Mode::threaded) {}
   void SetUp() override {
-    _first = launchProTools();
-    attachHUI();
-    _second = launchProTools();
-    _manager->setAllowed(true);
-    _manager->setEnabled(true);
-    _application = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
-    ASSERT_TRUE(_application && _application->processIdentifier() == _first->processIdentifier());
-    ASSERT_TRUE(runUntil([&] { return _application->readyForPass(); }));
+    startWithHUI(defaultOptions(), [this](zar::sim::SimProTools&) { _second = launchProTools(); });
+    ASSERT_TRUE(_driver && _driver->processIdentifier() == _proTools->processIdentifier());
+    ASSERT_TRUE(runUntil([&] { return _driver->readyForPass(); }));
   }
   void TearDown() override {
     sim.desktop->eventPoster()->setKeyboardHook({});
     sim.desktop->accessibility()->setCallHook({});
-    _first->huiHost()->setReceiveHook({});
+    _proTools->huiHost()->setReceiveHook({});
     sim.midiPorts->waitUntilIdle();
     _manager->setEnabled(false);
   }
-  // Pro Tools selects the framework's ports in its peripherals dialog.
-  void attachHUI() {
-    _first->attachHUI(sim.midiPorts, SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
-  }
   // Any thread. Pro Tools' HUI falls silent with it.
   void quitFirst() {
-    _first->huiHost()->setPinging(false);
-    quit(_first);
+    _proTools->huiHost()->setPinging(false);
+    quit(_proTools);
   }
   // Runs the main loop while passes run on the pool, until the condition holds (bounded).
   bool runUntil(const std::function<bool()>& condition) {
@@ -62,29 +53,26 @@ class ThreadFaultTest : public zar::test::ProToolsTest, public testing::WithPara
   }
   // The application is kept but reported without HUI (a pass shows the warning) until `restore`.
   void expectWithoutHUIUntil(const std::function<void()>& restore) {
-    ASSERT_TRUE(runUntil([&] { return _injected && !_application->readyForPass(); }));
-    _application->rehearseWithEvent(zar::test::takeCue());
+    ASSERT_TRUE(runUntil([&] { return _injected && !_driver->readyForPass(); }));
+    _driver->rehearseWithEvent(zar::test::takeCue());
     const auto alerts = sim.desktop->alerts()->shownAlerts();
     ASSERT_EQ(alerts.size(), 1u);
     EXPECT_EQ(alerts[0].request.messageText, "Can't establish HUI connection");
     restore();
-    ASSERT_TRUE(runUntil([&] { return _application->readyForPass(); }));
-    _application->rehearseWithEvent(zar::test::takeCue());
+    ASSERT_TRUE(runUntil([&] { return _driver->readyForPass(); }));
+    _driver->rehearseWithEvent(zar::test::takeCue());
     sim.midiPorts->waitUntilIdle();
-    EXPECT_EQ(_first->huiHost()->transportState(), SimHUIHost::TransportState::playing);
+    EXPECT_EQ(_proTools->huiHost()->transportState(), SimHUIHost::TransportState::playing);
   }
 
   zar::test::Watchdog _watchdog{std::chrono::seconds(120), [] { std::abort(); }};  // a hang ends the test
-  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
-  std::shared_ptr<zar::sim::SimProTools> _first;
   std::shared_ptr<zar::sim::SimProTools> _second;
-  std::shared_ptr<ZAR_DAWApplicationProTools> _application;
   std::atomic<bool> _injected{false};
 };
 
 TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
   const auto event = zar::test::takeCue();
-  const auto host = _first->huiHost();
+  const auto host = _proTools->huiHost();
   const auto& poster = sim.desktop->eventPoster();
   const auto once = [this] { return !_injected.exchange(true); };
   const auto fault = static_cast<Fault>(GetParam());
@@ -93,21 +81,21 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
       poster->setKeyboardHook([this, once](std::size_t posted) {
         if (posted == 5 && once()) quitFirst();
       });
-      EXPECT_FALSE(_application->setSelectionStartTC("00:59:58:00"));
+      EXPECT_FALSE(_driver->setSelectionStartTC("00:59:58:00"));
       break;
     case Fault::quitBetweenRecordAndPlay:
       _manager->muteRecMatrix()->setRecordMode(_manager->trackModeList()->audioTrackModes()->at(3), 0);
       host->setReceiveHook([this, once](std::span<const std::uint8_t> bytes) {
         if (Bytes(bytes.begin(), bytes.end()) == Bytes{0xB0, 0x2F, 0x05} && once()) quitFirst();  // Record released
       });
-      _application->recordWithEvent(event);
-      _application->updateDAWTrackStatesForFrameIndex(1100);
-      _application->stopPlayback();
+      _driver->recordWithEvent(event);
+      _driver->updateDAWTrackStatesForFrameIndex(1100);
+      _driver->stopPlayback();
       break;
     case Fault::quitDuringDiscoveryPass: {
       // Pro Tools quits as the pass on the pool asks whether it still answers.
       const auto main = std::this_thread::get_id();
-      const auto startField = _first->selectionStartField();
+      const auto startField = _proTools->selectionStartField();
       sim.desktop->accessibility()->setCallHook([this, once, main, startField](const zar::sim::SimElement& element) {
         if (std::this_thread::get_id() != main && &element == startField.get() && once()) quitFirst();
       });
@@ -119,14 +107,14 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
       auto muteDuring = std::make_shared<ZAR_DAWAudioTrackMode>();
       muteDuring->setDuringState(ZAR_DAWTrackStateMute);
       _manager->muteRecMatrix()->setRehearseMode(muteDuring, 1);
-      _application->rehearseWithEvent(event);
-      _first->removeTrack(1);  // the aux track slides into the second position
-      _application->updateDAWTrackStatesForFrameIndex(1100);
-      ASSERT_EQ(_application->audioTracks().size(), 2u) << "found again before the update acted";
-      EXPECT_EQ(_application->audioTracks()[1]->name(), "FX ");
+      _driver->rehearseWithEvent(event);
+      _proTools->removeTrack(1);  // the aux track slides into the second position
+      _driver->updateDAWTrackStatesForFrameIndex(1100);
+      ASSERT_EQ(_driver->audioTracks().size(), 2u) << "found again before the update acted";
+      EXPECT_EQ(_driver->audioTracks()[1]->name(), "FX ");
       sim.midiPorts->waitUntilIdle();
-      EXPECT_TRUE(_first->trackMuted(1)) << "the second position is muted, whichever track it holds";
-      EXPECT_TRUE(runUntil([&] { return _application->readyForPass(); })) << "the new track count's lamps learnt";
+      EXPECT_TRUE(_proTools->trackMuted(1)) << "the second position is muted, whichever track it holds";
+      EXPECT_TRUE(runUntil([&] { return _driver->readyForPass(); })) << "the new track count's lamps learnt";
       break;
     }
     case Fault::huiPortGoneMidPass:
@@ -134,7 +122,7 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
       poster->setKeyboardHook([this, once](std::size_t posted) {
         if (posted == 5 && once()) sim.midiPorts->breakPorts(ZAR_MIDISystem::kDefaultHUIPortName);
       });
-      _application->rehearseWithEvent(event);
+      _driver->rehearseWithEvent(event);
       sim.midiPorts->waitUntilIdle();
       EXPECT_EQ(host->transportState(), SimHUIHost::TransportState::stopped) << "Play never reached Pro Tools";
       // Pro Tools selects the ports again, which works only if the framework opened them again.
@@ -154,14 +142,14 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
       const auto current = _manager->currentApplication();
       return current && current->processIdentifier() == _second->processIdentifier();
     })) << "the next Pro Tools is found";
-    EXPECT_FALSE(_application->connected());
+    EXPECT_FALSE(_driver->connected());
     EXPECT_TRUE(_injected);
   } else {
-    EXPECT_EQ(_manager->currentApplication(), _application) << "the application is kept";
+    EXPECT_EQ(_manager->currentApplication(), _driver) << "the application is kept";
   }
   // Every key went to the first Pro Tools (lost once it had quit); no other application got one.
-  for (const auto& key : poster->keyboardEvents()) EXPECT_EQ(key.psn, _application->processSerialNumber());
-  const auto first = _first->processIdentifier();
+  for (const auto& key : poster->keyboardEvents()) EXPECT_EQ(key.psn, _driver->processSerialNumber());
+  const auto first = _proTools->processIdentifier();
   for (const auto& click : poster->mouseEvents()) EXPECT_TRUE(click.handledBy == 0 || click.handledBy == first);
   EXPECT_EQ(sim.desktop->workspace()->hostApplication()->typedText(), "");
   EXPECT_EQ(_second->typedText(), "");

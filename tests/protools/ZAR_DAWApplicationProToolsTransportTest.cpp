@@ -23,7 +23,7 @@ const Message kRecordOff{0xB0, 0x2F, 0x05};
 class TransportTest : public zar::test::HUIProToolsTest {
  protected:
   void SetUp() override {
-    startWithHUI();
+    ASSERT_NO_FATAL_FAILURE(startWithHUI());
     _host = _proTools->huiHost();
     sim.runFor(1.0);  // the first ping
     sim.midiPorts->waitUntilIdle();

@@ -57,13 +57,17 @@ void EnabledProToolsTest::SetUp() {
 void HUIProToolsTest::startWithHUI(sim::SimProTools::Options options,
                                    const std::function<void(sim::SimProTools&)>& user) {
   _proTools = launchProTools(std::move(options));
-  _proTools->attachHUI(sim.midiPorts,
-                       sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
+  attachHUI();
   if (user) user(*_proTools);
   _manager->setAllowed(true);
   _manager->setEnabled(true);
   _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
   ASSERT_TRUE(_driver);
+}
+
+void HUIProToolsTest::attachHUI() {
+  _proTools->attachHUI(sim.midiPorts,
+                       sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
 }
 
 }  // namespace zar::test

@@ -77,11 +77,16 @@ class EnabledProToolsTest : public ProToolsTest {
 
 /// A simulated Pro Tools with its HUI side on the framework's ports, found by the enabled manager.
 class HUIProToolsTest : public ProToolsTest {
+ public:
+  using ProToolsTest::ProToolsTest;
+
  protected:
   /// Launches Pro Tools and attaches its HUI side; `user` makes changes in Pro Tools before the
   /// framework is enabled.
   void startWithHUI(sim::SimProTools::Options options = defaultOptions(),
                     const std::function<void(sim::SimProTools&)>& user = {});
+  /// Pro Tools selects the framework's ports in its peripherals dialog.
+  void attachHUI();
 
   std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
   std::shared_ptr<sim::SimProTools> _proTools;
