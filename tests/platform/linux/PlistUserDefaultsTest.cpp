@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -71,6 +72,18 @@ std::string binaryChain(std::uint32_t arrays, bool loop) {
   const std::size_t table = data.size();
   return data + offsets + std::string(6, '\0') + "\x04\x04" + bigEndian(arrays + 1, 8) + bigEndian(0, 8) +
          bigEndian(table, 8);
+}
+
+/// `bytes` with the byte at `at` (counted from the end when negative) replaced.
+std::string patched(std::string bytes, std::ptrdiff_t at, char byte) {
+  bytes[static_cast<std::size_t>(at < 0 ? static_cast<std::ptrdiff_t>(bytes.size()) + at : at)] = byte;
+  return bytes;
+}
+
+std::string repeated(const std::string& text, std::size_t times) {
+  std::string all;
+  for (std::size_t i = 0; i < times; ++i) all += text;
+  return all;
 }
 
 /// `arrays` arrays, each inside the one before, the innermost empty: what `nestedXml` holds.
@@ -170,6 +183,26 @@ TEST_F(PlistUserDefaultsTest, BadFilesAreMovedAsideByteForByteWithoutHarm) {
       {"<!DOCTYPE plist [<!ENTITY a \"]>\">]>" + nestedXml(200), "nests deeper"},  // a subset with quotes
       {binaryChain(100'000, false), "nests deeper"},
       {binaryChain(2, true), "nests deeper"},  // an array that holds itself
+      {"</array></dict>" + nestedXml(200), "nests deeper"},                   // closes before any open
+      {repeated("<dict\t><array\r><array\n><dict/><array ><array/>", 50), "nests deeper"},
+      {"<plist><!-- never closed", "is not a property list"},
+      {"<plist><![CDATA[ never closed", "is not a property list"},
+      {"<?xml never closed", "is not a property list"},
+      {"<!DOCTYPE plist [<!ENTITY a \"b\">", "is not a property list"},
+      {"<plist><dict><key>k</key><array", "is not a property list"},
+      {"bplist00", "is not a property list"},
+      {binaryChain(0, false), "does not hold a dictionary"},
+      // A binary list whose trailer or objects point outside it: offset size 0, reference size 9, no
+      // objects, the top object or the offset table past the end, more objects than offsets, a
+      // reference past the last object, an array whose count is no integer.
+      {patched(binaryChain(2, false), -26, 0), "is not a property list"},
+      {patched(binaryChain(2, false), -25, 9), "is not a property list"},
+      {patched(binaryChain(2, false), -17, 0), "is not a property list"},
+      {patched(binaryChain(2, false), -9, 3), "is not a property list"},
+      {patched(binaryChain(2, false), -1, 0x7F), "is not a property list"},
+      {patched(binaryChain(2, false), -17, 9), "is not a property list"},
+      {patched(binaryChain(2, false), 12, 0x7F), "is not a property list"},
+      {patched(binaryChain(2, false), 8, '\xAF'), "is not a property list"},
   };
   for (const auto& [content, reason] : cases) {
     SCOPED_TRACE(content.substr(0, 80));
