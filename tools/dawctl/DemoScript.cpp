@@ -130,7 +130,7 @@ void DemoScript::setUp() {
     _tap->wrap(platform);
   };
   if (_options.desktop == Desktop::x11) {
-    _stage = std::make_unique<StandInStage>(adjust, _session, _lastMidiSent);
+    _stage = std::make_unique<StandInStage>(adjust, _session, _midiMessagesSent);
   } else {
     _stage = std::make_unique<ProToolsStage>(SimulatedHost::Options{_options.virtualTime, {}, adjust}, _session);
   }
@@ -382,7 +382,10 @@ void DemoScript::addReceived(const std::optional<DemoStage::Received>& before,
 }
 
 void DemoScript::onAction(const FrameworkTap::Action& action) {
-  if (action.kind == FrameworkTap::Action::Kind::midi) _lastMidiSent.store(action.time);
+  if (action.kind == FrameworkTap::Action::Kind::midi) {
+    const std::scoped_lock lock(_sentMutex);
+    _midiMessagesSent += _sentSplitter.split(action.bytes).size();
+  }
   // The tap comes with the platform, before the timeline; the framework acts only after both.
   if (!_timeline) return;
   _timeline->onAction(action);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,7 @@
 #include "DemoStage.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
+#include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 #include "ZAR_DAWControl/platform/sim/MemoryFileUtility.h"
 
 namespace dawctl {
@@ -89,8 +91,11 @@ class DemoScript {
   std::unique_ptr<DemoTimeline> _timeline;
   std::shared_ptr<FrameworkTap> _tap;
   std::shared_ptr<zar::sim::MemoryFileUtility> _settings;
-  // When the framework last sent MIDI (platform clock), for a stage that must let it arrive.
-  std::atomic<double> _lastMidiSent{0};
+  // How many MIDI messages the framework has sent, for a stage that must let them arrive. Sends
+  // come from the main thread and the MIDI thread.
+  std::mutex _sentMutex;
+  zar::platform::MidiMessageSplitter _sentSplitter;
+  std::atomic<std::size_t> _midiMessagesSent{0};
   std::unique_ptr<DemoStage> _stage;
   std::shared_ptr<ZAR_DAWApplicationManager> _manager;
   std::unique_ptr<PhaseCheck> _check;

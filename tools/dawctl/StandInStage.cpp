@@ -18,8 +18,9 @@ constexpr const char* kProToolsIdentifier = "com.avid.ProTools";
 constexpr double kFindTimeout = 10.0;
 constexpr double kFindStep = 0.05;
 // JACK carries MIDI once per period (1024 frames at 48 kHz, 21 ms, on the dummy driver the
-// scripts start): two periods and the stand-in's main loop are done well within this.
-constexpr double kMidiTransit = 0.1;
+// scripts start); on a busy machine the stand-in's main loop may take much longer to act on it.
+constexpr auto kMidiPatience = std::chrono::seconds(3);
+constexpr auto kMidiStep = std::chrono::milliseconds(5);
 
 std::string describe(const std::vector<TrackRow>& rows, const std::vector<bool>& aux) {
   std::vector<std::string> tracks;
@@ -46,12 +47,14 @@ X11Host::Options StandInStage::hostOptions(std::function<void(zar::platform::Pla
 }
 
 StandInStage::StandInStage(std::function<void(zar::platform::Platform&)> adjust, const DemoSession& session,
-                           const std::atomic<double>& lastMidiSent)
+                           const std::atomic<std::size_t>& midiMessagesSent)
     : _host(hostOptions(std::move(adjust))),
-      _lastMidiSent(lastMidiSent),
+      _midiMessagesSent(midiMessagesSent),
       _pid(findStandIn()),
       _reader(_host.platform()->accessibility, _pid) {
   checkSession(session);
+  // The framework isn't enabled yet: whatever the stand-in has counted came from elsewhere.
+  if (const auto counted = _reader.received()) _offset = difference(counted->huiMessages);
 }
 
 std::vector<TrackRow> StandInStage::rows() {
@@ -120,9 +123,23 @@ void StandInStage::checkSession(const DemoSession& session) {
                                 *shown, describe(rows, shownAux), session.name, describe(wanted, aux)));
 }
 
-void StandInStage::letMidiArrive() const {
-  const double due = _lastMidiSent.load() + kMidiTransit - _host.platform()->clock->now();
-  if (due > 0) std::this_thread::sleep_for(std::chrono::duration<double>(due));
+std::int64_t StandInStage::difference(std::size_t counted) const {
+  return static_cast<std::int64_t>(counted) - static_cast<std::int64_t>(_midiMessagesSent.load());
+}
+
+void StandInStage::letMidiArrive() {
+  const auto deadline = std::chrono::steady_clock::now() + kMidiPatience;
+  for (;;) {
+    const auto counted = _reader.received();
+    if (!counted) return;  // the stand-in has gone; the read that follows says so
+    const std::int64_t ahead = difference(counted->huiMessages);
+    if (ahead >= _offset) return;
+    if (std::chrono::steady_clock::now() >= deadline) {
+      _offset = ahead;  // JACK dropped some (a late period under load): later waits count from here
+      return;
+    }
+    std::this_thread::sleep_for(kMidiStep);
+  }
 }
 
 }  // namespace dawctl

@@ -19,11 +19,11 @@ namespace dawctl {
 /// over JACK as `X11Host` sets it up; Pro Tools stops pinging when sent SIGUSR1.
 class StandInStage final : public DemoStage {
  public:
-  /// `lastMidiSent`: the platform clock's time of the framework's last MIDI message, which the
-  /// stand-in has acted on once JACK has carried it. A DemoFailure when the stand-in isn't there
+  /// `midiMessagesSent`: how many MIDI messages the framework has sent; the stand-in has acted on
+  /// them once its count of HUI messages received has come as far. A DemoFailure when the stand-in isn't there
   /// or shows another session.
   StandInStage(std::function<void(zar::platform::Platform&)> adjust, const DemoSession& session,
-               const std::atomic<double>& lastMidiSent);
+               const std::atomic<std::size_t>& midiMessagesSent);
 
   const std::shared_ptr<zar::platform::Platform>& platform() const override { return _host.platform(); }
   void runFor(double seconds) override { _host.runFor(seconds); }
@@ -40,13 +40,18 @@ class StandInStage final : public DemoStage {
   /// The pid of the one Pro Tools on the accessibility bus, waited for.
   std::int32_t findStandIn();
   void checkSession(const DemoSession& session);
-  /// Waits until the framework's last MIDI message has had time to reach the stand-in.
-  void letMidiArrive() const;
+  /// Waits (bounded) until the stand-in has received every MIDI message the framework has sent.
+  void letMidiArrive();
+  /// The stand-in's count of HUI messages received less the framework's count of those sent.
+  std::int64_t difference(std::size_t counted) const;
 
   X11Host _host;
-  const std::atomic<double>& _lastMidiSent;
+  const std::atomic<std::size_t>& _midiMessagesSent;
   const std::int32_t _pid;
   StandInReader _reader;
+  // The stand-in's count of HUI messages less the framework's when all have arrived: those it had
+  // before the demo, less those JACK lost (found when a wait runs out).
+  std::int64_t _offset = 0;
 };
 
 }  // namespace dawctl
