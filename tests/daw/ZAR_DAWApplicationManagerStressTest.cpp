@@ -99,7 +99,9 @@ TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
   }));
   sim.runFor(3.0);  // the lamps of the threads' last toggles settle
   application->rehearseWithEvent(zar::test::takeCue());
-  for (int frame = 0; frame < 4; ++frame) {  // one input monitor press per 0.2 s
+  // One input monitor press per 0.2 s: eight frames leave room for the three presses the tracks may
+  // need after the threads, and for a press a pass still running on the pool takes.
+  for (int frame = 0; frame < 8; ++frame) {
     application->updateDAWTrackStatesForFrameIndex(1200);
     sim.runFor(0.25);
   }
