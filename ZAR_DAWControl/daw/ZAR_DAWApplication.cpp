@@ -1,12 +1,11 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
 
-#include <fmt/format.h>
-
 #include <stdexcept>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/TypingScript.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
@@ -21,25 +20,6 @@ constexpr std::uint16_t returnKeyCode = 36;
 constexpr std::int32_t combinedSessionState = 1;
 
 ZAR_Error notImplementedError() { return ZAR_Error{ZAR_ErrorDomain, 0, "Not implemented"}; }
-
-// The typing script. The text goes between double quotes, so the characters that would end or
-// change the script's string are escaped: a name such as JO"_2\_101 arrives intact.
-std::string typingScript(const std::string& text) {
-  std::string literal;
-  literal.reserve(text.size());
-  for (const char c : text) {
-    if (c == '"' || c == '\\') literal += '\\';
-    literal += c;
-  }
-  return fmt::format(
-      "property sourceString : \"{}\"\n"
-      "set cnt to length of sourceString\n"
-      "repeat with i from 1 to cnt\n"
-      "    tell application \"System Events\" to keystroke character i of sourceString\n"
-      "end repeat\n"
-      "tell application \"System Events\" to key code 36",
-      literal);
-}
 
 }  // namespace
 
@@ -465,7 +445,7 @@ void ZAR_DAWApplication::onEventTimingDidChange(const zar::platform::Notificatio
 void ZAR_DAWApplication::sendTextToDAWApplication(const std::string& text, bool useAppleScript) {
   const auto platform = Platform::current();
   if (useAppleScript) {
-    platform->appleScript->execute(typingScript(text));  // the result is of no use to the caller
+    platform->appleScript->execute(zar::platform::TypingScript::compose(text));  // the result is of no use to the caller
     return;
   }
   if (type() != ZAR_DAWApplicationTypeProTools) {

@@ -23,10 +23,6 @@ class X11AppleScript final : public platform::AppleScript {
 
   std::optional<platform::AppleScriptError> execute(const std::string& source) override;
 
-  /// The text a typing script types (its string literal understands \", \\, \n, \t and \r), or
-  /// nothing when the source isn't the typing script.
-  static std::optional<std::string> typedText(const std::string& source);
-
  private:
   const std::shared_ptr<X11Keyboard> _keyboard;
 };
