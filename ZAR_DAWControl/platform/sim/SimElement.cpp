@@ -303,19 +303,17 @@ AXError SimElement::copyActionDescription(const std::string& action, std::string
 }
 
 AXError SimElement::performAction(const std::string& action) {
-  ActionHandler handler;
-  {
-    auto lock = lockTree();
-    if (const auto error = answerability(); error != AXError::success) {
-      return error;
-    }
-    const auto it = std::find_if(_actions.begin(), _actions.end(), [&](const auto& a) { return a.name == action; });
-    if (it == _actions.end()) {
-      return AXError::actionUnsupported;
-    }
-    handler = it->handler;
+  // The handler runs under the tree lock: an application invalidates its elements under that lock before it
+  // goes, so a handler that finds its element answering finds its application still there.
+  auto lock = lockTree();
+  if (const auto error = answerability(); error != AXError::success) {
+    return error;
   }
-  if (handler) {
+  const auto it = std::find_if(_actions.begin(), _actions.end(), [&](const auto& a) { return a.name == action; });
+  if (it == _actions.end()) {
+    return AXError::actionUnsupported;
+  }
+  if (const ActionHandler handler = it->handler) {
     handler();
   }
   return AXError::success;
