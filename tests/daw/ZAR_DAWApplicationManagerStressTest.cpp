@@ -106,7 +106,8 @@ TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
     return;
   }
   sim.runFor(3.0);  // the lamps of the threads' last toggles settle
-  application->rehearseWithEvent(zar::test::takeCue());
+  const auto cue = zar::test::takeCue();  // the host keeps its event; the application holds it weakly
+  application->rehearseWithEvent(cue);
   for (int frame = 0; frame < 4; ++frame) {  // one input monitor press per 0.2 s
     application->updateDAWTrackStatesForFrameIndex(1200);
     sim.runFor(0.25);

@@ -51,8 +51,9 @@ bool DesktopSession::start() {
   // Named after the display, which no other running session has: a later session of the same name
   // takes over the table entry of one that was killed (JACK has eight).
   const std::string jackName = "zar-e2e-" + *display;
-  _jack = std::make_unique<ChildProcess>(std::vector<std::string>{"jackd", "-n", jackName, "-r", "-d", "dummy", "-r",
-                                                                  "48000", "-p", "1024"});
+  // A client the loaded machine runs late is given 10 s before the server drops it.
+  _jack = std::make_unique<ChildProcess>(std::vector<std::string>{"jackd", "-n", jackName, "-r", "-t", "10000", "-d",
+                                                                  "dummy", "-r", "48000", "-p", "1024"});
   ::setenv("JACK_DEFAULT_SERVER", jackName.c_str(), 1);
   ::setenv("JACK_NO_START_SERVER", "1", 1);
   // The server takes clients a little after it starts.

@@ -34,7 +34,7 @@ class PrivateJackServer {
       // No realtime scheduling: test machines rarely allow it and the dummy driver needs none.
       // A period of 1024 frames gives each port a MIDI buffer that holds the surface's first burst
       // (bringing the bank home) even when a slow build runs the process callback late.
-      ::execlp("jackd", "jackd", "-n", _name.c_str(), "-r", "-d", "dummy", "-r", "48000", "-p", "1024",
+      ::execlp("jackd", "jackd", "-n", _name.c_str(), "-r", "-t", "10000", "-d", "dummy", "-r", "48000", "-p", "1024",
                static_cast<char*>(nullptr));
       ::_exit(127);
     }

@@ -1,5 +1,7 @@
 #include "ZAR_DAWControl/platform/midi/hui/HUILampDebouncer.h"
 
+#include <utility>
+
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
 namespace zar::hui {
@@ -16,11 +18,14 @@ void HUILampDebouncer::report(int track, HUILamp lamp, bool on, double now, std:
   }
   Lamp& entry = _lamps[static_cast<std::size_t>(track)][static_cast<std::size_t>(lamp)];
   const State reported = on ? State::on : State::off;
+  expireToggle(track, lamp, entry, now, changes);
   if (entry.toggledAt) {
-    if (entry.state != reported && now - *entry.toggledAt + kTimeTolerance < _window) {
-      return;  // sent before the host saw the press
+    if (entry.state != reported) {
+      entry.shownInstead = reported;
+      return;  // sent before the host saw the press, or the press was lost
     }
     entry.toggledAt.reset();
+    entry.shownInstead.reset();
   }
   if (on == winningValue(lamp)) {
     entry.pendingSince.reset();
@@ -36,10 +41,22 @@ void HUILampDebouncer::report(int track, HUILamp lamp, bool on, double now, std:
   sweep(now, changes);
 }
 
+void HUILampDebouncer::expireToggle(int track, HUILamp lamp, Lamp& entry, double now, std::vector<Change>& changes) {
+  if (!entry.toggledAt || now - *entry.toggledAt + kTimeTolerance < _window) {
+    return;
+  }
+  entry.toggledAt.reset();
+  if (const auto shown = std::exchange(entry.shownInstead, std::nullopt); shown && *shown != entry.state) {
+    entry.state = *shown;
+    changes.push_back(Change{track, lamp, *shown == State::on});
+  }
+}
+
 void HUILampDebouncer::sweep(double now, std::vector<Change>& changes) {
   for (std::size_t track = 0; track < _lamps.size(); ++track) {
     for (std::size_t index = 0; index < 2; ++index) {
       Lamp& entry = _lamps[track][index];
+      expireToggle(static_cast<int>(track), static_cast<HUILamp>(index), entry, now, changes);
       if (entry.pendingSince && now - *entry.pendingSince + kTimeTolerance >= _window) {
         const auto lamp = static_cast<HUILamp>(index);
         const bool value = !winningValue(lamp);
@@ -55,8 +72,10 @@ std::optional<double> HUILampDebouncer::nextDeadline() const {
   std::optional<double> earliest;
   for (const auto& lamps : _lamps) {
     for (const Lamp& entry : lamps) {
-      if (entry.pendingSince && (!earliest || *entry.pendingSince + _window < *earliest)) {
-        earliest = *entry.pendingSince + _window;
+      for (const auto& since : {entry.pendingSince, entry.shownInstead ? entry.toggledAt : std::nullopt}) {
+        if (since && (!earliest || *since + _window < *earliest)) {
+          earliest = *since + _window;
+        }
       }
     }
   }
@@ -71,6 +90,7 @@ void HUILampDebouncer::keepPendingOnlyFor(int first, int last, double now) {
         if (entry.pendingSince && now - *entry.pendingSince + kTimeTolerance < _window) {
           entry.pendingSince.reset();
         }
+        entry.shownInstead.reset();
       }
     }
   }
@@ -82,6 +102,7 @@ void HUILampDebouncer::toggled(int track, HUILamp lamp, double now) {
   }
   Lamp& entry = _lamps[static_cast<std::size_t>(track)][static_cast<std::size_t>(lamp)];
   entry.pendingSince.reset();
+  entry.shownInstead.reset();
   if (entry.state == State::unknown) {
     entry.toggledAt.reset();
     return;

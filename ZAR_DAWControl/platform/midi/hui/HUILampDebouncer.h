@@ -22,8 +22,12 @@ enum class HUILamp : std::uint8_t { mute = 0, recordReady = 1 };
 /// The owner keeps it in step with the surface's own presses (`toggled`): a known lamp takes the
 /// toggled value at once, and reports of the old value are taken for what was already on its way
 /// before the host saw the press, until the host shows the new value or a window has passed; from
-/// then on every report counts again, so a user's change right after the press is reported. A lamp
-/// whose state was unknown stays unknown: whatever the host shows next is reported.
+/// then on every report counts again, so a user's change right after the press is reported. A host
+/// that showed the old value while the lamp was in view and never the new one within the window
+/// didn't take the press (it was lost, or went to a host that quit): the lamp goes back to what the
+/// host showed, or the surface would believe the toggled value for as long as the host has no
+/// reason to send that lamp again. A lamp whose state was unknown stays unknown: whatever the host
+/// shows next is reported.
 /// Time is passed in; `nextDeadline` says when a sweep is due.
 /// Not thread-safe; the owner locks.
 class HUILampDebouncer {
@@ -43,11 +47,13 @@ class HUILampDebouncer {
   void report(int track, HUILamp lamp, bool on, double now, std::vector<Change>& changes);
   /// Reports lamps whose losing value has held for the window by `now`.
   void sweep(double now, std::vector<Change>& changes);
-  /// When the earliest pending report becomes a change; nothing when none is pending.
+  /// When the earliest pending report, or a press the host answered with the old value, becomes a
+  /// change; nothing when none is pending.
   std::optional<double> nextDeadline() const;
   /// Drops pending reports of tracks outside [first, last] that are not due by `now`: out of view,
   /// a flashing lamp would otherwise settle on the losing value because its next winning report
-  /// never comes. Reports already due stay for the next sweep.
+  /// never comes. Reports already due stay for the next sweep. A press of a track out of view keeps
+  /// its toggled value: the host's answer may have come after the bank moved.
   void keepPendingOnlyFor(int first, int last, double now);
   /// The surface pressed the button of one lamp at `now`: a known state flips.
   void toggled(int track, HUILamp lamp, double now);
@@ -62,7 +68,11 @@ class HUILampDebouncer {
     State state = State::unknown;
     std::optional<double> pendingSince;
     std::optional<double> toggledAt;  // until the host shows the toggled value
+    std::optional<State> shownInstead;  // what the host showed meanwhile, while in view
   };
+
+  /// A press unanswered for the window by `now` goes back to what the host showed instead.
+  void expireToggle(int track, HUILamp lamp, Lamp& entry, double now, std::vector<Change>& changes);
 
   double _window;
   std::array<std::array<Lamp, 2>, kTrackCount> _lamps{};
