@@ -289,34 +289,38 @@ AXError SimElement::copyActionNames(std::vector<std::string>& names) const {
   return AXError::success;
 }
 
+const SimElement::Action* SimElement::answeringAction(const std::string& name, AXError& error) const {
+  error = answerability();
+  if (error != AXError::success) {
+    return nullptr;
+  }
+  const auto it = std::find_if(_actions.begin(), _actions.end(), [&](const auto& a) { return a.name == name; });
+  if (it == _actions.end()) {
+    error = AXError::actionUnsupported;
+    return nullptr;
+  }
+  return &*it;
+}
+
 AXError SimElement::copyActionDescription(const std::string& action, std::string& description) const {
   auto lock = lockTree();
-  if (const auto error = answerability(); error != AXError::success) {
-    return error;
+  AXError error = AXError::success;
+  if (const Action* found = answeringAction(action, error)) {
+    description = found->description;
   }
-  const auto it = std::find_if(_actions.begin(), _actions.end(), [&](const auto& a) { return a.name == action; });
-  if (it == _actions.end()) {
-    return AXError::actionUnsupported;
-  }
-  description = it->description;
-  return AXError::success;
+  return error;
 }
 
 AXError SimElement::performAction(const std::string& action) {
-  // The handler runs under the tree lock: an application invalidates its elements under that lock before it
-  // goes, so a handler that finds its element answering finds its application still there.
+  // The handler runs under the tree lock: an application invalidates its elements under that lock
+  // before it goes, so a handler that finds its element answering finds its application still there.
   auto lock = lockTree();
-  if (const auto error = answerability(); error != AXError::success) {
-    return error;
-  }
-  const auto it = std::find_if(_actions.begin(), _actions.end(), [&](const auto& a) { return a.name == action; });
-  if (it == _actions.end()) {
-    return AXError::actionUnsupported;
-  }
-  if (const ActionHandler handler = it->handler) {
+  AXError error = AXError::success;
+  if (const Action* found = answeringAction(action, error); found && found->handler) {
+    const ActionHandler handler = found->handler;  // the handler may replace the element's actions
     handler();
   }
-  return AXError::success;
+  return error;
 }
 
 AXError SimElement::getPid(std::int32_t& pid) const {

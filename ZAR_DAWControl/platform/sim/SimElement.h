@@ -111,6 +111,8 @@ class SimElement final : public platform::AXUIElement, public std::enable_shared
 
   static std::recursive_mutex& treeMutex();
   platform::AXError answerability() const;
+  /// The action of that name on an answering element, or why there is none; the caller holds the tree lock.
+  const Action* answeringAction(const std::string& name, platform::AXError& error) const;
   const Attribute* storedAttribute(const std::string& name) const;
   Attribute* storedAttribute(const std::string& name);
   bool isAncestorOrSelf(const SimElement* element) const;
