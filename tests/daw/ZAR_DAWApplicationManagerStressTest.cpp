@@ -8,7 +8,6 @@
 
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
-#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 #include "support/ProToolsTest.h"
 #include "support/Rendezvous.h"
 #include "support/TakeCue.h"
@@ -27,8 +26,7 @@ TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
   const double seconds = std::getenv("ZAR_STRESS_SECONDS") ? std::atof(std::getenv("ZAR_STRESS_SECONDS")) : 2.0;
   const auto launch = [&] {
     auto proTools = zar::test::launchProTools(sim);
-    proTools->attachHUI(sim.midiPorts, zar::sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName,
-                                                                              "loopback"));
+    zar::test::attachHUI(sim, *proTools);
     return proTools;
   };
   auto proTools = launch();

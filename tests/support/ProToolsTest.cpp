@@ -65,9 +65,10 @@ void HUIProToolsTest::startWithHUI(sim::SimProTools::Options options,
   ASSERT_TRUE(_driver);
 }
 
-void HUIProToolsTest::attachHUI() {
-  _proTools->attachHUI(sim.midiPorts,
-                       sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
+void HUIProToolsTest::attachHUI() { test::attachHUI(sim, *_proTools); }
+
+void attachHUI(SimPlatform& sim, sim::SimProTools& proTools) {
+  proTools.attachHUI(sim.midiPorts, sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));
 }
 
 }  // namespace zar::test

@@ -62,6 +62,8 @@ class ProToolsTest : public testing::Test {
 /// Launches a simulated Pro Tools on `sim` under a fresh process id and returns it.
 std::shared_ptr<sim::SimProTools> launchProTools(SimPlatform& sim,
                                                  sim::SimProTools::Options options = ProToolsTest::defaultOptions());
+/// Pro Tools selects the framework's HUI ports (on `sim`'s loopback) in its peripherals dialog.
+void attachHUI(SimPlatform& sim, sim::SimProTools& proTools);
 
 /// A simulated Pro Tools with its default session, found by the enabled manager: the framework as
 /// a host sees it once "ZAR_DAWApplicationAdded" has come. Nothing posted to Pro Tools so far.
