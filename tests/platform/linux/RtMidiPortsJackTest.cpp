@@ -56,9 +56,8 @@ class PrivateJackServer {
   void kill() { ::kill(_pid, SIGKILL); }
 
  private:
-  // One name for every run (the JACK tests run one at a time): a server killed before it could
-  // unregister leaves its entry in JACK's table of eight servers, which only a server of the same
-  // name takes over.
+  // One name for every run (JACK tests run one at a time): a killed server's entry in JACK's table of
+  // eight servers is taken over only by a server of the same name.
   const std::string _name = "zar-jack-test";
   pid_t _pid = -1;
 };

@@ -111,7 +111,6 @@ class X11EndToEndTest : public testing::Test {
     return text != nullptr ? *text : "";
   }
 
-
   zar::test::TemporaryDirectory _support;
   // Each test's own ports: those of an earlier test in the same program may still be open.
   inline static int tests = 0;
