@@ -131,6 +131,10 @@ int main(int argc, char** argv) {
   }
   // SIGUSR1: HUI unselected in the peripherals, as a user does while a host is attached.
   g_unix_signal_add(SIGUSR1, unselectHUI, hui.get());
+  // Stopped from outside, it quits as from its menu: its MIDI client leaves JACK, which otherwise
+  // waits out its client time-out for the process that no longer answers.
+  g_unix_signal_add(SIGTERM, quit, nullptr);
+  g_unix_signal_add(SIGINT, quit, nullptr);
   window.show();
   if (options.quitAfter > 0) g_timeout_add(static_cast<guint>(options.quitAfter * 1000), quit, nullptr);
   fmt::print("ready pid={}\n", ::getpid());
