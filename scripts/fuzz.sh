@@ -44,11 +44,12 @@ fuzz() {
   echo "$status" >"$out/$target.status"
 }
 
-echo "=== ${#targets[@]} targets, $(nproc) at a time, each for $what"
+jobs=$(nproc)
+echo "=== ${#targets[@]} targets, $jobs at a time, each for $what"
 for target in "${targets[@]}"; do rm -f "$out/$target.status"; done
 running=0
 for target in "${targets[@]}"; do
-  if ((running >= $(nproc))); then
+  if ((running >= jobs)); then
     wait -n
     running=$((running - 1))
   fi

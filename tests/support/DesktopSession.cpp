@@ -3,9 +3,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <thread>
 
-#include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
+#include "support/JackServer.h"
 
 namespace zar::test {
 
@@ -50,21 +49,10 @@ bool DesktopSession::start() {
 
   // Named after the display, which no other running session has: a later session of the same name
   // takes over the table entry of one that was killed (JACK has eight).
-  const std::string jackName = "zar-e2e-" + *display;
-  // A client the loaded machine runs late is given 10 s before the server drops it.
-  _jack = std::make_unique<ChildProcess>(std::vector<std::string>{"jackd", "-n", jackName, "-r", "-t", "10000", "-d",
-                                                                  "dummy", "-r", "48000", "-p", "1024"});
-  ::setenv("JACK_DEFAULT_SERVER", jackName.c_str(), 1);
-  ::setenv("JACK_NO_START_SERVER", "1", 1);
-  // The server takes clients a little after it starts.
-  native::RtMidiPorts ports;
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (!ports.open({"jack", "zar-e2e-probe", "", ""}, [](std::span<const std::uint8_t>) {})) {
-    if (!_jack->running() || std::chrono::steady_clock::now() > deadline) {
-      _reason = "no JACK server: jackd -d dummy did not start";
-      return false;
-    }
-    std::this_thread::sleep_for(50ms);
+  _jack = startJackServer("zar-e2e-" + *display);
+  if (!_jack) {
+    _reason = "no JACK server: jackd -d dummy did not start";
+    return false;
   }
   return true;
 }
