@@ -7,6 +7,8 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(RTMIDI REQUIRED IMPORTED_TARGET rtmidi)
 pkg_check_modules(JACK REQUIRED IMPORTED_TARGET jack)
-# The X11 desktop: AT-SPI for accessibility, XCB with XTest and RandR for input and screens.
-pkg_check_modules(ATSPI REQUIRED IMPORTED_TARGET atspi-2 gobject-2.0 dbus-1)
+# The X11 desktop: AT-SPI over D-Bus for accessibility (libdbus; of AT-SPI's own library only the
+# header of the protocol's constants), XCB with XTest and RandR for input and screens.
+pkg_check_modules(DBUS REQUIRED IMPORTED_TARGET dbus-1)
+find_path(ATSPI_CONSTANTS_INCLUDE_DIR atspi/atspi-constants.h PATH_SUFFIXES at-spi-2.0 REQUIRED)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-xtest xcb-randr)

@@ -1,10 +1,12 @@
 #include "support/ChildProcess.h"
 
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace zar::test {
@@ -13,11 +15,20 @@ using namespace std::chrono_literals;
 
 ChildProcess::ChildProcess(std::vector<std::string> arguments) {
   int output[2];
+  int input[2];
   if (arguments.empty() || ::pipe(output) != 0) return;
+  // A socket rather than a pipe, so that writing to a program that ended fails instead of raising
+  // SIGPIPE in the test.
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, input) != 0) {
+    ::close(output[0]);
+    ::close(output[1]);
+    return;
+  }
   _pid = ::fork();
   if (_pid == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     ::dup2(output[1], STDOUT_FILENO);
+    ::dup2(input[0], STDIN_FILENO);
     ::close(output[0]);
     ::close(output[1]);
     std::vector<char*> argv;
@@ -27,6 +38,8 @@ ChildProcess::ChildProcess(std::vector<std::string> arguments) {
     ::_exit(127);
   }
   ::close(output[1]);
+  ::close(input[0]);
+  _input = input[1];
   if (_pid < 0) {
     ::close(output[0]);
     return;
@@ -37,6 +50,18 @@ ChildProcess::ChildProcess(std::vector<std::string> arguments) {
 ChildProcess::~ChildProcess() {
   if (_pid > 0) kill(SIGTERM);
   if (_reader.joinable()) _reader.join();
+  if (_input >= 0) ::close(_input);
+}
+
+bool ChildProcess::send(const std::string& line) {
+  const std::string text = line + "\n";
+  return _input >= 0 && ::send(_input, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+}
+
+std::size_t ChildProcess::count(const std::string& text) const {
+  std::lock_guard lock(_mutex);
+  return static_cast<std::size_t>(
+      std::count_if(_lines.begin(), _lines.end(), [&](const std::string& line) { return line.find(text) != std::string::npos; }));
 }
 
 void ChildProcess::readOutput(int fd) {

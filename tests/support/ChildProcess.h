@@ -13,8 +13,8 @@
 namespace zar::test {
 
 /// A program run by a test, killed with the test (and with the test program). Its standard output
-/// is read line by line, so a test can wait for what the program says; its standard error goes
-/// to the test's.
+/// is read line by line, so a test can wait for what the program says; its standard input is a
+/// pipe the test writes to; its standard error goes to the test's.
 class ChildProcess {
  public:
   /// Starts `arguments[0]` (looked up in PATH); `running()` is false when it could not start.
@@ -31,6 +31,10 @@ class ChildProcess {
   std::optional<std::string> waitForLine(const std::string& text, std::chrono::milliseconds timeout);
   /// Everything printed so far.
   std::vector<std::string> lines() const;
+  /// How many lines printed so far contain `text`.
+  std::size_t count(const std::string& text) const;
+  /// Writes a line to the program's standard input; false when it no longer reads it.
+  bool send(const std::string& line);
   /// Waits for the program to end by itself; its exit status, or nothing after the timeout.
   std::optional<int> waitForExit(std::chrono::milliseconds timeout);
   /// Sends a signal and waits (bounded) until the program has ended.
@@ -40,6 +44,7 @@ class ChildProcess {
   void readOutput(int fd);
 
   pid_t _pid = -1;
+  int _input = -1;
   std::optional<int> _status;
   mutable std::mutex _mutex;
   std::condition_variable _changed;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <sstream>
 #include <utility>
 
 #include "FlatWindow.h"
@@ -43,7 +44,7 @@ EditWindow::EditWindow(const std::string& session, std::vector<TrackDefinition> 
   gtk_window_set_title(GTK_WINDOW(_window), ("Edit: " + session).c_str());
   g_signal_connect(_window, "destroy", G_CALLBACK(gtk_main_quit), nullptr);
 
-  GtkWidget* content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 2);
+  GtkWidget* content = _content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 2);
   GtkWidget* cluster = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 4);
   setAccessibleName(cluster, "Counter Display Cluster");
   _start = makeCounter("Edit Selection Start", Entry::start);
@@ -285,6 +286,93 @@ void EditWindow::toggled(GtkWidget* button) {
       if (_trackChanged) _trackChanged(i);
     }
   }
+}
+
+bool EditWindow::command(const std::string& line) {
+  std::istringstream words(line);
+  std::string verb;
+  words >> verb;
+  std::size_t index = 0;
+  const auto track = [&] { return static_cast<bool>(words >> index) && index < _tracks.size(); };
+  const auto rest = [&] {
+    std::string text;
+    std::getline(words >> std::ws, text);
+    return text;
+  };
+  if (verb == "input" && track()) {
+    const std::string value = rest();
+    if (value != "on" && value != "off") return false;
+    // As a click on the button: its handler says what changed.
+    gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(_rows[index].input), value == "on");
+    return true;
+  }
+  if (verb == "rename" && track()) {
+    const std::string name = rest();
+    if (name.empty()) return false;
+    _tracks[index].definition.name = name;
+    showTrack(index);
+    say(fmt::format("track {} renamed \"{}\"", index, name));
+    return true;
+  }
+  if (verb == "add") {
+    const std::string name = rest();
+    if (name.empty()) return false;
+    addTrack(name);
+    return true;
+  }
+  if (verb == "remove" && track()) {
+    removeTrack(index);
+    return true;
+  }
+  std::size_t to = 0;
+  if (verb == "move" && track() && (words >> to) && to < _tracks.size()) {
+    moveTrack(index, to);
+    return true;
+  }
+  return false;
+}
+
+void EditWindow::announceRow(const char* change, std::size_t index, GtkWidget* row) {
+  // The window lists its content's children as its own: their container's announcements name
+  // the content box, which accessibility never sees.
+  g_signal_emit_by_name(gtk_widget_get_accessible(_window), change, static_cast<guint>(kRowsStart + index),
+                        gtk_widget_get_accessible(row));
+}
+
+void EditWindow::addTrack(const std::string& name) {
+  const std::size_t index = _tracks.size();
+  _tracks.push_back(Track{TrackDefinition{name}});
+  _rows.emplace_back();
+  makeRow(index);
+  gtk_container_add(GTK_CONTAINER(_content), _rows[index].box);
+  gtk_widget_show_all(_rows[index].box);
+  announceRow("children-changed::add", index, _rows[index].box);
+  say(fmt::format("track {} added \"{}\"", index, name));
+}
+
+void EditWindow::removeTrack(std::size_t index) {
+  GtkWidget* box = _rows[index].box;
+  g_object_ref(box);  // for the announcement after it left the window
+  gtk_container_remove(GTK_CONTAINER(_content), box);
+  _tracks.erase(_tracks.begin() + static_cast<std::ptrdiff_t>(index));
+  _rows.erase(_rows.begin() + static_cast<std::ptrdiff_t>(index));
+  announceRow("children-changed::remove", index, box);
+  g_object_unref(box);
+  say(fmt::format("track {} removed", index));
+}
+
+void EditWindow::moveTrack(std::size_t from, std::size_t to) {
+  GtkWidget* box = _rows[from].box;
+  announceRow("children-changed::remove", from, box);
+  gtk_box_reorder_child(GTK_BOX(_content), box, static_cast<gint>(kRowsStart + to));
+  Track track = std::move(_tracks[from]);
+  const Row row = _rows[from];
+  _tracks.erase(_tracks.begin() + static_cast<std::ptrdiff_t>(from));
+  _rows.erase(_rows.begin() + static_cast<std::ptrdiff_t>(from));
+  _tracks.insert(_tracks.begin() + static_cast<std::ptrdiff_t>(to), std::move(track));
+  _rows.insert(_rows.begin() + static_cast<std::ptrdiff_t>(to), row);
+  announceRow("children-changed::add", to, box);
+  say(fmt::format("track {} moved to {}", from, to));
 }
 
 }  // namespace standin

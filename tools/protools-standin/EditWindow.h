@@ -36,6 +36,11 @@ struct TrackDefinition {
 /// what the stand-in received ("hui N keys N mouse N": HUI messages, key presses and releases,
 /// mouse button presses and releases). Everything runs on the GTK main thread; each change is
 /// printed on standard output.
+///
+/// `command` takes what a user does by hand, one line each: "input N on|off" (a track's input
+/// monitor button), "rename N NAME", "add NAME" (a track at the bottom), "remove N", "move N M"
+/// (track N to position M). Tracks count from 0, top to bottom. The window announces the rows it
+/// gains and loses to accessibility, as a toolkit's container does.
 class EditWindow {
  public:
   struct Track {
@@ -58,6 +63,8 @@ class EditWindow {
   void showTransport(const std::string& state);
   /// Counts HUI messages received.
   void receivedHUI(std::size_t messages);
+  /// Does what a line of the user says; false for a line it doesn't understand.
+  bool command(const std::string& line);
   /// Told the index of a track whose record enable or mute the user changed with its button.
   void setTrackChangedCallback(std::function<void(std::size_t)> callback) { _trackChanged = std::move(callback); }
 
@@ -82,6 +89,11 @@ class EditWindow {
   void commit();
   void toggled(GtkWidget* button);
   void showReceived();
+  void addTrack(const std::string& name);
+  void removeTrack(std::size_t index);
+  void moveTrack(std::size_t from, std::size_t to);
+  /// Tells accessibility that the window's row at `index` came or went.
+  void announceRow(const char* change, std::size_t index, GtkWidget* row);
 
   static void onEvent(GdkEvent* event, gpointer self);
   static gboolean onKeyPress(GtkWidget* widget, GdkEventKey* event, gpointer self);
@@ -94,6 +106,9 @@ class EditWindow {
   std::vector<Track> _tracks;
   std::vector<Row> _rows;
   GtkWidget* _window = nullptr;
+  GtkWidget* _content = nullptr;
+  /// The window's children before the first row: the counters, "Transport" and "Received".
+  static constexpr std::size_t kRowsStart = 3;
   GtkWidget* _start = nullptr;
   GtkWidget* _end = nullptr;
   GtkWidget* _transport = nullptr;

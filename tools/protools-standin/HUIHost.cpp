@@ -104,6 +104,7 @@ void HUIHost::press(std::uint8_t zone, std::uint8_t port) {
     } else if (port == hui::stripPort::recordReady) {
       _window.setRecEnabled(index, !track.recEnabled);
     } else if (port == hui::stripPort::solo) {
+      if (_soloed.size() <= index) _soloed.resize(index + 1);  // a track added since
       _soloed[index] = !_soloed[index];
     }
     return;
@@ -152,11 +153,12 @@ bool HUIHost::lamp(std::size_t strip, std::uint8_t port) const {
   if (index >= _window.tracks().size()) return false;
   const auto& track = _window.tracks()[index];
   const bool anySolo = std::find(_soloed.begin(), _soloed.end(), true) != _soloed.end();
+  const bool soloed = index < _soloed.size() && _soloed[index];
   switch (port) {
     case hui::stripPort::mute:
-      return track.muted || (!_soloed[index] && anySolo && _flashOn);
+      return track.muted || (!soloed && anySolo && _flashOn);
     case hui::stripPort::solo:
-      return _soloed[index];
+      return soloed;
     case hui::stripPort::recordReady:
       return track.recEnabled && (_transport == Transport::recording || _flashOn);
     default:

@@ -74,6 +74,23 @@ gboolean unselectHUI(gpointer hui) {
   return G_SOURCE_REMOVE;
 }
 
+// A line on standard input: what a user does by hand in the window.
+gboolean onInput(GIOChannel* channel, GIOCondition condition, gpointer window) {
+  gchar* line = nullptr;
+  gsize length = 0;
+  if ((condition & G_IO_IN) != 0 && g_io_channel_read_line(channel, &line, &length, nullptr, nullptr) == G_IO_STATUS_NORMAL) {
+    std::string text(line, length);
+    g_free(line);
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+    if (!static_cast<standin::EditWindow*>(window)->command(text)) {
+      fmt::print("unknown command \"{}\"\n", text);
+      std::fflush(stdout);
+    }
+    return G_SOURCE_CONTINUE;
+  }
+  return G_SOURCE_REMOVE;  // the end of the input
+}
+
 gboolean quit(gpointer) {
   fmt::print("quitting\n");
   std::fflush(stdout);
@@ -135,6 +152,9 @@ int main(int argc, char** argv) {
   // waits out its client time-out for the process that no longer answers.
   g_unix_signal_add(SIGTERM, quit, nullptr);
   g_unix_signal_add(SIGINT, quit, nullptr);
+  GIOChannel* input = g_io_channel_unix_new(STDIN_FILENO);
+  g_io_add_watch(input, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR), onInput, &window);
+  g_io_channel_unref(input);
   window.show();
   if (options.quitAfter > 0) g_timeout_add(static_cast<guint>(options.quitAfter * 1000), quit, nullptr);
   fmt::print("ready pid={}\n", ::getpid());

@@ -41,7 +41,9 @@ DefaultPlatform buildDefaultPlatform(const DefaultPlatformOptions& options) {
           : options.supportDirectory);
   std::shared_ptr<sim::SimDesktop> desktop;
   if (options.desktop == Desktop::x11) {
-    x11::X11Desktop(host).provideServices(*platform);
+    x11::AtspiMirror::Options mirror;
+    mirror.enabled = options.accessibilityMirror;
+    x11::X11Desktop(host, platform->clock, mirror).provideServices(*platform);
   } else {
     // The desktop takes the main run loop for its alerts, so it must be set before this line.
     desktop = std::make_shared<sim::SimDesktop>(platform->clock, platform->mainRunLoop, host);

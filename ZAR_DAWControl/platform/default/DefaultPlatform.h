@@ -33,6 +33,10 @@ struct DefaultPlatformOptions {
   bool preferencesInMemory = false;
   /// The application support directory; empty: the host's under the user's data directory.
   std::string supportDirectory;
+  /// On the X11 desktop: accessibility answers come from a mirror kept up to date by what the
+  /// applications announce. False reads the bus at every call, the way before the mirror (kept to
+  /// measure the one against the other).
+  bool accessibilityMirror = true;
 };
 
 /// The default platform and, on the simulated desktop, the desktop that provides its services.

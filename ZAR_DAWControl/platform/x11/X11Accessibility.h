@@ -4,11 +4,10 @@
 #include <string>
 
 #include "ZAR_DAWControl/platform/Accessibility.h"
+#include "ZAR_DAWControl/platform/x11/AtspiMirror.h"
 #include "ZAR_DAWControl/platform/x11/X11Display.h"
 
 namespace zar::x11 {
-
-class AtspiElement;
 
 /// The accessibility interface over AT-SPI: elements are other processes' accessible objects.
 ///
@@ -30,11 +29,14 @@ class AtspiElement;
 /// element gives illegalArgument; every call gives apiDisabled while the bus can't be reached; a
 /// call on an element whose application left the bus, or whose object is gone or defunct, gives
 /// invalidUIElement; other failures of the bus give cannotComplete.
+///
+/// What the bus answers comes through the mirror (`AtspiMirror`), which keeps it and forgets it
+/// when the application announces a change.
 class X11Accessibility final : public platform::Accessibility {
  public:
   /// The display places accessibility coordinates (the top left of its primary monitor is 0, 0);
   /// without one the root window's origin is used.
-  explicit X11Accessibility(std::shared_ptr<X11Display> display);
+  X11Accessibility(std::shared_ptr<X11Display> display, std::shared_ptr<AtspiMirror> mirror);
 
   /// The element of the application with that process id. It finds the application when it is
   /// first used; until the process joins the bus every call answers cannotComplete, and once no
@@ -66,10 +68,13 @@ class X11Accessibility final : public platform::Accessibility {
   static bool isWindowRole(int atspiRole);
 
  private:
-  template <typename Call>
-  platform::AXError answer(const platform::AXUIElementRef& element, Call call);
+  /// The element as this mirror's, or null (a handle of another kind or of another desktop).
+  AtspiElement* mine(const platform::AXUIElementRef& element) const;
+  /// The element's states, with a defunct object counted as gone.
+  platform::AXError liveStates(AtspiElement& element, std::uint64_t& states);
 
   const std::shared_ptr<X11Display> _display;
+  const std::shared_ptr<AtspiMirror> _mirror;
 };
 
 }  // namespace zar::x11

@@ -4,6 +4,7 @@
 
 #include "ZAR_DAWControl/platform/AccessibilityHelper.h"
 #include "ZAR_DAWControl/platform/Alerts.h"
+#include "ZAR_DAWControl/platform/x11/AtspiMirror.h"
 
 namespace zar::x11 {
 
@@ -19,12 +20,13 @@ class X11AccessibilityHelper final : public platform::AccessibilityHelper {
       "org.gnome.desktop.interface toolkit-accessibility true\" (or in your desktop's accessibility settings), "
       "then start Pro Tools again.";
 
-  explicit X11AccessibilityHelper(std::shared_ptr<platform::Alerts> alerts);
+  X11AccessibilityHelper(std::shared_ptr<AtspiMirror> mirror, std::shared_ptr<platform::Alerts> alerts);
 
   bool checkIfAccessibilityIsAvailable() override;
   void askUserToActivateAccessibility() override;
 
  private:
+  const std::shared_ptr<AtspiMirror> _mirror;
   const std::shared_ptr<platform::Alerts> _alerts;
 };
 

@@ -6,7 +6,8 @@
 
 namespace zar::x11 {
 
-X11AppleScript::X11AppleScript(std::shared_ptr<X11Keyboard> keyboard) : _keyboard(std::move(keyboard)) {}
+X11AppleScript::X11AppleScript(std::shared_ptr<X11Keyboard> keyboard, std::shared_ptr<AtspiMirror> mirror)
+    : _keyboard(std::move(keyboard)), _mirror(std::move(mirror)) {}
 
 std::optional<platform::AppleScriptError> X11AppleScript::execute(const std::string& source) {
   const auto text = platform::TypingScript::typedText(source);
@@ -23,6 +24,7 @@ std::optional<platform::AppleScriptError> X11AppleScript::execute(const std::str
     }
   }
   _keyboard->settleFocus();  // as the script ends once System Events has typed
+  _mirror->inputPosted();
   return std::nullopt;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "ZAR_DAWControl/platform/AppleScript.h"
+#include "ZAR_DAWControl/platform/x11/AtspiMirror.h"
 #include "ZAR_DAWControl/platform/x11/X11Keyboard.h"
 
 namespace zar::x11 {
@@ -19,12 +20,14 @@ class X11AppleScript final : public platform::AppleScript {
   /// The error number of a script that doesn't compile.
   static constexpr int syntaxErrorNumber = -2741;
 
-  explicit X11AppleScript(std::shared_ptr<X11Keyboard> keyboard);
+  /// The mirror hears of every text typed.
+  X11AppleScript(std::shared_ptr<X11Keyboard> keyboard, std::shared_ptr<AtspiMirror> mirror);
 
   std::optional<platform::AppleScriptError> execute(const std::string& source) override;
 
  private:
   const std::shared_ptr<X11Keyboard> _keyboard;
+  const std::shared_ptr<AtspiMirror> _mirror;
 };
 
 }  // namespace zar::x11

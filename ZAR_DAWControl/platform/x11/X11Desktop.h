@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/x11/AtspiMirror.h"
 #include "ZAR_DAWControl/platform/x11/X11AccessibilityHelper.h"
 #include "ZAR_DAWControl/platform/x11/X11Accessibility.h"
 #include "ZAR_DAWControl/platform/x11/X11Alerts.h"
@@ -22,12 +23,16 @@ namespace zar::x11 {
 /// object that made them.
 class X11Desktop {
  public:
-  explicit X11Desktop(const platform::HostIdentity& host);
+  /// `clock` dates the answers the accessibility mirror keeps (the platform's clock); `mirror`
+  /// says how it keeps them.
+  X11Desktop(const platform::HostIdentity& host, std::shared_ptr<platform::Clock> clock,
+             AtspiMirror::Options mirror = {});
 
   /// Puts the desktop's services into the platform; its other services are left as they are.
   void provideServices(platform::Platform& platform) const;
 
   const std::shared_ptr<X11Display>& display() const { return _display; }
+  const std::shared_ptr<AtspiMirror>& mirror() const { return _mirror; }
   const std::shared_ptr<X11Accessibility>& accessibility() const { return _accessibility; }
   const std::shared_ptr<X11AccessibilityHelper>& accessibilityHelper() const { return _accessibilityHelper; }
   const std::shared_ptr<X11Workspace>& workspace() const { return _workspace; }
@@ -39,6 +44,7 @@ class X11Desktop {
  private:
   std::shared_ptr<X11Display> _display;
   std::shared_ptr<X11Keyboard> _keyboard;
+  std::shared_ptr<AtspiMirror> _mirror;
   std::shared_ptr<X11Accessibility> _accessibility;
   std::shared_ptr<X11Alerts> _alerts;
   std::shared_ptr<X11AccessibilityHelper> _accessibilityHelper;

@@ -41,10 +41,45 @@ X11Display::X11Display() {
   _netSupportingWmCheck = atom("_NET_SUPPORTING_WM_CHECK");
   _wmProtocols = atom("WM_PROTOCOLS");
   _netWmPing = atom("_NET_WM_PING");
+
+  _watch = xcb_connect(nullptr, nullptr);
+  if (xcb_connection_has_error(_watch) != 0) return;
+  const std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+  xcb_change_window_attributes(_watch, _root, XCB_CW_EVENT_MASK, &mask);
+  if (const auto* randr = xcb_get_extension_data(_watch, &xcb_randr_id); randr != nullptr && randr->present) {
+    _randrEvents = randr->first_event;
+    xcb_randr_select_input(_watch, _root,
+                           XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                               XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+  }
+  xcb_flush(_watch);
 }
 
 X11Display::~X11Display() {
+  if (_watch != nullptr) xcb_disconnect(_watch);
   if (_connection != nullptr) xcb_disconnect(_connection);
+}
+
+std::uint64_t X11Display::screenChanges() {
+  std::lock_guard lock(_watchMutex);
+  return screenChangesLocked();
+}
+
+std::uint64_t X11Display::screenChangesLocked() {
+  if (_watch == nullptr || xcb_connection_has_error(_watch) != 0) return _screenChanges;
+  while (xcb_generic_event_t* event = xcb_poll_for_event(_watch)) {
+    const auto type = static_cast<std::uint8_t>(event->response_type & 0x7F);
+    bool moved = type == XCB_REPARENT_NOTIFY || type == XCB_GRAVITY_NOTIFY;
+    // Menus and tooltips (override-redirect) come and go without moving anyone's controls.
+    if (type == XCB_CONFIGURE_NOTIFY) moved = reinterpret_cast<xcb_configure_notify_event_t*>(event)->override_redirect == 0;
+    if (_randrEvents != 0 && (type == _randrEvents + XCB_RANDR_SCREEN_CHANGE_NOTIFY || type == _randrEvents + XCB_RANDR_NOTIFY)) {
+      _monitors.clear();
+      moved = true;
+    }
+    _screenChanges += moved ? 1 : 0;
+    std::free(event);
+  }
+  return _screenChanges;
 }
 
 bool X11Display::connected() const {
@@ -73,6 +108,9 @@ std::vector<X11Display::Window> X11Display::windowListProperty(Window window, st
 }
 
 std::vector<platform::Rect> X11Display::monitors() {
+  std::lock_guard lock(_watchMutex);
+  screenChangesLocked();
+  if (!_monitors.empty()) return _monitors;
   std::vector<platform::Rect> result;
   if (!connected()) return result;
   const auto* randr = xcb_get_extension_data(_connection, &xcb_randr_id);
@@ -98,6 +136,8 @@ std::vector<platform::Rect> X11Display::monitors() {
     Reply geometry(xcb_get_geometry_reply(_connection, xcb_get_geometry(_connection, _root), nullptr));
     if (geometry) result.push_back({{0, 0}, {static_cast<double>(geometry->width), static_cast<double>(geometry->height)}});
   }
+  // Kept only where a change would be heard of.
+  if (_randrEvents != 0 && xcb_connection_has_error(_watch) == 0) _monitors = result;
   return result;
 }
 

@@ -33,10 +33,16 @@ class X11Display {
   Window root() const { return _root; }
   std::recursive_mutex& mutex() { return _mutex; }
 
-  /// The monitors (RandR), the primary one first; the whole screen when RandR names none.
+  /// The monitors (RandR), the primary one first; the whole screen when RandR names none. Kept
+  /// until RandR says they changed.
   std::vector<platform::Rect> monitors();
   /// The top left of the primary monitor: the origin of accessibility coordinates.
   platform::Point primaryOrigin();
+  /// How many times the desktop's top-level windows moved, were resized or were put into a window
+  /// manager's frame, or the monitors changed, since the display opened: what the server has sent
+  /// so far is counted at each call. Other programs' controls move on the screen with their
+  /// windows, and nothing but the server says so.
+  std::uint64_t screenChanges();
   /// The pointer on the root window.
   std::optional<platform::Point> pointer();
 
@@ -70,7 +76,15 @@ class X11Display {
   /// The child of the root that holds `window`.
   std::optional<Window> topLevelOf(Window window);
 
+  std::uint64_t screenChangesLocked();
+
   xcb_connection_t* _connection = nullptr;
+  /// A second connection that only hears of the root window's children and the monitors.
+  xcb_connection_t* _watch = nullptr;
+  std::mutex _watchMutex;
+  std::uint64_t _screenChanges = 0;
+  std::uint8_t _randrEvents = 0;
+  std::vector<platform::Rect> _monitors;  // empty: not read since the last change
   Window _root = 0;
   std::recursive_mutex _mutex;
   std::uint32_t _netWmPid = 0;

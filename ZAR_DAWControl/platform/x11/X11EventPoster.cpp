@@ -13,8 +13,9 @@ namespace zar::x11 {
 using platform::KeyboardLayout;
 using platform::MouseEventType;
 
-X11EventPoster::X11EventPoster(std::shared_ptr<X11Display> display, std::shared_ptr<X11Keyboard> keyboard)
-    : _display(std::move(display)), _keyboard(std::move(keyboard)) {}
+X11EventPoster::X11EventPoster(std::shared_ptr<X11Display> display, std::shared_ptr<X11Keyboard> keyboard,
+                               std::shared_ptr<AtspiMirror> mirror)
+    : _display(std::move(display)), _keyboard(std::move(keyboard)), _mirror(std::move(mirror)) {}
 
 platform::EventSourceRef X11EventPoster::createEventSource(std::int32_t stateID) {
   return std::make_shared<const platform::EventSource>(stateID);
@@ -40,6 +41,7 @@ void X11EventPoster::postKeyboardEvent(const platform::ProcessSerialNumber& psn,
     ZAR_LOG_DEBUG("Keyboard event for {}:{} lost: no window of that process takes keys", psn.highLongOfPSN,
                   psn.lowLongOfPSN);
   }
+  _mirror->inputPosted();
 }
 
 void X11EventPoster::postMouseEvent(const platform::MouseEvent& event) {
@@ -80,6 +82,7 @@ void X11EventPoster::postMouseEvent(const platform::MouseEvent& event) {
   if (type == XCB_BUTTON_RELEASE) {  // a click is handled before the caller reads what it did
     if (const auto window = _display->windowUnderPointerLocked()) _display->settleLocked(*window, X11Keyboard::kSettleTimeout);
   }
+  if (type != 0) _mirror->inputPosted();
 }
 
 }  // namespace zar::x11

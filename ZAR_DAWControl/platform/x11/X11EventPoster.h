@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "ZAR_DAWControl/platform/EventPoster.h"
+#include "ZAR_DAWControl/platform/x11/AtspiMirror.h"
 #include "ZAR_DAWControl/platform/x11/X11Display.h"
 #include "ZAR_DAWControl/platform/x11/X11Keyboard.h"
 
@@ -27,7 +28,9 @@ namespace zar::x11 {
 /// pointer has handled the click.
 class X11EventPoster final : public platform::EventPoster {
  public:
-  X11EventPoster(std::shared_ptr<X11Display> display, std::shared_ptr<X11Keyboard> keyboard);
+  /// The mirror hears of every event posted: what it knew may have changed.
+  X11EventPoster(std::shared_ptr<X11Display> display, std::shared_ptr<X11Keyboard> keyboard,
+                 std::shared_ptr<AtspiMirror> mirror);
 
   platform::EventSourceRef createEventSource(std::int32_t stateID) override;
   void postKeyboardEvent(const platform::ProcessSerialNumber& psn, const platform::KeyboardEvent& event) override;
@@ -39,6 +42,7 @@ class X11EventPoster final : public platform::EventPoster {
  private:
   const std::shared_ptr<X11Display> _display;
   const std::shared_ptr<X11Keyboard> _keyboard;
+  const std::shared_ptr<AtspiMirror> _mirror;
 };
 
 }  // namespace zar::x11

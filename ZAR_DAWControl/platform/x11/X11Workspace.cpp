@@ -6,12 +6,12 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "ZAR_DAWControl/platform/x11/AtspiBus.h"
 
 namespace zar::x11 {
 
-X11Workspace::X11Workspace(std::shared_ptr<X11Display> display, platform::HostIdentity host)
-    : _display(std::move(display)), _host(std::move(host)) {}
+X11Workspace::X11Workspace(std::shared_ptr<X11Display> display, std::shared_ptr<AtspiMirror> mirror,
+                           platform::HostIdentity host)
+    : _display(std::move(display)), _mirror(std::move(mirror)), _host(std::move(host)) {}
 
 std::optional<std::string> X11Workspace::programURL(std::int32_t pid) {
   std::error_code error;
@@ -21,11 +21,8 @@ std::optional<std::string> X11Workspace::programURL(std::int32_t pid) {
 }
 
 std::vector<X11Workspace::Listed> X11Workspace::listed() {
-  std::vector<AtspiBus::Application> applications;
-  AtspiBus& bus = AtspiBus::shared();
-  bus.run([&] { applications = bus.applicationsLocked(); });
   std::vector<Listed> result;
-  for (const auto& application : applications) {
+  for (const auto& application : _mirror->applications()) {
     auto running = std::make_shared<platform::RunningApplication>();
     running->processIdentifier = application.pid;
     const bool host = application.pid == static_cast<std::int32_t>(::getpid());

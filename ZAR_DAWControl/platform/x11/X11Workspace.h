@@ -4,6 +4,7 @@
 
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/platform/Workspace.h"
+#include "ZAR_DAWControl/platform/x11/AtspiMirror.h"
 #include "ZAR_DAWControl/platform/x11/X11Display.h"
 
 namespace zar::x11 {
@@ -26,7 +27,7 @@ namespace zar::x11 {
 /// - A process's serial number is {0, pid} for every process that runs.
 class X11Workspace final : public platform::Workspace {
  public:
-  X11Workspace(std::shared_ptr<X11Display> display, platform::HostIdentity host);
+  X11Workspace(std::shared_ptr<X11Display> display, std::shared_ptr<AtspiMirror> mirror, platform::HostIdentity host);
 
   std::vector<platform::RunningApplicationRef> runningApplications() override;
   platform::RunningApplicationRef runningApplicationWithProcessIdentifier(std::int32_t pid) override;
@@ -48,6 +49,7 @@ class X11Workspace final : public platform::Workspace {
   std::vector<Listed> listed();
 
   const std::shared_ptr<X11Display> _display;
+  const std::shared_ptr<AtspiMirror> _mirror;
   const platform::HostIdentity _host;
 };
 

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "ZAR_DAWControl/platform/sim/VirtualClock.h"
+#include "support/FakeAtspiBus.h"
+
 namespace {
 
 using zar::platform::TypingScript;
@@ -26,7 +29,10 @@ TEST(X11AppleScriptTest, RecognisesOnlyTheTypingScript) {
     EXPECT_FALSE(TypingScript::typedText(broken)) << broken;
   }
   // A script that does not compile fails as one before anything is typed.
-  X11AppleScript service(std::make_shared<zar::x11::X11Keyboard>(std::make_shared<zar::x11::X11Display>()));
+  X11AppleScript service(std::make_shared<zar::x11::X11Keyboard>(std::make_shared<zar::x11::X11Display>()),
+                         std::make_shared<zar::x11::AtspiMirror>(std::make_shared<zar::test::FakeAtspiBus>(),
+                                                                 std::make_shared<zar::sim::VirtualClock>(),
+                                                                 zar::x11::AtspiMirror::Options{}));
   const auto error = service.execute("display dialog \"hi\"");
   ASSERT_TRUE(error);
   EXPECT_EQ(error->number, X11AppleScript::syntaxErrorNumber);

@@ -48,9 +48,8 @@ class X11EndToEndTest : public testing::Test {
     auto& session = zar::test::DesktopSession::shared();
     if (!session.started()) GTEST_SKIP() << "X11 end-to-end tests skipped: " << session.reason();
 
-    auto clock = std::make_shared<zar::native::SystemClock>();
-    _runLoop = std::make_shared<zar::native::MainRunLoop>(clock);
-    _platform->clock = clock;
+    _runLoop = std::make_shared<zar::native::MainRunLoop>(_clock);
+    _platform->clock = _clock;
     _platform->mainRunLoop = _runLoop;
     _platform->dispatch = std::make_shared<zar::native::ThreadPoolDispatch>(_runLoop);
     _platform->notificationCenter = std::make_shared<zar::native::SynchronousNotificationCenter>();
@@ -117,7 +116,8 @@ class X11EndToEndTest : public testing::Test {
   const std::string _huiPort = "ZAR e2e HUI " + std::to_string(::getpid()) + "-" + std::to_string(++tests);
   std::shared_ptr<zar::platform::Platform> _platform = std::make_shared<zar::platform::Platform>();
   std::shared_ptr<zar::native::MainRunLoop> _runLoop;
-  zar::x11::X11Desktop _desktop{_platform->host};
+  std::shared_ptr<zar::native::SystemClock> _clock = std::make_shared<zar::native::SystemClock>();
+  zar::x11::X11Desktop _desktop{_platform->host, _clock};
   std::vector<std::string> _alerts;
   std::unique_ptr<ChildProcess> _standIn;
   std::shared_ptr<ZAR_DAWApplicationManager> _manager;

@@ -1,0 +1,548 @@
+#include "ZAR_DAWControl/platform/x11/AtspiMirror.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "ZAR_DAWControl/platform/Log.h"
+
+namespace zar::x11 {
+
+using platform::AXError;
+
+namespace {
+
+// What a press or a set may have changed.
+constexpr AtspiField kTouchedFields[] = {AtspiField::states, AtspiField::name, AtspiField::description,
+                                         AtspiField::text, AtspiField::value};
+// What is read of a child not known yet, together with its siblings: what any read of it needs
+// first (the attribute names come from role, interfaces and states) and its title, by which
+// controls are found; then, for those that have a place on the screen, that place.
+constexpr AtspiField kPrefetched[] = {AtspiField::role, AtspiField::interfaces, AtspiField::states,
+                                      AtspiField::name};
+// After this many elements made since the last sweep, forgotten ones are swept from the index.
+constexpr std::size_t kSweepSlack = 256;
+
+constexpr std::size_t slotOf(AtspiField field) { return static_cast<std::size_t>(field); }
+
+// Roles and interfaces don't change for an object's life.
+constexpr bool lasting(AtspiField field) { return field == AtspiField::role || field == AtspiField::interfaces; }
+
+bool processRuns(std::int32_t pid) { return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM); }
+
+// A descriptor that becomes readable once the process ended; -1 where the system has none.
+int processHandle(std::int32_t pid) { return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)); }
+
+}  // namespace
+
+AtspiMirror::AtspiMirror(std::shared_ptr<AtspiTransport> transport, std::shared_ptr<platform::Clock> clock,
+                         Options options)
+    : _transport(std::move(transport)), _clock(std::move(clock)), _options(options) {
+  _transport->setEventSink([this](const AtspiEvent& event) { apply(event); });
+}
+
+AtspiMirror::~AtspiMirror() {
+  {
+    std::lock_guard lock(_confirmMutex);
+    _stopping = true;
+  }
+  _confirmWake.notify_all();
+  if (_confirmer.joinable()) _confirmer.join();
+  _transport->setEventSink({});
+}
+
+void AtspiMirror::startConfirming() {
+  if (!_options.enabled || _confirmer.joinable()) return;
+  _confirmer = std::thread([this] {
+    std::unique_lock lock(_confirmMutex);
+    const auto interval = std::chrono::duration<double>(_options.confirmInterval);
+    while (!_confirmWake.wait_for(lock, interval, [this] { return _stopping; })) {
+      lock.unlock();
+      forgetPositionsIfMoved();  // also keeps the desktop's queue of window moves short
+      confirmDue();
+      lock.lock();
+    }
+  });
+}
+
+void AtspiMirror::setScreenChanges(std::function<std::uint64_t()> count) {
+  const std::uint64_t now = count ? count() : 0;
+  std::lock_guard lock(_mutex);
+  _screenChanges = std::move(count);
+  _screenChangesSeen = now;
+}
+
+// Element lookup and liveness.
+
+std::shared_ptr<AtspiElement::Application> AtspiMirror::applicationLocked(const std::string& bus) {
+  auto& entry = _applications[bus];
+  auto application = entry.lock();
+  if (!application) {
+    application = std::make_shared<AtspiElement::Application>(bus);
+    entry = application;
+  }
+  return application;
+}
+
+AtspiMirror::ElementRef AtspiMirror::internLocked(const AtspiRef& ref) {
+  auto& entry = _elements[key(ref)];
+  if (auto element = entry.lock()) return element;
+  auto element = std::make_shared<AtspiElement>(this, ref, applicationLocked(ref.bus));
+  entry = element;
+  if (_elements.size() > _liveAtLastSweep + kSweepSlack) {
+    std::erase_if(_elements, [](const auto& item) { return item.second.expired(); });
+    std::erase_if(_applications, [](const auto& item) { return item.second.expired(); });
+    _liveAtLastSweep = _elements.size();
+  }
+  return element;
+}
+
+AtspiMirror::ElementRef AtspiMirror::desktopLocked() {
+  const AtspiRef ref = _transport->desktop();
+  if (!_desktop || _desktop->_ref != ref) _desktop = internLocked(ref);
+  return _desktop;
+}
+
+AXError AtspiMirror::aliveLocked(AtspiElement& object) {
+  AtspiElement::Application& application = *object._application;
+  if (object._gone || application.gone) return AXError::invalidUIElement;
+  if (application.processHandle >= 0) {
+    pollfd ended{application.processHandle, POLLIN, 0};
+    if (::poll(&ended, 1, 0) > 0) {
+      application.gone = true;
+      return AXError::invalidUIElement;
+    }
+  }
+  return AXError::success;
+}
+
+std::optional<std::int32_t> AtspiMirror::processOf(const std::shared_ptr<AtspiElement::Application>& application) {
+  {
+    std::lock_guard lock(_mutex);
+    if (application->pid) return application->pid;
+  }
+  const auto pid = _transport->processOf(application->bus);
+  if (!pid) return std::nullopt;
+  const int handle = processHandle(*pid);
+  std::lock_guard lock(_mutex);
+  if (!application->pid) {
+    application->pid = pid;
+    application->processHandle = handle;
+  } else if (handle >= 0) {
+    ::close(handle);
+  }
+  return application->pid;
+}
+
+AXError AtspiMirror::resolve(AtspiElement& element, ElementRef& object) {
+  if (!_transport->reachable()) return AXError::apiDisabled;
+  if (!element.isApplicationOfProcess()) {
+    std::lock_guard lock(_mutex);
+    // The caller holds the element for the length of the call; the alias owns nothing.
+    object = ElementRef(ElementRef(), &element);
+    return aliveLocked(element);
+  }
+  ElementRef desktop;
+  {
+    std::lock_guard lock(_mutex);
+    if (element._found) {
+      object = element._found;
+      return aliveLocked(*object);
+    }
+    desktop = desktopLocked();
+  }
+  std::vector<ElementRef> applications;
+  if (const AXError result = children(*desktop, applications); result != AXError::success) {
+    return result == AXError::apiDisabled ? result : AXError::cannotComplete;
+  }
+  const std::int32_t pid = *element._pidAsked;
+  for (const auto& application : applications) {
+    if (processOf(application->_application) != pid) continue;
+    std::lock_guard lock(_mutex);
+    element._found = application;
+    object = application;
+    return aliveLocked(*object);
+  }
+  return processRuns(pid) ? AXError::cannotComplete : AXError::invalidUIElement;
+}
+
+void AtspiMirror::barrierIfNeeded(AtspiElement& object) {
+  if (!_options.enabled) return;
+  const std::uint64_t epoch = _inputEpoch.load();
+  {
+    std::lock_guard lock(_mutex);
+    if (object._application->barrierEpoch >= epoch) return;
+  }
+  _transport->barrier(object._application->bus);
+  std::lock_guard lock(_mutex);
+  object._application->barrierEpoch = std::max(object._application->barrierEpoch, epoch);
+}
+
+// Reading.
+
+template <typename Copy>
+AXError AtspiMirror::readField(AtspiElement& element, AtspiField field, Copy copy) {
+  ElementRef object;
+  if (const AXError result = resolve(element, object); result != AXError::success) return result;
+  if (field == AtspiField::extents) forgetPositionsIfMoved();
+  barrierIfNeeded(*object);
+  std::uint32_t generation = 0;
+  {
+    std::lock_guard lock(_mutex);
+    AtspiElement::Slot& slot = object->_slots[slotOf(field)];
+    const double now = _clock->now();
+    const bool young = now - slot.confirmedAt <= _options.refetchAfter;
+    if (slot.known && (lasting(field) || (_options.enabled && young))) {
+      slot.readAt = now;
+      copy(*object);
+      return AXError::success;
+    }
+    generation = slot.generation;
+  }
+  const AtspiReply reply = std::move(_transport->read({{object->_ref, field}}).front());
+  std::vector<ElementRef> unknownChildren;
+  {
+    std::lock_guard lock(_mutex);
+    if (reply.error == AXError::invalidUIElement) object->_gone = true;
+    if (reply.error != AXError::success) return reply.error;
+    if (!storeLocked(*object, field, reply.value, generation, _clock->now())) return AXError::cannotComplete;
+    copy(*object);
+    if (field == AtspiField::children && _options.enabled) {
+      for (const auto& child : object->_children) {
+        if (!child->_slots[slotOf(AtspiField::role)].known) unknownChildren.push_back(child);
+      }
+    }
+  }
+  if (!unknownChildren.empty()) prefetchChildren(unknownChildren);
+  return AXError::success;
+}
+
+bool AtspiMirror::storeLocked(AtspiElement& object, AtspiField field, const AtspiValue& value,
+                              std::uint32_t generation, double now, bool* changed) {
+  bool stored = false;
+  bool differs = false;
+  const auto keep = [&](auto& member) {
+    using Member = std::decay_t<decltype(member)>;
+    const Member* given = std::get_if<Member>(&value);
+    if (given == nullptr) return;
+    differs = !(member == *given);
+    member = *given;
+    stored = true;
+  };
+  switch (field) {
+    case AtspiField::role: keep(object._role); break;
+    case AtspiField::interfaces: keep(object._interfaces); break;
+    case AtspiField::name: keep(object._name); break;
+    case AtspiField::description: keep(object._description); break;
+    case AtspiField::states: keep(object._states); break;
+    case AtspiField::text: keep(object._text); break;
+    case AtspiField::parent: keep(object._parent); break;
+    case AtspiField::value: keep(object._value); break;
+    case AtspiField::extents: keep(object._extents); break;
+    case AtspiField::actionCount: keep(object._actionCount); break;
+    case AtspiField::children: {
+      const auto* refs = std::get_if<std::vector<AtspiRef>>(&value);
+      if (refs == nullptr) break;
+      std::vector<ElementRef> children;
+      children.reserve(refs->size());
+      for (const AtspiRef& ref : *refs) children.push_back(internLocked(ref));
+      differs = children != object._children;
+      object._children = std::move(children);
+      stored = true;
+      break;
+    }
+  }
+  if (!stored) return false;
+  if (changed != nullptr) *changed = differs;
+  AtspiElement::Slot& slot = object._slots[slotOf(field)];
+  // A change announced while the read was under way: the answer may be from before it.
+  if (slot.generation == generation) {
+    slot.known = true;
+    slot.confirmedAt = now;
+    slot.readAt = now;
+  }
+  return true;
+}
+
+void AtspiMirror::prefetchChildren(const std::vector<ElementRef>& children) {
+  prefetch(children, kPrefetched);
+  // Asking an object without a place for one makes toolkits complain: only those that have one.
+  std::vector<ElementRef> placed;
+  {
+    std::lock_guard lock(_mutex);
+    for (const auto& child : children) {
+      if (child->_slots[slotOf(AtspiField::interfaces)].known && (child->_interfaces & kAtspiComponent) != 0) {
+        placed.push_back(child);
+      }
+    }
+  }
+  constexpr AtspiField kPlace[] = {AtspiField::extents};
+  prefetch(placed, kPlace);
+}
+
+void AtspiMirror::prefetch(const std::vector<ElementRef>& elements, std::span<const AtspiField> fields) {
+  struct Pending {
+    ElementRef element;
+    AtspiField field;
+    std::uint32_t generation;
+  };
+  std::vector<Pending> pending;
+  std::vector<AtspiRead> reads;
+  {
+    std::lock_guard lock(_mutex);
+    for (const auto& element : elements) {
+      for (const AtspiField field : fields) {
+        const AtspiElement::Slot& slot = element->_slots[slotOf(field)];
+        if (slot.known) continue;
+        pending.push_back({element, field, slot.generation});
+        reads.push_back({element->_ref, field});
+      }
+    }
+  }
+  if (reads.empty()) return;
+  const auto replies = _transport->read(reads);
+  std::lock_guard lock(_mutex);
+  const double now = _clock->now();
+  for (std::size_t i = 0; i < pending.size() && i < replies.size(); ++i) {
+    if (replies[i].error == AXError::success) {
+      storeLocked(*pending[i].element, pending[i].field, replies[i].value, pending[i].generation, now);
+    } else if (replies[i].error == AXError::invalidUIElement) {
+      pending[i].element->_gone = true;
+    }
+  }
+}
+
+AXError AtspiMirror::role(AtspiElement& element, std::uint32_t& role) {
+  return readField(element, AtspiField::role, [&](const AtspiElement& object) { role = object._role; });
+}
+
+AXError AtspiMirror::interfaces(AtspiElement& element, std::uint64_t& interfaces) {
+  return readField(element, AtspiField::interfaces,
+                   [&](const AtspiElement& object) { interfaces = object._interfaces; });
+}
+
+AXError AtspiMirror::states(AtspiElement& element, std::uint64_t& states) {
+  return readField(element, AtspiField::states, [&](const AtspiElement& object) { states = object._states; });
+}
+
+AXError AtspiMirror::text(AtspiElement& element, AtspiField field, std::string& text) {
+  return readField(element, field, [&](const AtspiElement& object) {
+    text = field == AtspiField::name ? object._name : field == AtspiField::description ? object._description : object._text;
+  });
+}
+
+AXError AtspiMirror::children(AtspiElement& element, std::vector<ElementRef>& children) {
+  return readField(element, AtspiField::children, [&](const AtspiElement& object) { children = object._children; });
+}
+
+AXError AtspiMirror::parent(AtspiElement& element, ElementRef& parent) {
+  AtspiRef ref;
+  const AXError result = readField(element, AtspiField::parent, [&](const AtspiElement& object) { ref = object._parent; });
+  if (result != AXError::success) return result;
+  std::lock_guard lock(_mutex);
+  parent = ref.bus.empty() ? nullptr : internLocked(ref);
+  return AXError::success;
+}
+
+AXError AtspiMirror::value(AtspiElement& element, double& value) {
+  return readField(element, AtspiField::value, [&](const AtspiElement& object) { value = object._value; });
+}
+
+AXError AtspiMirror::extents(AtspiElement& element, AtspiExtents& extents) {
+  return readField(element, AtspiField::extents, [&](const AtspiElement& object) { extents = object._extents; });
+}
+
+AXError AtspiMirror::actionCount(AtspiElement& element, std::int32_t& count) {
+  return readField(element, AtspiField::actionCount, [&](const AtspiElement& object) { count = object._actionCount; });
+}
+
+AXError AtspiMirror::pid(AtspiElement& element, std::int32_t& pid) {
+  if (element.isApplicationOfProcess()) {
+    pid = *element._pidAsked;
+    return AXError::success;
+  }
+  const auto process = processOf(element._application);
+  if (!process) return AXError::cannotComplete;
+  pid = *process;
+  return AXError::success;
+}
+
+std::shared_ptr<AtspiElement> AtspiMirror::applicationOfProcess(std::int32_t pid) {
+  return std::make_shared<AtspiElement>(this, pid);
+}
+
+std::vector<AtspiMirror::ApplicationInfo> AtspiMirror::applications() {
+  std::vector<ApplicationInfo> result;
+  ElementRef desktop;
+  {
+    std::lock_guard lock(_mutex);
+    desktop = desktopLocked();
+  }
+  std::vector<ElementRef> roots;
+  if (children(*desktop, roots) != AXError::success) return result;
+  for (const auto& root : roots) {
+    ApplicationInfo info;
+    // An application that quits while it is listed is left out.
+    if (text(*root, AtspiField::name, info.name) != AXError::success) continue;
+    if (text(*root, AtspiField::description, info.description) != AXError::success) info.description.clear();
+    info.pid = processOf(root->_application).value_or(0);
+    result.push_back(std::move(info));
+  }
+  return result;
+}
+
+// Writing.
+
+void AtspiMirror::forgetLocked(AtspiElement& object, AtspiField field) {
+  AtspiElement::Slot& slot = object._slots[slotOf(field)];
+  slot.known = false;
+  ++slot.generation;
+}
+
+void AtspiMirror::touched(AtspiElement& object) {
+  std::lock_guard lock(_mutex);
+  for (const AtspiField field : kTouchedFields) forgetLocked(object, field);
+}
+
+template <typename Write>
+AXError AtspiMirror::write(AtspiElement& element, Write write) {
+  ElementRef object;
+  if (const AXError result = resolve(element, object); result != AXError::success) return result;
+  const AXError result = write(object->_ref);
+  touched(*object);
+  if (result == AXError::invalidUIElement) {
+    std::lock_guard lock(_mutex);
+    object->_gone = true;
+  }
+  return result;
+}
+
+AXError AtspiMirror::doAction(AtspiElement& element, std::int32_t index) {
+  return write(element, [&](const AtspiRef& ref) { return _transport->doAction(ref, index); });
+}
+
+AXError AtspiMirror::actionText(AtspiElement& element, std::int32_t index, std::string& text) {
+  ElementRef object;
+  if (const AXError result = resolve(element, object); result != AXError::success) return result;
+  return _transport->actionText(object->_ref, index, text);
+}
+
+AXError AtspiMirror::setText(AtspiElement& element, const std::string& text) {
+  return write(element, [&](const AtspiRef& ref) { return _transport->setText(ref, text); });
+}
+
+AXError AtspiMirror::setValue(AtspiElement& element, double value) {
+  return write(element, [&](const AtspiRef& ref) { return _transport->setValue(ref, value); });
+}
+
+// Changes.
+
+void AtspiMirror::forgetPositionsIfMoved() {
+  std::function<std::uint64_t()> count;
+  {
+    std::lock_guard lock(_mutex);
+    count = _screenChanges;
+  }
+  if (!count) return;
+  const std::uint64_t changes = count();
+  std::lock_guard lock(_mutex);
+  if (changes == _screenChangesSeen) return;
+  _screenChangesSeen = changes;
+  for (const auto& [key, entry] : _elements) {
+    if (const auto element = entry.lock()) forgetLocked(*element, AtspiField::extents);
+  }
+}
+
+void AtspiMirror::apply(const AtspiEvent& event) {
+  std::vector<ElementRef> released;  // dropped after the lock, should they be the last holders
+  std::lock_guard lock(_mutex);
+  switch (event.kind) {
+    case AtspiEvent::Kind::changed: {
+      const auto it = _elements.find(key(event.ref));
+      if (it == _elements.end()) return;
+      if (auto element = it->second.lock()) {
+        forgetLocked(*element, event.field);
+        released.push_back(std::move(element));
+      }
+      return;
+    }
+    case AtspiEvent::Kind::applicationGone:
+      if (const auto it = _applications.find(event.ref.bus); it != _applications.end()) {
+        if (const auto application = it->second.lock()) application->gone = true;
+      }
+      if (_desktop) forgetLocked(*_desktop, AtspiField::children);
+      return;
+    case AtspiEvent::Kind::busLost:
+      // A bus started again numbers its connections from the start: nothing known of the old one
+      // may be taken for an object of the new.
+      for (const auto& [bus, entry] : _applications) {
+        if (const auto application = entry.lock()) application->gone = true;
+      }
+      _applications.clear();
+      _elements.clear();
+      _liveAtLastSweep = 0;
+      if (_desktop) released.push_back(std::exchange(_desktop, nullptr));
+      return;
+  }
+}
+
+// Confirmation.
+
+void AtspiMirror::confirmDue() {
+  if (!_options.enabled) return;
+  struct Due {
+    ElementRef element;
+    AtspiField field;
+    std::uint32_t generation;
+    double confirmedAt;
+  };
+  std::vector<Due> due;
+  {
+    std::lock_guard lock(_mutex);
+    const double now = _clock->now();
+    for (const auto& [key, entry] : _elements) {
+      auto element = entry.lock();
+      if (!element || element->_gone || element->_application->gone) continue;
+      for (std::size_t i = 0; i < kAtspiFieldCount; ++i) {
+        const auto field = static_cast<AtspiField>(i);
+        const AtspiElement::Slot& slot = element->_slots[i];
+        if (lasting(field) || !slot.known || now - slot.confirmedAt <= _options.confirmAfter ||
+            slot.readAt <= slot.confirmedAt) {
+          continue;
+        }
+        due.push_back({element, field, slot.generation, slot.confirmedAt});
+      }
+    }
+  }
+  if (due.empty()) return;
+  std::sort(due.begin(), due.end(), [](const Due& a, const Due& b) { return a.confirmedAt < b.confirmedAt; });
+  if (due.size() > _options.confirmBatch) due.resize(_options.confirmBatch);
+  std::vector<AtspiRead> reads;
+  reads.reserve(due.size());
+  for (const Due& entry : due) reads.push_back({entry.element->_ref, entry.field});
+  const auto replies = _transport->read(reads);
+  std::size_t missed = 0;
+  {
+    std::lock_guard lock(_mutex);
+    const double now = _clock->now();
+    for (std::size_t i = 0; i < due.size() && i < replies.size(); ++i) {
+      if (replies[i].error == AXError::invalidUIElement) {
+        due[i].element->_gone = true;
+      } else if (replies[i].error == AXError::success) {
+        bool changed = false;
+        storeLocked(*due[i].element, due[i].field, replies[i].value, due[i].generation, now, &changed);
+        missed += changed ? 1 : 0;
+      }
+    }
+  }
+  if (missed > 0) {
+    ZAR_LOG_DEBUG("Accessibility: {} of {} answers confirmed had changed without a word from their application",
+                  missed, due.size());
+  }
+}
+
+}  // namespace zar::x11
