@@ -332,6 +332,17 @@ bool EditWindow::command(const std::string& line) {
   return false;
 }
 
+void EditWindow::sayWhenShown(std::string line) {
+  _unshown.push_back(std::move(line));
+  if (_afterPaint == 0) {
+    _afterPaint = g_signal_connect_swapped(gtk_widget_get_frame_clock(_window), "after-paint", G_CALLBACK(+[](gpointer self) {
+      auto& window = *static_cast<EditWindow*>(self);
+      for (const auto& shown : std::exchange(window._unshown, {})) say(shown);
+    }), this);
+  }
+  gtk_widget_queue_draw(_window);
+}
+
 void EditWindow::announceRow(const char* change, std::size_t index, GtkWidget* row) {
   // The window lists its content's children as its own: their container's announcements name
   // the content box, which accessibility never sees.
@@ -347,7 +358,7 @@ void EditWindow::addTrack(const std::string& name) {
   gtk_container_add(GTK_CONTAINER(_content), _rows[index].box);
   gtk_widget_show_all(_rows[index].box);
   announceRow("children-changed::add", index, _rows[index].box);
-  say(fmt::format("track {} added \"{}\"", index, name));
+  sayWhenShown(fmt::format("track {} added \"{}\"", index, name));
 }
 
 void EditWindow::removeTrack(std::size_t index) {
@@ -358,7 +369,7 @@ void EditWindow::removeTrack(std::size_t index) {
   _rows.erase(_rows.begin() + static_cast<std::ptrdiff_t>(index));
   announceRow("children-changed::remove", index, box);
   g_object_unref(box);
-  say(fmt::format("track {} removed", index));
+  sayWhenShown(fmt::format("track {} removed", index));
 }
 
 void EditWindow::moveTrack(std::size_t from, std::size_t to) {
@@ -372,7 +383,7 @@ void EditWindow::moveTrack(std::size_t from, std::size_t to) {
   _tracks.insert(_tracks.begin() + static_cast<std::ptrdiff_t>(to), std::move(track));
   _rows.insert(_rows.begin() + static_cast<std::ptrdiff_t>(to), row);
   announceRow("children-changed::add", to, box);
-  say(fmt::format("track {} moved to {}", from, to));
+  sayWhenShown(fmt::format("track {} moved to {}", from, to));
 }
 
 }  // namespace standin

@@ -92,6 +92,9 @@ class EditWindow {
   void addTrack(const std::string& name);
   void removeTrack(std::size_t index);
   void moveTrack(std::size_t from, std::size_t to);
+  /// Says a change of the rows once the window has laid them out and drawn them: until then a new
+  /// row has no place on the screen.
+  void sayWhenShown(std::string line);
   /// Tells accessibility that the window's row at `index` came or went.
   void announceRow(const char* change, std::size_t index, GtkWidget* row);
 
@@ -123,6 +126,8 @@ class EditWindow {
   std::size_t _renamed = 0;
   bool _updating = false;
   std::function<void(std::size_t)> _trackChanged;
+  std::vector<std::string> _unshown;
+  gulong _afterPaint = 0;
 };
 
 }  // namespace standin

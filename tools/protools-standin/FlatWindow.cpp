@@ -40,7 +40,8 @@ AtkObject* flatRefChild(AtkObject* accessible, gint index) {
   g_list_free(children);
   if (child == nullptr) return nullptr;
   AtkObject* childAccessible = gtk_widget_get_accessible(child);
-  atk_object_set_parent(childAccessible, accessible);
+  // Set once: every change of parent is announced, and the children are listed often.
+  if (atk_object_get_parent(childAccessible) != accessible) atk_object_set_parent(childAccessible, accessible);
   return ATK_OBJECT(g_object_ref(childAccessible));
 }
 

@@ -11,6 +11,14 @@
 
 namespace zar::x11 {
 
+namespace {
+
+thread_local std::uint64_t sentHere = 0;
+
+}  // namespace
+
+std::uint64_t AtspiConnection::sentOnThisThread() { return sentHere; }
+
 void DBusMessageUnref::operator()(DBusMessage* message) const { dbus_message_unref(message); }
 
 namespace {
@@ -148,6 +156,7 @@ std::vector<DBusMessageRef> AtspiConnection::call(std::vector<DBusMessageRef> me
       continue;
     }
     _sent.fetch_add(1);
+    ++sentHere;
     dbus_pending_call_set_notify(
         pending[i],
         [](DBusPendingCall*, void* data) {

@@ -44,6 +44,8 @@ class AtspiConnection {
   std::vector<DBusMessageRef> call(std::vector<DBusMessageRef> messages, std::chrono::milliseconds timeout);
   /// The messages sent so far.
   std::uint64_t sent() const { return _sent.load(); }
+  /// The messages the calling thread has sent, on any connection: the calls it waited for.
+  static std::uint64_t sentOnThisThread();
 
  private:
   AtspiConnection(DBusConnection* connection, int wake, SignalHandler onSignal, std::function<void()> onClosed);

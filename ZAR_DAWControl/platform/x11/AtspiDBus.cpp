@@ -442,6 +442,13 @@ void AtspiDBus::signal(DBusMessage* message) {
     const std::string_view signal = member;
     if (signal == "StateChanged") {
       event.field = AtspiField::states;
+      // A control shown or hidden has a place on the screen, or none, from then on: toolkits
+      // announce only moves of a control shown.
+      DBusMessageIter iter;
+      std::string detail;
+      if (dbus_message_iter_init(message, &iter) && text(iter, detail) && (detail == "showing" || detail == "visible")) {
+        deliver(AtspiEvent{AtspiEvent::Kind::changed, event.ref, AtspiField::extents});
+      }
     } else if (signal == "ChildrenChanged") {
       event.field = AtspiField::children;
     } else if (signal == "BoundsChanged") {

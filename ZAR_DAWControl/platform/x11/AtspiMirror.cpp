@@ -141,79 +141,110 @@ std::optional<std::int32_t> AtspiMirror::processOf(const std::shared_ptr<AtspiEl
 AXError AtspiMirror::resolve(AtspiElement& element, ElementRef& object) {
   if (!_transport->reachable()) return AXError::apiDisabled;
   if (!element.isApplicationOfProcess()) {
-    std::lock_guard lock(_mutex);
     // The caller holds the element for the length of the call; the alias owns nothing.
     object = ElementRef(ElementRef(), &element);
-    return aliveLocked(element);
+    return AXError::success;
   }
   ElementRef desktop;
   {
     std::lock_guard lock(_mutex);
     if (element._found) {
       object = element._found;
-      return aliveLocked(*object);
+      return AXError::success;
     }
     desktop = desktopLocked();
   }
-  std::vector<ElementRef> applications;
-  if (const AXError result = children(*desktop, applications); result != AXError::success) {
+  Answer listed;
+  if (const AXError result = read(*desktop, {AtspiField::children}, listed); result != AXError::success) {
     return result == AXError::apiDisabled ? result : AXError::cannotComplete;
   }
   const std::int32_t pid = *element._pidAsked;
-  for (const auto& application : applications) {
+  for (const auto& application : listed.children) {
     if (processOf(application->_application) != pid) continue;
     std::lock_guard lock(_mutex);
     element._found = application;
     object = application;
-    return aliveLocked(*object);
+    return AXError::success;
   }
   return processRuns(pid) ? AXError::cannotComplete : AXError::invalidUIElement;
 }
 
-void AtspiMirror::barrierIfNeeded(AtspiElement& object) {
-  if (!_options.enabled) return;
-  const std::uint64_t epoch = _inputEpoch.load();
-  {
-    std::lock_guard lock(_mutex);
-    if (object._application->barrierEpoch >= epoch) return;
-  }
-  _transport->barrier(object._application->bus);
-  std::lock_guard lock(_mutex);
-  object._application->barrierEpoch = std::max(object._application->barrierEpoch, epoch);
-}
-
 // Reading.
 
-template <typename Copy>
-AXError AtspiMirror::readField(AtspiElement& element, AtspiField field, Copy copy) {
+bool AtspiMirror::answerLocked(AtspiElement& object, AtspiField field, Answer& answer, double now) {
+  AtspiElement::Slot& slot = object._slots[slotOf(field)];
+  const bool young = now - slot.confirmedAt <= _options.refetchAfter;
+  if (!slot.known || !(lasting(field) || (_options.enabled && young))) return false;
+  slot.readAt = now;
+  copyLocked(object, field, answer);
+  return true;
+}
+
+void AtspiMirror::copyLocked(AtspiElement& object, AtspiField field, Answer& answer) {
+  switch (field) {
+    case AtspiField::role: answer.role = object._role; break;
+    case AtspiField::interfaces: answer.interfaces = object._interfaces; break;
+    case AtspiField::states: answer.states = object._states; break;
+    case AtspiField::name: answer.name = object._name; break;
+    case AtspiField::description: answer.description = object._description; break;
+    case AtspiField::text: answer.text = object._text; break;
+    case AtspiField::children: answer.children = object._children; break;
+    case AtspiField::parent: answer.parent = object._parent.bus.empty() ? nullptr : internLocked(object._parent); break;
+    case AtspiField::value: answer.value = object._value; break;
+    case AtspiField::extents: answer.extents = object._extents; break;
+    case AtspiField::actionCount: answer.actionCount = object._actionCount; break;
+  }
+}
+
+AXError AtspiMirror::read(AtspiElement& element, std::initializer_list<AtspiField> fields, Answer& answer) {
   ElementRef object;
   if (const AXError result = resolve(element, object); result != AXError::success) return result;
-  if (field == AtspiField::extents) forgetPositionsIfMoved();
-  barrierIfNeeded(*object);
-  std::uint32_t generation = 0;
-  {
-    std::lock_guard lock(_mutex);
-    AtspiElement::Slot& slot = object->_slots[slotOf(field)];
-    const double now = _clock->now();
-    const bool young = now - slot.confirmedAt <= _options.refetchAfter;
-    if (slot.known && (lasting(field) || (_options.enabled && young))) {
-      slot.readAt = now;
-      copy(*object);
-      return AXError::success;
+  if (std::find(fields.begin(), fields.end(), AtspiField::extents) != fields.end()) forgetPositionsIfMoved();
+  struct Missing {
+    AtspiField field;
+    std::uint32_t generation;
+  };
+  std::vector<Missing> missing;
+  for (bool waited = false;;) {
+    const std::uint64_t epoch = _inputEpoch.load();
+    {
+      std::lock_guard lock(_mutex);
+      if (const AXError result = aliveLocked(*object); result != AXError::success) return result;
+      AtspiElement::Application& application = *object->_application;
+      // After input, what the application announced before it is waited for first.
+      if (waited || !_options.enabled || application.barrierEpoch >= epoch) {
+        application.barrierEpoch = std::max(application.barrierEpoch, epoch);
+        const double now = _clock->now();
+        for (const AtspiField field : fields) {
+          if (!answerLocked(*object, field, answer, now)) missing.push_back({field, object->_slots[slotOf(field)].generation});
+        }
+        break;
+      }
     }
-    generation = slot.generation;
+    _transport->barrier(object->_application->bus);
+    waited = true;
   }
-  const AtspiReply reply = std::move(_transport->read({{object->_ref, field}}).front());
+  if (missing.empty()) return AXError::success;
+
+  std::vector<AtspiRead> reads;
+  reads.reserve(missing.size());
+  for (const Missing& entry : missing) reads.push_back({object->_ref, entry.field});
+  const auto replies = _transport->read(reads);
   std::vector<ElementRef> unknownChildren;
   {
     std::lock_guard lock(_mutex);
-    if (reply.error == AXError::invalidUIElement) object->_gone = true;
-    if (reply.error != AXError::success) return reply.error;
-    if (!storeLocked(*object, field, reply.value, generation, _clock->now())) return AXError::cannotComplete;
-    copy(*object);
-    if (field == AtspiField::children && _options.enabled) {
-      for (const auto& child : object->_children) {
-        if (!child->_slots[slotOf(AtspiField::role)].known) unknownChildren.push_back(child);
+    const double now = _clock->now();
+    for (std::size_t i = 0; i < missing.size(); ++i) {
+      const AtspiField field = missing[i].field;
+      const AXError error = i < replies.size() ? replies[i].error : AXError::cannotComplete;
+      if (error == AXError::invalidUIElement) object->_gone = true;
+      if (error != AXError::success) return error;
+      if (!storeLocked(*object, field, replies[i].value, missing[i].generation, now)) return AXError::cannotComplete;
+      copyLocked(*object, field, answer);  // handed over as read, also when a change came in meanwhile
+      if (field == AtspiField::children && _options.enabled) {
+        for (const auto& child : object->_children) {
+          if (!child->_slots[slotOf(AtspiField::role)].known) unknownChildren.push_back(child);
+        }
       }
     }
   }
@@ -259,8 +290,11 @@ bool AtspiMirror::storeLocked(AtspiElement& object, AtspiField field, const Atsp
   if (!stored) return false;
   if (changed != nullptr) *changed = differs;
   AtspiElement::Slot& slot = object._slots[slotOf(field)];
+  // A control not shown (yet) has no place, told by the smallest coordinates: it may be shown
+  // and placed without a word in between, so that is asked again rather than kept.
+  const bool unplaced = field == AtspiField::extents && (object._extents.x == INT32_MIN || object._extents.y == INT32_MIN);
   // A change announced while the read was under way: the answer may be from before it.
-  if (slot.generation == generation) {
+  if (slot.generation == generation && !unplaced) {
     slot.known = true;
     slot.confirmedAt = now;
     slot.readAt = now;
@@ -316,50 +350,6 @@ void AtspiMirror::prefetch(const std::vector<ElementRef>& elements, std::span<co
   }
 }
 
-AXError AtspiMirror::role(AtspiElement& element, std::uint32_t& role) {
-  return readField(element, AtspiField::role, [&](const AtspiElement& object) { role = object._role; });
-}
-
-AXError AtspiMirror::interfaces(AtspiElement& element, std::uint64_t& interfaces) {
-  return readField(element, AtspiField::interfaces,
-                   [&](const AtspiElement& object) { interfaces = object._interfaces; });
-}
-
-AXError AtspiMirror::states(AtspiElement& element, std::uint64_t& states) {
-  return readField(element, AtspiField::states, [&](const AtspiElement& object) { states = object._states; });
-}
-
-AXError AtspiMirror::text(AtspiElement& element, AtspiField field, std::string& text) {
-  return readField(element, field, [&](const AtspiElement& object) {
-    text = field == AtspiField::name ? object._name : field == AtspiField::description ? object._description : object._text;
-  });
-}
-
-AXError AtspiMirror::children(AtspiElement& element, std::vector<ElementRef>& children) {
-  return readField(element, AtspiField::children, [&](const AtspiElement& object) { children = object._children; });
-}
-
-AXError AtspiMirror::parent(AtspiElement& element, ElementRef& parent) {
-  AtspiRef ref;
-  const AXError result = readField(element, AtspiField::parent, [&](const AtspiElement& object) { ref = object._parent; });
-  if (result != AXError::success) return result;
-  std::lock_guard lock(_mutex);
-  parent = ref.bus.empty() ? nullptr : internLocked(ref);
-  return AXError::success;
-}
-
-AXError AtspiMirror::value(AtspiElement& element, double& value) {
-  return readField(element, AtspiField::value, [&](const AtspiElement& object) { value = object._value; });
-}
-
-AXError AtspiMirror::extents(AtspiElement& element, AtspiExtents& extents) {
-  return readField(element, AtspiField::extents, [&](const AtspiElement& object) { extents = object._extents; });
-}
-
-AXError AtspiMirror::actionCount(AtspiElement& element, std::int32_t& count) {
-  return readField(element, AtspiField::actionCount, [&](const AtspiElement& object) { count = object._actionCount; });
-}
-
 AXError AtspiMirror::pid(AtspiElement& element, std::int32_t& pid) {
   if (element.isApplicationOfProcess()) {
     pid = *element._pidAsked;
@@ -382,15 +372,14 @@ std::vector<AtspiMirror::ApplicationInfo> AtspiMirror::applications() {
     std::lock_guard lock(_mutex);
     desktop = desktopLocked();
   }
-  std::vector<ElementRef> roots;
-  if (children(*desktop, roots) != AXError::success) return result;
-  for (const auto& root : roots) {
-    ApplicationInfo info;
+  Answer listed;
+  if (read(*desktop, {AtspiField::children}, listed) != AXError::success) return result;
+  for (const auto& root : listed.children) {
+    Answer application;
     // An application that quits while it is listed is left out.
-    if (text(*root, AtspiField::name, info.name) != AXError::success) continue;
-    if (text(*root, AtspiField::description, info.description) != AXError::success) info.description.clear();
-    info.pid = processOf(root->_application).value_or(0);
-    result.push_back(std::move(info));
+    if (read(*root, {AtspiField::name, AtspiField::description}, application) != AXError::success) continue;
+    result.push_back({processOf(root->_application).value_or(0), std::move(application.name),
+                      std::move(application.description)});
   }
   return result;
 }

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -92,24 +93,28 @@ class AtspiMirror {
   /// Whether the bus can be reached.
   bool reachable() { return _transport->reachable(); }
 
-  // Reads. Each answers success, or the error of the read: apiDisabled, invalidUIElement,
-  // attributeUnsupported, cannotComplete.
+  /// What is read of an element: the fields asked for are filled in.
+  struct Answer {
+    std::uint32_t role = 0;
+    std::uint64_t interfaces = 0;
+    std::uint64_t states = 0;
+    std::string name;
+    std::string description;
+    std::string text;
+    std::vector<std::shared_ptr<AtspiElement>> children;
+    /// Nothing for an object without a parent.
+    std::shared_ptr<AtspiElement> parent;
+    double value = 0;
+    AtspiExtents extents;
+    std::int32_t actionCount = 0;
+  };
 
-  platform::AXError role(AtspiElement& element, std::uint32_t& role);
-  platform::AXError interfaces(AtspiElement& element, std::uint64_t& interfaces);
-  platform::AXError states(AtspiElement& element, std::uint64_t& states);
-  /// The name, description or text.
-  platform::AXError text(AtspiElement& element, AtspiField field, std::string& text);
-  platform::AXError children(AtspiElement& element, std::vector<std::shared_ptr<AtspiElement>>& children);
-  /// Nothing (and success) for an object without a parent.
-  platform::AXError parent(AtspiElement& element, std::shared_ptr<AtspiElement>& parent);
-  platform::AXError value(AtspiElement& element, double& value);
-  platform::AXError extents(AtspiElement& element, AtspiExtents& extents);
-  platform::AXError actionCount(AtspiElement& element, std::int32_t& count);
+  /// Reads fields of an element, with one look at whether it is still there: from memory those
+  /// known and young enough, the others from the bus, together. Success, or the error of the
+  /// read: apiDisabled, invalidUIElement, attributeUnsupported, cannotComplete.
+  platform::AXError read(AtspiElement& element, std::initializer_list<AtspiField> fields, Answer& answer);
   /// The process of the element's application.
   platform::AXError pid(AtspiElement& element, std::int32_t& pid);
-  /// Whether the element stands for an application's object.
-  platform::AXError isApplication(AtspiElement& element, bool& application);
 
   // Writes: each forgets what it touched.
 
@@ -124,11 +129,9 @@ class AtspiMirror {
   /// The object an element stands for, or the error that says why there is none now.
   platform::AXError resolve(AtspiElement& element, ElementRef& object);
   platform::AXError aliveLocked(AtspiElement& object);
-  void barrierIfNeeded(AtspiElement& object);
-  /// Reads one field: from memory when known and young enough, else from the bus; `copy` takes
-  /// the answer out of the element under the lock.
-  template <typename Copy>
-  platform::AXError readField(AtspiElement& element, AtspiField field, Copy copy);
+  /// Copies what is known of `field` into the answer, unless it must be read from the bus.
+  bool answerLocked(AtspiElement& object, AtspiField field, Answer& answer, double now);
+  void copyLocked(AtspiElement& object, AtspiField field, Answer& answer);
   /// Runs a write on the object and forgets what it touched.
   template <typename Write>
   platform::AXError write(AtspiElement& element, Write write);

@@ -75,10 +75,11 @@ AtspiElement* X11Accessibility::mine(const platform::AXUIElementRef& element) co
   return atspiElement != nullptr && atspiElement->owner() == _mirror.get() ? atspiElement : nullptr;
 }
 
-AXError X11Accessibility::liveStates(AtspiElement& element, std::uint64_t& states) {
-  const AXError result = _mirror->states(element, states);
+AXError X11Accessibility::readLive(AtspiElement& element, std::initializer_list<AtspiField> fields, Answer& answer) {
+  const AXError result = _mirror->read(element, fields, answer);
   if (result != AXError::success) return result;
-  return has(states, ATSPI_STATE_DEFUNCT) ? AXError::invalidUIElement : AXError::success;
+  const bool statesRead = std::find(fields.begin(), fields.end(), AtspiField::states) != fields.end();
+  return statesRead && has(answer.states, ATSPI_STATE_DEFUNCT) ? AXError::invalidUIElement : AXError::success;
 }
 
 platform::AXUIElementRef X11Accessibility::createApplication(std::int32_t pid) {
@@ -88,22 +89,19 @@ platform::AXUIElementRef X11Accessibility::createApplication(std::int32_t pid) {
 AXError X11Accessibility::copyAttributeNames(const platform::AXUIElementRef& element, std::vector<std::string>& names) {
   AtspiElement* e = mine(element);
   if (e == nullptr) return AXError::illegalArgument;
-  std::uint64_t states = 0;
-  std::uint32_t role = 0;
-  std::uint64_t interfaces = 0;
-  if (const AXError result = liveStates(*e, states); result != AXError::success) return result;
-  if (const AXError result = _mirror->role(*e, role); result != AXError::success) return result;
-  if (const AXError result = _mirror->interfaces(*e, interfaces); result != AXError::success) return result;
+  Answer answer;
+  const AXError result = readLive(*e, {AtspiField::states, AtspiField::role, AtspiField::interfaces}, answer);
+  if (result != AXError::success) return result;
   names = {ax::kRoleAttribute, ax::kTitleAttribute, ax::kDescriptionAttribute, ax::kChildrenAttribute};
   if (e->isApplication()) {
     names.emplace_back(ax::kWindowsAttribute);
     return AXError::success;
   }
   names.emplace_back(ax::kParentAttribute);
-  if (isToggleRole(static_cast<int>(role)) || (interfaces & (kAtspiText | kAtspiValue)) != 0) {
+  if (isToggleRole(static_cast<int>(answer.role)) || (answer.interfaces & (kAtspiText | kAtspiValue)) != 0) {
     names.emplace_back(ax::kValueAttribute);
   }
-  if ((interfaces & kAtspiComponent) != 0) {
+  if ((answer.interfaces & kAtspiComponent) != 0) {
     names.emplace_back(ax::kPositionAttribute);
     names.emplace_back(ax::kSizeAttribute);
   }
@@ -115,29 +113,33 @@ AXError X11Accessibility::copyAttributeValue(const platform::AXUIElementRef& ele
   AtspiElement* e = mine(element);
   if (e == nullptr) return AXError::illegalArgument;
   const bool application = e->isApplication();
+  Answer answer;
   if (attribute == ax::kRoleAttribute) {
-    std::uint32_t role = 0;
-    const AXError result = _mirror->role(*e, role);
-    if (result == AXError::success) value = roleFor(static_cast<int>(role));
+    const AXError result = _mirror->read(*e, {AtspiField::role}, answer);
+    if (result == AXError::success) value = roleFor(static_cast<int>(answer.role));
     return result;
   }
-  if (attribute == ax::kTitleAttribute || attribute == ax::kDescriptionAttribute) {
-    std::string text;
-    const auto field = attribute == ax::kTitleAttribute ? AtspiField::name : AtspiField::description;
-    const AXError result = _mirror->text(*e, field, text);
-    if (result == AXError::success) value = std::move(text);
+  if (attribute == ax::kTitleAttribute) {
+    const AXError result = _mirror->read(*e, {AtspiField::name}, answer);
+    if (result == AXError::success) value = std::move(answer.name);
+    return result;
+  }
+  if (attribute == ax::kDescriptionAttribute) {
+    const AXError result = _mirror->read(*e, {AtspiField::description}, answer);
+    if (result == AXError::success) value = std::move(answer.description);
     return result;
   }
   if (attribute == ax::kChildrenAttribute || (attribute == ax::kWindowsAttribute && application)) {
-    std::vector<std::shared_ptr<AtspiElement>> children;
-    const AXError result = _mirror->children(*e, children);
+    const AXError result = _mirror->read(*e, {AtspiField::children}, answer);
     if (result != AXError::success) return result;
     platform::AXValueList list;
-    list.reserve(children.size());
-    for (auto& child : children) {
+    list.reserve(answer.children.size());
+    for (auto& child : answer.children) {
       if (attribute == ax::kWindowsAttribute) {
-        std::uint32_t role = 0;
-        if (_mirror->role(*child, role) != AXError::success || !isWindowRole(static_cast<int>(role))) continue;
+        Answer kind;
+        if (_mirror->read(*child, {AtspiField::role}, kind) != AXError::success || !isWindowRole(static_cast<int>(kind.role))) {
+          continue;
+        }
       }
       list.emplace_back(platform::AXUIElementRef(std::move(child)));
     }
@@ -146,49 +148,43 @@ AXError X11Accessibility::copyAttributeValue(const platform::AXUIElementRef& ele
   }
   if (application) return AXError::attributeUnsupported;
   if (attribute == ax::kValueAttribute) {
-    std::uint32_t role = 0;
-    std::uint64_t interfaces = 0;
-    if (const AXError result = _mirror->role(*e, role); result != AXError::success) return result;
-    if (isToggleRole(static_cast<int>(role))) {
-      std::uint64_t states = 0;
-      if (const AXError result = liveStates(*e, states); result != AXError::success) return result;
-      value = std::string(has(states, ATSPI_STATE_CHECKED) || has(states, ATSPI_STATE_PRESSED) ? "on" : "off");
-      return AXError::success;
-    }
-    if (const AXError result = _mirror->interfaces(*e, interfaces); result != AXError::success) return result;
-    if ((interfaces & kAtspiText) != 0) {
-      std::string text;
-      const AXError result = _mirror->text(*e, AtspiField::text, text);
-      if (result == AXError::success) value = std::move(text);
+    // Toggles (a monitor button) are answered with one look.
+    if (const AXError result = readLive(*e, {AtspiField::role, AtspiField::interfaces, AtspiField::states}, answer);
+        result != AXError::success) {
       return result;
     }
-    if ((interfaces & kAtspiValue) != 0) {
-      double number = 0;
-      const AXError result = _mirror->value(*e, number);
-      if (result == AXError::success) value = number;
+    if (isToggleRole(static_cast<int>(answer.role))) {
+      value = std::string(has(answer.states, ATSPI_STATE_CHECKED) || has(answer.states, ATSPI_STATE_PRESSED) ? "on" : "off");
+      return AXError::success;
+    }
+    if ((answer.interfaces & kAtspiText) != 0) {
+      const AXError result = _mirror->read(*e, {AtspiField::text}, answer);
+      if (result == AXError::success) value = std::move(answer.text);
+      return result;
+    }
+    if ((answer.interfaces & kAtspiValue) != 0) {
+      const AXError result = _mirror->read(*e, {AtspiField::value}, answer);
+      if (result == AXError::success) value = answer.value;
       return result;
     }
     return AXError::attributeUnsupported;
   }
   if (attribute == ax::kParentAttribute) {
-    std::shared_ptr<AtspiElement> parent;
-    const AXError result = _mirror->parent(*e, parent);
+    const AXError result = _mirror->read(*e, {AtspiField::parent}, answer);
     if (result != AXError::success) return result;
-    if (!parent) return AXError::noValue;
-    value = platform::AXUIElementRef(std::move(parent));
+    if (!answer.parent) return AXError::noValue;
+    value = platform::AXUIElementRef(std::move(answer.parent));
     return AXError::success;
   }
   const bool position = attribute == ax::kPositionAttribute;
   const bool size = attribute == ax::kSizeAttribute;
   if (position || size || attribute == ax::kFrameAttribute) {
-    std::uint64_t interfaces = 0;
-    if (const AXError result = _mirror->interfaces(*e, interfaces); result != AXError::success) return result;
-    if ((interfaces & kAtspiComponent) == 0) return AXError::attributeUnsupported;
-    AtspiExtents extents;
-    if (const AXError result = _mirror->extents(*e, extents); result != AXError::success) return result;
+    if (const AXError result = _mirror->read(*e, {AtspiField::interfaces}, answer); result != AXError::success) return result;
+    if ((answer.interfaces & kAtspiComponent) == 0) return AXError::attributeUnsupported;
+    if (const AXError result = _mirror->read(*e, {AtspiField::extents}, answer); result != AXError::success) return result;
     const platform::Point origin = _display ? _display->primaryOrigin() : platform::Point{};
-    const platform::Rect frame{{extents.x - origin.x, extents.y - origin.y},
-                               {static_cast<double>(extents.width), static_cast<double>(extents.height)}};
+    const platform::Rect frame{{answer.extents.x - origin.x, answer.extents.y - origin.y},
+                               {static_cast<double>(answer.extents.width), static_cast<double>(answer.extents.height)}};
     if (position) {
       value = platform::AXTypedValue::point(frame.origin);
     } else if (size) {
@@ -225,12 +221,12 @@ AXError X11Accessibility::isAttributeSettable(const platform::AXUIElementRef& el
     return std::find(known.begin(), known.end(), attribute) != known.end() ? AXError::success
                                                                             : AXError::attributeUnsupported;
   }
-  std::uint64_t states = 0;
-  std::uint64_t interfaces = 0;
-  if (const AXError result = liveStates(*e, states); result != AXError::success) return result;
-  if (const AXError result = _mirror->interfaces(*e, interfaces); result != AXError::success) return result;
-  settable = (has(states, ATSPI_STATE_EDITABLE) && (interfaces & kAtspiEditableText) != 0) ||
-             (interfaces & kAtspiValue) != 0;
+  Answer answer;
+  if (const AXError result = readLive(*e, {AtspiField::states, AtspiField::interfaces}, answer); result != AXError::success) {
+    return result;
+  }
+  settable = (has(answer.states, ATSPI_STATE_EDITABLE) && (answer.interfaces & kAtspiEditableText) != 0) ||
+             (answer.interfaces & kAtspiValue) != 0;
   return AXError::success;
 }
 
@@ -249,14 +245,13 @@ AXError X11Accessibility::setAttributeValue(const platform::AXUIElementRef& elem
 AXError X11Accessibility::copyActionNames(const platform::AXUIElementRef& element, std::vector<std::string>& names) {
   AtspiElement* e = mine(element);
   if (e == nullptr) return AXError::illegalArgument;
-  std::uint64_t interfaces = 0;
-  std::int32_t count = 0;
-  if (const AXError result = _mirror->interfaces(*e, interfaces); result != AXError::success) return result;
-  if ((interfaces & kAtspiAction) != 0) {
-    if (const AXError result = _mirror->actionCount(*e, count); result != AXError::success) return result;
+  Answer answer;
+  if (const AXError result = _mirror->read(*e, {AtspiField::interfaces}, answer); result != AXError::success) return result;
+  if ((answer.interfaces & kAtspiAction) != 0) {
+    if (const AXError result = _mirror->read(*e, {AtspiField::actionCount}, answer); result != AXError::success) return result;
   }
   names.clear();
-  if (count > 0) names.emplace_back(ax::kPressAction);
+  if (answer.actionCount > 0) names.emplace_back(ax::kPressAction);
   return AXError::success;
 }
 

@@ -57,6 +57,8 @@ class X11Accessibility final : public platform::Accessibility {
                                           std::string& description) override;
   platform::AXError performAction(const platform::AXUIElementRef& element, const std::string& action) override;
   platform::AXError getPid(const platform::AXUIElementRef& element, std::int32_t& pid) override;
+  const std::shared_ptr<AtspiMirror>& mirror() const { return _mirror; }
+
   /// "<AXUIElement 0x... pid=N>" for an AT-SPI element.
   std::string genericDescription(const platform::AXUIElementRef& element) override;
 
@@ -70,8 +72,9 @@ class X11Accessibility final : public platform::Accessibility {
  private:
   /// The element as this mirror's, or null (a handle of another kind or of another desktop).
   AtspiElement* mine(const platform::AXUIElementRef& element) const;
-  /// The element's states, with a defunct object counted as gone.
-  platform::AXError liveStates(AtspiElement& element, std::uint64_t& states);
+  using Answer = AtspiMirror::Answer;
+  /// Reads through the mirror; when the states are among the fields, a defunct object counts as gone.
+  platform::AXError readLive(AtspiElement& element, std::initializer_list<AtspiField> fields, Answer& answer);
 
   const std::shared_ptr<X11Display> _display;
   const std::shared_ptr<AtspiMirror> _mirror;

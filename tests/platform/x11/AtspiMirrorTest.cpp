@@ -46,25 +46,19 @@ class AtspiMirrorTest : public testing::Test {
 
   // The element of an object, as the window's children hand it out.
   std::shared_ptr<AtspiElement> element(const AtspiRef& ref) {
-    auto application = _mirror->applicationOfProcess(static_cast<std::int32_t>(::getpid()));
-    std::vector<std::shared_ptr<AtspiElement>> windows;
-    std::vector<std::shared_ptr<AtspiElement>> children;
-    EXPECT_EQ(_mirror->children(*application, windows), AXError::success);
-    EXPECT_EQ(_mirror->children(*windows.at(0), children), AXError::success);
+    const auto windows = read(*_mirror->applicationOfProcess(static_cast<std::int32_t>(::getpid())), AtspiField::children).children;
+    const auto children = read(*windows.at(0), AtspiField::children).children;
     return ref == _field ? children.at(0) : ref == _button ? children.at(1) : windows.at(0);
   }
 
-  std::string title(AtspiElement& element) {
-    std::string text;
-    EXPECT_EQ(_mirror->text(element, AtspiField::name, text), AXError::success);
-    return text;
+  AtspiMirror::Answer read(AtspiElement& element, AtspiField field, AXError expected = AXError::success) {
+    AtspiMirror::Answer answer;
+    EXPECT_EQ(_mirror->read(element, {field}, answer), expected);
+    return answer;
   }
-
-  std::uint64_t states(AtspiElement& element) {
-    std::uint64_t bits = 0;
-    EXPECT_EQ(_mirror->states(element, bits), AXError::success);
-    return bits;
-  }
+  std::string title(AtspiElement& element) { return read(element, AtspiField::name).name; }
+  std::uint64_t states(AtspiElement& element) { return read(element, AtspiField::states).states; }
+  std::string text(AtspiElement& element) { return read(element, AtspiField::text).text; }
 
   std::shared_ptr<zar::sim::VirtualClock> _clock = std::make_shared<zar::sim::VirtualClock>();
   std::shared_ptr<FakeAtspiBus> _bus;
@@ -75,17 +69,17 @@ class AtspiMirrorTest : public testing::Test {
 TEST_F(AtspiMirrorTest, AnswersFromMemoryUntilTheApplicationAnnouncesAChange) {
   const auto button = element(_button);
   EXPECT_EQ(title(*button), "TrackInput Monitor");
-  const std::size_t read = _bus->fieldsRead();
+  const std::size_t fields = _bus->fieldsRead();
   EXPECT_EQ(states(*button), 0u);
   for (int i = 0; i < 3; ++i) EXPECT_EQ(states(*button), 0u);
-  EXPECT_EQ(_bus->fieldsRead(), read) << "known from the children's read; nothing asked again";
+  EXPECT_EQ(_bus->fieldsRead(), fields) << "known from the children's read; nothing asked again";
 
   _bus->edit(_button, [](auto& object) { object.states = kChecked; });
   EXPECT_EQ(states(*button), 0u) << "a change not announced yet";
   _bus->announce(_button, AtspiField::states);
   EXPECT_EQ(states(*button), kChecked);
   EXPECT_EQ(title(*button), "TrackInput Monitor");
-  EXPECT_EQ(_bus->fieldsRead(), read + 1) << "only what changed is read again";
+  EXPECT_EQ(_bus->fieldsRead(), fields + 1) << "only what changed is read again";
   EXPECT_EQ(element(_button), button) << "one element per object";
 }
 
@@ -95,45 +89,38 @@ TEST_F(AtspiMirrorTest, AReadUnderWayWhenAChangeIsAnnouncedIsHandedOverButNotKep
   _bus->setReadHook([&](const zar::x11::AtspiRead& read) {
     if (read.field == AtspiField::text) _bus->announce(_field, AtspiField::text);
   });
-  std::string text;
-  EXPECT_EQ(_mirror->text(*field, AtspiField::text, text), AXError::success);
-  EXPECT_EQ(text, "01:00:00:00");
+  EXPECT_EQ(text(*field), "01:00:00:00");
   _bus->setReadHook({});
   _bus->edit(_field, [](auto& object) { object.text = "00:59:58:00"; });
-  EXPECT_EQ(_mirror->text(*field, AtspiField::text, text), AXError::success);
-  EXPECT_EQ(text, "00:59:58:00") << "the answer from before the change was not kept";
+  EXPECT_EQ(text(*field), "00:59:58:00") << "the answer from before the change was not kept";
 }
 
 TEST_F(AtspiMirrorTest, WhatTheFrameworkDoesForgetsWhatItTouched) {
   const auto button = element(_button);
   const auto field = element(_field);
   states(*button);
-  std::int32_t actions = 0;
-  EXPECT_EQ(_mirror->actionCount(*button, actions), AXError::success);
   // The toolkit turns the button on and says nothing.
   _bus->edit(_button, [](auto& object) { object.states = kChecked; });
   EXPECT_EQ(_mirror->doAction(*button, 0), AXError::success);
   EXPECT_EQ(states(*button), kChecked) << "a press is never taken back by an answer from before it";
 
-  std::string text;
+  text(*field);
   EXPECT_EQ(_mirror->setText(*field, "00:00:12:05"), AXError::success);
-  EXPECT_EQ(_mirror->text(*field, AtspiField::text, text), AXError::success);
-  EXPECT_EQ(text, "00:00:12:05");
+  EXPECT_EQ(text(*field), "00:00:12:05");
 }
 
 TEST_F(AtspiMirrorTest, AfterInputTheFirstReadWaitsForWhatTheApplicationAnnouncedBeforeIt) {
   const auto field = element(_field);
-  std::string text;
-  _mirror->text(*field, AtspiField::text, text);
+  text(*field);
   // Keys typed into the counter: the application changed it, its announcement is still on the way.
   _bus->holdAnnouncements(true);
   _bus->edit(_field, [](auto& object) { object.text = "00:59:58:00"; });
   _bus->announce(_field, AtspiField::text);
+  EXPECT_EQ(text(*field), "01:00:00:00") << "no input, no wait";
   _mirror->inputPosted();
-  EXPECT_EQ(_mirror->text(*field, AtspiField::text, text), AXError::success);
-  EXPECT_EQ(text, "00:59:58:00");
+  EXPECT_EQ(text(*field), "00:59:58:00");
   EXPECT_EQ(_bus->barriers(), 1u);
-  _mirror->text(*field, AtspiField::text, text);
+  text(*field);
   EXPECT_EQ(_bus->barriers(), 1u) << "once per application after each input";
 }
 
@@ -145,18 +132,18 @@ TEST_F(AtspiMirrorTest, AnswersInUseAreConfirmedInTheBackgroundAndOldOnesReadAga
   _bus->edit(_button, [](auto& object) { object.states = kChecked; });
   _clock->advanceBy(1.5);
   states(*button);
-  const std::size_t read = _bus->fieldsRead();
+  const std::size_t fields = _bus->fieldsRead();
   _mirror->confirmDue();
-  EXPECT_EQ(_bus->fieldsRead(), read) << "not old enough to be confirmed";
+  EXPECT_EQ(_bus->fieldsRead(), fields) << "not old enough to be confirmed";
   EXPECT_EQ(states(*button), 0u);
 
   _clock->advanceBy(1.0);
   _mirror->confirmDue();
-  EXPECT_EQ(_bus->fieldsRead(), read + 1) << "only the answer read since it was kept: the counter's text was not";
+  EXPECT_EQ(_bus->fieldsRead(), fields + 1) << "only the answer read since it was kept: the counter's text was not";
   EXPECT_EQ(states(*button), kChecked) << "corrected without a wait of the reader's";
   _clock->advanceBy(3);
   _mirror->confirmDue();
-  EXPECT_EQ(_bus->fieldsRead(), read + 1) << "not read since its confirmation: left alone";
+  EXPECT_EQ(_bus->fieldsRead(), fields + 1) << "not read since its confirmation: left alone";
 
   _bus->edit(_field, [](auto& object) { object.name = "Edit Selection End"; });
   _clock->advanceBy(10);
@@ -187,18 +174,17 @@ TEST_F(AtspiMirrorTest, GoneApplicationsAndObjectsAnswerInvalidAtOnce) {
   const auto window = element(_window);
   title(*field);
   _bus->remove(_field);
-  std::string text;
-  EXPECT_EQ(_mirror->text(*field, AtspiField::text, text), AXError::invalidUIElement);
-  EXPECT_EQ(_mirror->text(*field, AtspiField::name, text), AXError::invalidUIElement) << "kept though it was";
+  read(*field, AtspiField::text, AXError::invalidUIElement);
+  read(*field, AtspiField::name, AXError::invalidUIElement);  // kept though it was
 
-  const std::size_t read = _bus->fieldsRead();
+  const std::size_t fields = _bus->fieldsRead();
   _bus->leave(":1.7");
-  EXPECT_EQ(_mirror->text(*window, AtspiField::name, text), AXError::invalidUIElement);
-  EXPECT_EQ(_bus->fieldsRead(), read) << "without asking";
+  read(*window, AtspiField::name, AXError::invalidUIElement);
+  EXPECT_EQ(_bus->fieldsRead(), fields) << "without asking";
   EXPECT_TRUE(_mirror->applications().empty());
 
   _bus->loseBus();
-  EXPECT_EQ(_mirror->text(*window, AtspiField::name, text), AXError::apiDisabled);
+  read(*window, AtspiField::name, AXError::apiDisabled);
 }
 
 TEST_F(AtspiMirrorTest, AProcessThatEndedIsGoneAtTheNextCallBeforeItsConnectionCloses) {
@@ -208,29 +194,24 @@ TEST_F(AtspiMirrorTest, AProcessThatEndedIsGoneAtTheNextCallBeforeItsConnectionC
   const auto other = _mirror->applicationOfProcess(process.pid());
   EXPECT_EQ(title(*other), "other");
   process.kill(SIGKILL);
-  std::string text;
-  EXPECT_EQ(_mirror->text(*other, AtspiField::name, text), AXError::invalidUIElement);
+  read(*other, AtspiField::name, AXError::invalidUIElement);
   // A process not on the bus yet is waited for; one that doesn't run is not.
-  const auto later = _mirror->applicationOfProcess(1);
-  EXPECT_EQ(_mirror->text(*later, AtspiField::name, text), AXError::cannotComplete);
-  EXPECT_EQ(_mirror->text(*_mirror->applicationOfProcess(process.pid()), AtspiField::name, text),
-            AXError::invalidUIElement);
+  read(*_mirror->applicationOfProcess(1), AtspiField::name, AXError::cannotComplete);
+  read(*_mirror->applicationOfProcess(process.pid()), AtspiField::name, AXError::invalidUIElement);
 }
 
 TEST_F(AtspiMirrorTest, ARowIsReadWithOneWaitForItsChildrenAndOneForTheirPlaces) {
   const auto window = element(_window);
   const std::size_t calls = _bus->readCalls();
-  std::vector<std::shared_ptr<AtspiElement>> children;
   _bus->announce(_window, AtspiField::children);
   for (auto ref : {_field, _button}) _bus->edit(ref, [](auto& object) { object.name += "!"; });
   _bus->add(":1.7", "/m", {.role = ATSPI_ROLE_TOGGLE_BUTTON, .interfaces = zar::x11::kAtspiComponent, .name = "Mute"});
   _bus->edit(_window, [](auto& object) { object.children.push_back({":1.7", "/m"}); });
-  ASSERT_EQ(_mirror->children(*window, children), AXError::success);
+  const auto children = read(*window, AtspiField::children).children;
   ASSERT_EQ(children.size(), 3u);
   EXPECT_EQ(_bus->readCalls(), calls + 3) << "the children, what each new child is, where it is";
   EXPECT_EQ(title(*children[2]), "Mute");
-  zar::x11::AtspiExtents extents;
-  EXPECT_EQ(_mirror->extents(*children[2], extents), AXError::success);
+  read(*children[2], AtspiField::extents);
   EXPECT_EQ(title(*children[0]), "Edit Selection Start") << "children known before keep what they had";
   EXPECT_EQ(_bus->readCalls(), calls + 3);
 }
@@ -239,28 +220,29 @@ TEST_F(AtspiMirrorTest, PositionsAreForgottenWhenAWindowMoves) {
   std::uint64_t moves = 0;
   _mirror->setScreenChanges([&moves] { return moves; });
   const auto field = element(_field);
-  zar::x11::AtspiExtents extents;
-  EXPECT_EQ(_mirror->extents(*field, extents), AXError::success);
+  EXPECT_EQ(read(*field, AtspiField::extents).extents.x, 10);
   _bus->edit(_field, [](auto& object) { object.extents.x = 410; });
-  EXPECT_EQ(_mirror->extents(*field, extents), AXError::success);
-  EXPECT_EQ(extents.x, 10);
+  EXPECT_EQ(read(*field, AtspiField::extents).extents.x, 10);
   ++moves;
-  EXPECT_EQ(_mirror->extents(*field, extents), AXError::success);
-  EXPECT_EQ(extents.x, 410);
+  EXPECT_EQ(read(*field, AtspiField::extents).extents.x, 410);
+  // Not shown yet: no place, asked again until it has one.
+  _bus->edit(_field, [](auto& object) { object.extents.x = INT32_MIN; });
+  ++moves;
+  EXPECT_EQ(read(*field, AtspiField::extents).extents.x, INT32_MIN);
+  _bus->edit(_field, [](auto& object) { object.extents.x = 20; });
+  EXPECT_EQ(read(*field, AtspiField::extents).extents.x, 20);
 }
 
 TEST_F(AtspiMirrorTest, WithoutTheMirrorEveryReadButRoleAndInterfacesAsksTheBus) {
   open({.enabled = false});
   const auto button = element(_button);
-  const std::size_t read = _bus->fieldsRead();
-  std::uint32_t role = 0;
+  const std::size_t fields = _bus->fieldsRead();
   for (int i = 0; i < 2; ++i) {
     title(*button);
     states(*button);
-    _mirror->role(*button, role);
+    EXPECT_EQ(read(*button, AtspiField::role).role, static_cast<std::uint32_t>(ATSPI_ROLE_TOGGLE_BUTTON));
   }
-  EXPECT_EQ(_bus->fieldsRead(), read + 5);
-  EXPECT_EQ(role, static_cast<std::uint32_t>(ATSPI_ROLE_TOGGLE_BUTTON));
+  EXPECT_EQ(_bus->fieldsRead(), fields + 5);
 }
 
 // The bus's thread announces while another reads: whatever the interleaving, once both are done

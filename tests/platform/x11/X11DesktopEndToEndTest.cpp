@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <algorithm>
 #include <future>
 #include <thread>
 
@@ -89,18 +90,46 @@ class X11EndToEndTest : public testing::Test {
   }
 
   // Enables the framework, whose first discovery pass finds the stand-in, and waits until the
-  // stand-in talks HUI with it.
-  std::shared_ptr<ZAR_DAWApplicationProTools> attach() {
+  // stand-in talks HUI with it (unless it was started without).
+  std::shared_ptr<ZAR_DAWApplicationProTools> attach(bool hui = true) {
     _manager = ZAR_DAWApplicationManager::sharedManager();
     _manager->setAllowed(true);
     _manager->setEnabled(true);
     auto driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
     EXPECT_TRUE(driver) << "the first discovery pass did not find the stand-in";
-    EXPECT_TRUE(_standIn->waitForLine("hui ping answered", kPatience)) << "no HUI between the framework and the stand-in";
+    if (hui) {
+      EXPECT_TRUE(_standIn->waitForLine("hui ping answered", kPatience)) << "no HUI between the framework and the stand-in";
+    }
     return driver;
   }
 
   bool said(const std::string& line) { return _standIn->waitForLine(line, kPatience).has_value(); }
+
+  // A user's change in the stand-in: once it says it made it, every announcement it made so far
+  // is waited for (the mirror's barrier), as they have long arrived by the framework's next tick.
+  bool userDoes(const std::string& command, const std::string& line) {
+    if (!_standIn->send(command) || !said(line)) return false;
+    _desktop.mirror()->inputPosted();
+    return true;
+  }
+
+  // Rehearses the cue with the track positions' modes (Input or Play).
+  void rehearse(const std::shared_ptr<ZAR_DAWApplicationProTools>& driver, const std::vector<std::string>& modes) {
+    const auto& list = *_manager->trackModeList()->audioTrackModes();
+    for (std::size_t i = 0; i < modes.size(); ++i) {
+      const auto mode = std::find_if(list.begin(), list.end(), [&](const auto& m) { return m->name() == modes[i]; });
+      _manager->muteRecMatrix()->setRehearseMode(*mode, static_cast<std::int32_t>(i));
+    }
+    driver->rehearseWithEvent(_cue);
+  }
+
+  // Frame updates of the cue at 24 fps.
+  static void play(const std::shared_ptr<ZAR_DAWApplicationProTools>& driver, int frames) {
+    for (int i = 0; i < frames; ++i) {
+      driver->updateDAWTrackStatesForFrameIndex(1100);
+      std::this_thread::sleep_for(42ms);  // the picture's pace, not a wait for anything
+    }
+  }
 
   // What the stand-in's own button shows, read over accessibility.
   std::string shown(const zar::platform::AXUIElementRef& button) {
@@ -119,6 +148,8 @@ class X11EndToEndTest : public testing::Test {
   std::shared_ptr<zar::native::SystemClock> _clock = std::make_shared<zar::native::SystemClock>();
   zar::x11::X11Desktop _desktop{_platform->host, _clock};
   std::vector<std::string> _alerts;
+  // The host keeps its cue; the framework only refers to it.
+  const std::shared_ptr<ZAR_VisualEvent> _cue = zar::test::takeCue();
   std::unique_ptr<ChildProcess> _standIn;
   std::shared_ptr<ZAR_DAWApplicationManager> _manager;
 };
@@ -198,6 +229,87 @@ TEST_F(X11EndToEndTest, AStandInQuittingDuringAPassIsRemovedWithoutAHang) {
   _manager->refreshDAWs();
   EXPECT_EQ(posted, std::vector<std::string>{ZAR_DAWApplicationRemovedNotification});
   EXPECT_FALSE(_manager->currentApplication());
+}
+
+// The framework's own presses are never taken back by an answer from before them, even with every
+// core busy; a monitor the user switches is corrected by the next frame update, once.
+TEST_F(X11EndToEndTest, InputMonitorsAreCorrectedOnceByTheNextFrameAndOwnPressesNeverRepeated) {
+  launchStandIn();
+  const auto driver = attach();
+  ASSERT_TRUE(driver);
+  std::vector<std::unique_ptr<ChildProcess>> load;
+  for (unsigned i = 0; i < std::max(2U, std::thread::hardware_concurrency()); ++i) {
+    load.push_back(std::make_unique<ChildProcess>(std::vector<std::string>{"sh", "-c", "while :; do :; done"}));
+  }
+  rehearse(driver, {"Input", "Play", "Input", "Play"});
+  play(driver, 12);  // at most one press per 0.2 s
+  ASSERT_TRUE(said("track 2 input on"));
+  play(driver, 24);
+  EXPECT_EQ(_standIn->count("track 0 input on"), 1u);
+  EXPECT_EQ(_standIn->count("track 2 input on"), 1u);
+  EXPECT_EQ(_standIn->count("input off"), 0u) << "a press repeated on an answer from before it";
+
+  ASSERT_TRUE(userDoes("input 1 on", "track 1 input on"));
+  driver->updateDAWTrackStatesForFrameIndex(1100);
+  EXPECT_EQ(_standIn->count("track 1 input off"), 1u) << "not corrected by the first frame after the change";
+  play(driver, 24);
+  EXPECT_EQ(_standIn->count("track 1 input off"), 1u);
+  EXPECT_EQ(_standIn->count("input on"), 3u);
+  driver->stopPlayback();
+}
+
+// Renamed, added, removed or moved in Pro Tools, or its window moved: the next tick has it.
+TEST_F(X11EndToEndTest, TracksChangedInTheStandInShowAtTheNextTick) {
+  launchStandIn({"--no-hui", "--track", "A", "--track", "B", "--track", "C"});
+  const auto driver = attach(false);
+  ASSERT_TRUE(driver);
+  const auto names = [&] {
+    driver->onUIRefreshTimerRanOut(nullptr);
+    std::string listed;
+    for (const auto& track : driver->audioTracks()) listed += track->name() + "|";
+    return listed;
+  };
+  EXPECT_EQ(names(), "A |B |C |");
+  ASSERT_TRUE(userDoes("rename 1 Bee", "track 1 renamed"));
+  EXPECT_EQ(names(), "A |Bee |C |");
+  ASSERT_TRUE(userDoes("add Dee", "track 3 added"));
+  EXPECT_EQ(names(), "A |Bee |C |Dee |");
+  ASSERT_TRUE(userDoes("remove 0", "track 0 removed"));
+  EXPECT_EQ(names(), "Bee |C |Dee |");
+  ASSERT_TRUE(userDoes("move 2 0", "track 2 moved to 0"));
+  EXPECT_EQ(names(), "Dee |Bee |C |");
+
+  // The window moves 100 down; no toolkit says so, the X server does.
+  const float top = driver->audioTracks()[0]->yPos();
+  std::vector<zar::x11::X11Display::Window> windows;
+  {
+    std::lock_guard lock(_desktop.display()->mutex());
+    windows = _desktop.display()->windowsOfProcessLocked(_standIn->pid());
+  }
+  ASSERT_EQ(windows.size(), 1u);
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  auto* geometry = xcb_get_geometry_reply(connection, xcb_get_geometry(connection, windows[0]), nullptr);
+  ASSERT_NE(geometry, nullptr);
+  const std::uint32_t place[] = {static_cast<std::uint32_t>(geometry->x), static_cast<std::uint32_t>(geometry->y + 100)};
+  std::free(geometry);
+  xcb_configure_window(connection, windows[0], XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, place);
+  std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));  // done by the server
+  xcb_disconnect(connection);
+  driver->onUIRefreshTimerRanOut(nullptr);
+  EXPECT_EQ(driver->audioTracks()[0]->yPos(), top + 100);
+}
+
+TEST_F(X11EndToEndTest, AStandInKilledWhileTheMirrorHoldsItsAnswersIsGoneAtTheNextCall) {
+  // Without HUI: a JACK client killed holds the server up for its time-out, and the next test.
+  launchStandIn({"--no-hui"});
+  const auto driver = attach(false);
+  ASSERT_TRUE(driver);
+  driver->onUIRefreshTimerRanOut(nullptr);
+  ASSERT_TRUE(driver->connected());
+  _standIn->kill(SIGKILL);
+  EXPECT_FALSE(driver->connected());
+  EXPECT_FALSE(driver->selectionStartTC(nullptr));
+  EXPECT_EQ(driver->audioTracks()[0]->name(), "");
 }
 
 TEST_F(X11EndToEndTest, NoKeystrokeReachesTheWindowThatHasTheFocus) {
