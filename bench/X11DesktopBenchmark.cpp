@@ -7,6 +7,7 @@
 // waited for (bus_msgs).
 
 #include <benchmark/benchmark.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -22,6 +23,7 @@
 #include "ZAR_DAWControl/platform/default/DefaultPlatform.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 #include "ZAR_DAWControl/platform/x11/AtspiConnection.h"
+#include "ZAR_DAWControl/platform/x11/X11Accessibility.h"
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "support/ChildProcess.h"
 #include "support/DesktopSession.h"
@@ -57,6 +59,7 @@ class StandInSetup {
     options.preferencesInMemory = true;
     options.supportDirectory = _support.path();
     _platform = zar::platform::buildDefaultPlatform(options).platform;
+    _x11 = std::dynamic_pointer_cast<zar::x11::X11Accessibility>(_platform->accessibility);
     _counting = std::make_shared<zar::bench::CountingAccessibility>(_platform->accessibility);
     _platform->accessibility = _counting;
     _platform->userDefaults->registerDefaults(
@@ -136,6 +139,7 @@ class StandInSetup {
   const std::shared_ptr<ZAR_VisualEvent> _cue = zar::test::takeCue();
   zar::test::TemporaryDirectory _support;
   std::shared_ptr<zar::platform::Platform> _platform;
+  std::shared_ptr<zar::x11::X11Accessibility> _x11;
   std::shared_ptr<zar::bench::CountingAccessibility> _counting;
   std::unique_ptr<ChildProcess> _standIn;
   std::shared_ptr<ZAR_DAWApplicationManager> _manager;
@@ -255,6 +259,42 @@ BENCHMARK(BM_DiscoveryOfAStandInJustStarted)
     ->UseRealTime()
     ->MeasureProcessCPUTime()
     ->Iterations(5);
+
+// Ten seconds of a host playing picture at 24 fps through a rehearsal, with the refresh tick every
+// 3 s: all the D-Bus messages the process sends a second (bus_msgs_per_s: the frames' and ticks',
+// and the mirror's background confirmation) and its CPU a second (cpu_ms_per_s).
+void BM_TenSecondsOfPlay(benchmark::State& state) {
+  StandInSetup setup(static_cast<int>(state.range(0)), state.range(1) != 0);
+  if (!setup.ready(state) || !setup.rehearseUntilSettled(state)) return;
+  const auto cpu = [] {
+    timespec now{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+  };
+  const std::uint64_t messages = setup._x11->mirror()->transport().messagesSent();
+  const double cpuBefore = cpu();
+  double seconds = 0;
+  for (auto _ : state) {
+    const auto start = std::chrono::steady_clock::now();
+    auto next = start;
+    for (int frame = 0; frame < 240; ++frame) {
+      setup._driver->updateDAWTrackStatesForFrameIndex(1050);
+      if (frame % 72 == 0) setup._driver->onUIRefreshTimerRanOut(nullptr);
+      next += std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(kFramePeriod));
+      std::this_thread::sleep_until(next);
+    }
+    seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+  state.counters["bus_msgs_per_s"] =
+      static_cast<double>(setup._x11->mirror()->transport().messagesSent() - messages) / seconds;
+  state.counters["cpu_ms_per_s"] = (cpu() - cpuBefore) * 1000 / seconds;
+}
+BENCHMARK(BM_TenSecondsOfPlay)
+    ->ArgNames({"tracks", "mirror"})
+    ->ArgsProduct({{64}, {0, 1}})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1);
 
 // A user switches a Play track's input monitor on in Pro Tools while the picture plays at 24 fps
 // and every core is busy with other work: the time from the stand-in's being told to the frame

@@ -169,17 +169,30 @@ std::uint64_t interfaceBit(std::string_view name) {
   return 0;
 }
 
+template <typename T>
+bool scalar(DBusMessageIter& iter, int type, AtspiValue& value) {
+  T out{};
+  if (!basic(iter, type, out)) return false;
+  value = out;
+  return true;
+}
+
+// What a write answers: whether it was done.
+AXError done(DBusMessage* reply) {
+  dbus_bool_t done = 0;
+  DBusMessageIter iter;
+  if (!firstArgument(reply, iter) || !basic(iter, DBUS_TYPE_BOOLEAN, done)) return AXError::cannotComplete;
+  return done != 0 ? AXError::success : AXError::cannotComplete;
+}
+
 // The value of a successful reply to a read; false when it isn't of the field's form.
 bool parse(AtspiField field, DBusMessage* reply, AtspiValue& value) {
   DBusMessageIter iter;
   if (!firstArgument(reply, iter)) return false;
   switch (field) {
-    case AtspiField::role: {
-      std::uint32_t role = 0;
-      if (!basic(iter, DBUS_TYPE_UINT32, role)) return false;
-      value = role;
-      return true;
-    }
+    case AtspiField::role: return scalar<std::uint32_t>(iter, DBUS_TYPE_UINT32, value);
+    case AtspiField::value: return scalar<double>(iter, DBUS_TYPE_DOUBLE, value);
+    case AtspiField::actionCount: return scalar<std::int32_t>(iter, DBUS_TYPE_INT32, value);
     case AtspiField::interfaces: {
       std::uint64_t bits = 0;
       std::string name;
@@ -231,18 +244,6 @@ bool parse(AtspiField field, DBusMessage* reply, AtspiValue& value) {
       // The null reference (a path ending in "null") stands for no parent.
       if (ref.path.ends_with("/null")) ref = {};
       value = std::move(ref);
-      return true;
-    }
-    case AtspiField::value: {
-      double number = 0;
-      if (!basic(iter, DBUS_TYPE_DOUBLE, number)) return false;
-      value = number;
-      return true;
-    }
-    case AtspiField::actionCount: {
-      std::int32_t count = 0;
-      if (!basic(iter, DBUS_TYPE_INT32, count)) return false;
-      value = count;
       return true;
     }
     case AtspiField::extents: {
@@ -561,10 +562,7 @@ AXError AtspiDBus::doAction(const AtspiRef& ref, std::int32_t index) {
   const AXError result =
       callOne(withInt(methodCall(ref.bus, ref.path, "org.a11y.atspi.Action", "DoAction"), index), reply);
   if (result != AXError::success) return result == AXError::attributeUnsupported ? AXError::actionUnsupported : result;
-  dbus_bool_t done = 0;
-  DBusMessageIter iter;
-  if (!firstArgument(reply.get(), iter) || !basic(iter, DBUS_TYPE_BOOLEAN, done)) return AXError::cannotComplete;
-  return done != 0 ? AXError::success : AXError::cannotComplete;
+  return done(reply.get());
 }
 
 AXError AtspiDBus::actionText(const AtspiRef& ref, std::int32_t index, std::string& out) {
@@ -589,10 +587,7 @@ AXError AtspiDBus::setText(const AtspiRef& ref, const std::string& contents) {
   DBusMessageRef reply;
   const AXError result = callOne(std::move(message), reply);
   if (result != AXError::success) return result == AXError::attributeUnsupported ? AXError::illegalArgument : result;
-  dbus_bool_t done = 0;
-  DBusMessageIter iter;
-  if (!firstArgument(reply.get(), iter) || !basic(iter, DBUS_TYPE_BOOLEAN, done)) return AXError::cannotComplete;
-  return done != 0 ? AXError::success : AXError::cannotComplete;
+  return done(reply.get());
 }
 
 AXError AtspiDBus::setValue(const AtspiRef& ref, double value) {

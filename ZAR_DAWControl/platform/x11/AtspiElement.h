@@ -39,6 +39,22 @@ class AtspiElement final : public platform::AXUIElement {
     std::uint64_t barrierEpoch = 0;
   };
 
+  /// An object's fields (see `AtspiField`).
+  struct Values {
+    std::uint32_t role = 0;
+    std::uint64_t interfaces = 0;
+    std::uint64_t states = 0;
+    std::string name;
+    std::string description;
+    std::string text;
+    std::vector<std::shared_ptr<AtspiElement>> children;
+    /// Nobody's (an empty bus name) for an object without a parent.
+    AtspiRef parent;
+    double value = 0;
+    AtspiExtents extents;
+    std::int32_t actionCount = 0;
+  };
+
   /// What the mirror knows of one field.
   struct Slot {
     bool known = false;
@@ -71,17 +87,7 @@ class AtspiElement final : public platform::AXUIElement {
   bool _gone = false;
 
   std::array<Slot, kAtspiFieldCount> _slots{};
-  std::uint32_t _role = 0;
-  std::uint64_t _interfaces = 0;
-  std::uint64_t _states = 0;
-  std::string _name;
-  std::string _description;
-  std::string _text;
-  std::vector<std::shared_ptr<AtspiElement>> _children;
-  AtspiRef _parent;
-  double _value = 0;
-  AtspiExtents _extents;
-  std::int32_t _actionCount = 0;
+  Values _values;
 };
 
 }  // namespace zar::x11

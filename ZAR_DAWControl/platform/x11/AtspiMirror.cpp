@@ -180,20 +180,27 @@ bool AtspiMirror::answerLocked(AtspiElement& object, AtspiField field, Answer& a
   return true;
 }
 
-void AtspiMirror::copyLocked(AtspiElement& object, AtspiField field, Answer& answer) {
+void AtspiMirror::copyLocked(const AtspiElement& object, AtspiField field, Answer& answer) {
+  const Answer& known = object._values;
   switch (field) {
-    case AtspiField::role: answer.role = object._role; break;
-    case AtspiField::interfaces: answer.interfaces = object._interfaces; break;
-    case AtspiField::states: answer.states = object._states; break;
-    case AtspiField::name: answer.name = object._name; break;
-    case AtspiField::description: answer.description = object._description; break;
-    case AtspiField::text: answer.text = object._text; break;
-    case AtspiField::children: answer.children = object._children; break;
-    case AtspiField::parent: answer.parent = object._parent.bus.empty() ? nullptr : internLocked(object._parent); break;
-    case AtspiField::value: answer.value = object._value; break;
-    case AtspiField::extents: answer.extents = object._extents; break;
-    case AtspiField::actionCount: answer.actionCount = object._actionCount; break;
+    case AtspiField::role: answer.role = known.role; break;
+    case AtspiField::interfaces: answer.interfaces = known.interfaces; break;
+    case AtspiField::states: answer.states = known.states; break;
+    case AtspiField::name: answer.name = known.name; break;
+    case AtspiField::description: answer.description = known.description; break;
+    case AtspiField::text: answer.text = known.text; break;
+    case AtspiField::children: answer.children = known.children; break;
+    case AtspiField::parent: answer.parent = known.parent; break;
+    case AtspiField::value: answer.value = known.value; break;
+    case AtspiField::extents: answer.extents = known.extents; break;
+    case AtspiField::actionCount: answer.actionCount = known.actionCount; break;
   }
+}
+
+std::shared_ptr<AtspiElement> AtspiMirror::element(const AtspiRef& ref) {
+  if (ref.bus.empty()) return nullptr;
+  std::lock_guard lock(_mutex);
+  return internLocked(ref);
 }
 
 AXError AtspiMirror::read(AtspiElement& element, std::initializer_list<AtspiField> fields, Answer& answer) {
@@ -242,7 +249,7 @@ AXError AtspiMirror::read(AtspiElement& element, std::initializer_list<AtspiFiel
       if (!storeLocked(*object, field, replies[i].value, missing[i].generation, now)) return AXError::cannotComplete;
       copyLocked(*object, field, answer);  // handed over as read, also when a change came in meanwhile
       if (field == AtspiField::children && _options.enabled) {
-        for (const auto& child : object->_children) {
+        for (const auto& child : object->_values.children) {
           if (!child->_slots[slotOf(AtspiField::role)].known) unknownChildren.push_back(child);
         }
       }
@@ -264,25 +271,26 @@ bool AtspiMirror::storeLocked(AtspiElement& object, AtspiField field, const Atsp
     member = *given;
     stored = true;
   };
+  Answer& known = object._values;
   switch (field) {
-    case AtspiField::role: keep(object._role); break;
-    case AtspiField::interfaces: keep(object._interfaces); break;
-    case AtspiField::name: keep(object._name); break;
-    case AtspiField::description: keep(object._description); break;
-    case AtspiField::states: keep(object._states); break;
-    case AtspiField::text: keep(object._text); break;
-    case AtspiField::parent: keep(object._parent); break;
-    case AtspiField::value: keep(object._value); break;
-    case AtspiField::extents: keep(object._extents); break;
-    case AtspiField::actionCount: keep(object._actionCount); break;
+    case AtspiField::role: keep(known.role); break;
+    case AtspiField::interfaces: keep(known.interfaces); break;
+    case AtspiField::name: keep(known.name); break;
+    case AtspiField::description: keep(known.description); break;
+    case AtspiField::states: keep(known.states); break;
+    case AtspiField::text: keep(known.text); break;
+    case AtspiField::parent: keep(known.parent); break;
+    case AtspiField::value: keep(known.value); break;
+    case AtspiField::extents: keep(known.extents); break;
+    case AtspiField::actionCount: keep(known.actionCount); break;
     case AtspiField::children: {
       const auto* refs = std::get_if<std::vector<AtspiRef>>(&value);
       if (refs == nullptr) break;
       std::vector<ElementRef> children;
       children.reserve(refs->size());
       for (const AtspiRef& ref : *refs) children.push_back(internLocked(ref));
-      differs = children != object._children;
-      object._children = std::move(children);
+      differs = children != known.children;
+      known.children = std::move(children);
       stored = true;
       break;
     }
@@ -292,7 +300,7 @@ bool AtspiMirror::storeLocked(AtspiElement& object, AtspiField field, const Atsp
   AtspiElement::Slot& slot = object._slots[slotOf(field)];
   // A control not shown (yet) has no place, told by the smallest coordinates: it may be shown
   // and placed without a word in between, so that is asked again rather than kept.
-  const bool unplaced = field == AtspiField::extents && (object._extents.x == INT32_MIN || object._extents.y == INT32_MIN);
+  const bool unplaced = field == AtspiField::extents && (known.extents.x == INT32_MIN || known.extents.y == INT32_MIN);
   // A change announced while the read was under way: the answer may be from before it.
   if (slot.generation == generation && !unplaced) {
     slot.known = true;
@@ -309,7 +317,7 @@ void AtspiMirror::prefetchChildren(const std::vector<ElementRef>& children) {
   {
     std::lock_guard lock(_mutex);
     for (const auto& child : children) {
-      if (child->_slots[slotOf(AtspiField::interfaces)].known && (child->_interfaces & kAtspiComponent) != 0) {
+      if (child->_slots[slotOf(AtspiField::interfaces)].known && (child->_values.interfaces & kAtspiComponent) != 0) {
         placed.push_back(child);
       }
     }

@@ -94,20 +94,7 @@ class AtspiMirror {
   bool reachable() { return _transport->reachable(); }
 
   /// What is read of an element: the fields asked for are filled in.
-  struct Answer {
-    std::uint32_t role = 0;
-    std::uint64_t interfaces = 0;
-    std::uint64_t states = 0;
-    std::string name;
-    std::string description;
-    std::string text;
-    std::vector<std::shared_ptr<AtspiElement>> children;
-    /// Nothing for an object without a parent.
-    std::shared_ptr<AtspiElement> parent;
-    double value = 0;
-    AtspiExtents extents;
-    std::int32_t actionCount = 0;
-  };
+  using Answer = AtspiElement::Values;
 
   /// Reads fields of an element, with one look at whether it is still there: from memory those
   /// known and young enough, the others from the bus, together. Success, or the error of the
@@ -115,6 +102,8 @@ class AtspiMirror {
   platform::AXError read(AtspiElement& element, std::initializer_list<AtspiField> fields, Answer& answer);
   /// The process of the element's application.
   platform::AXError pid(AtspiElement& element, std::int32_t& pid);
+  /// The element of an object (a parent read, say); null for nobody's.
+  std::shared_ptr<AtspiElement> element(const AtspiRef& ref);
 
   // Writes: each forgets what it touched.
 
@@ -131,7 +120,7 @@ class AtspiMirror {
   platform::AXError aliveLocked(AtspiElement& object);
   /// Copies what is known of `field` into the answer, unless it must be read from the bus.
   bool answerLocked(AtspiElement& object, AtspiField field, Answer& answer, double now);
-  void copyLocked(AtspiElement& object, AtspiField field, Answer& answer);
+  static void copyLocked(const AtspiElement& object, AtspiField field, Answer& answer);
   /// Runs a write on the object and forgets what it touched.
   template <typename Write>
   platform::AXError write(AtspiElement& element, Write write);

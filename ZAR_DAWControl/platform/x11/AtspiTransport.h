@@ -93,7 +93,8 @@ class AtspiTransport {
 
   /// Where every change goes, in the order the bus delivered it, on a thread of the transport.
   /// An event that reached the bus before the reply to a call has reached the sink before that
-  /// call returns. Set once, before the first call.
+  /// call returns. Once this returns, a sink it replaced (an empty one included) is not called
+  /// again.
   virtual void setEventSink(EventSink sink) = 0;
   /// Whether the bus can be reached now (connecting to it when it isn't yet).
   virtual bool reachable() = 0;

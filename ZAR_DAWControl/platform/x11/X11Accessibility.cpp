@@ -172,8 +172,9 @@ AXError X11Accessibility::copyAttributeValue(const platform::AXUIElementRef& ele
   if (attribute == ax::kParentAttribute) {
     const AXError result = _mirror->read(*e, {AtspiField::parent}, answer);
     if (result != AXError::success) return result;
-    if (!answer.parent) return AXError::noValue;
-    value = platform::AXUIElementRef(std::move(answer.parent));
+    auto parent = _mirror->element(answer.parent);
+    if (!parent) return AXError::noValue;
+    value = platform::AXUIElementRef(std::move(parent));
     return AXError::success;
   }
   const bool position = attribute == ax::kPositionAttribute;
