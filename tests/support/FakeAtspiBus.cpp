@@ -73,26 +73,6 @@ void FakeAtspiBus::setReadHook(std::function<void(const x11::AtspiRead&)> hook) 
   _readHook = std::move(hook);
 }
 
-std::size_t FakeAtspiBus::fieldsRead() const {
-  std::lock_guard lock(_mutex);
-  return _fieldsRead;
-}
-
-std::size_t FakeAtspiBus::readCalls() const {
-  std::lock_guard lock(_mutex);
-  return _readCalls;
-}
-
-std::size_t FakeAtspiBus::barriers() const {
-  std::lock_guard lock(_mutex);
-  return _barriers;
-}
-
-std::size_t FakeAtspiBus::actions() const {
-  std::lock_guard lock(_mutex);
-  return _actions;
-}
-
 void FakeAtspiBus::setEventSink(EventSink sink) {
   std::lock_guard lock(_sinkMutex);
   _sink = std::move(sink);
@@ -165,10 +145,16 @@ std::optional<std::int32_t> FakeAtspiBus::processOf(const std::string& bus) {
   return it != _pids.end() ? std::optional(it->second) : std::nullopt;
 }
 
-AXError FakeAtspiBus::doAction(const AtspiRef& ref, std::int32_t) {
+AXError FakeAtspiBus::write(const AtspiRef& ref, const std::function<void(Object&)>& change) {
   std::lock_guard lock(_mutex);
-  ++_actions;
-  return _objects.contains(key(ref)) ? AXError::success : AXError::invalidUIElement;
+  const auto it = _objects.find(key(ref));
+  if (it == _objects.end()) return AXError::invalidUIElement;
+  change(it->second);
+  return AXError::success;
+}
+
+AXError FakeAtspiBus::doAction(const AtspiRef& ref, std::int32_t) {
+  return write(ref, [](Object&) {});
 }
 
 AXError FakeAtspiBus::actionText(const AtspiRef&, std::int32_t, std::string& text) {
@@ -177,19 +163,11 @@ AXError FakeAtspiBus::actionText(const AtspiRef&, std::int32_t, std::string& tex
 }
 
 AXError FakeAtspiBus::setText(const AtspiRef& ref, const std::string& text) {
-  std::lock_guard lock(_mutex);
-  const auto it = _objects.find(key(ref));
-  if (it == _objects.end()) return AXError::invalidUIElement;
-  it->second.text = text;
-  return AXError::success;
+  return write(ref, [&](Object& object) { object.text = text; });
 }
 
 AXError FakeAtspiBus::setValue(const AtspiRef& ref, double value) {
-  std::lock_guard lock(_mutex);
-  const auto it = _objects.find(key(ref));
-  if (it == _objects.end()) return AXError::invalidUIElement;
-  it->second.value = value;
-  return AXError::success;
+  return write(ref, [&](Object& object) { object.value = value; });
 }
 
 void FakeAtspiBus::barrier(const std::string&) {

@@ -44,11 +44,10 @@ class FakeAtspiBus final : public x11::AtspiTransport {
   /// Runs during each read, before it is answered.
   void setReadHook(std::function<void(const x11::AtspiRead&)> hook);
 
-  /// Fields read, calls that read them (a batch is one call), barriers, actions performed.
-  std::size_t fieldsRead() const;
-  std::size_t readCalls() const;
-  std::size_t barriers() const;
-  std::size_t actions() const;
+  /// Fields read, calls that read them (a batch is one call), barriers waited for.
+  std::size_t fieldsRead() const { return counted(&FakeAtspiBus::_fieldsRead); }
+  std::size_t readCalls() const { return counted(&FakeAtspiBus::_readCalls); }
+  std::size_t barriers() const { return counted(&FakeAtspiBus::_barriers); }
 
   void setEventSink(EventSink sink) override;
   bool reachable() override;
@@ -64,6 +63,12 @@ class FakeAtspiBus final : public x11::AtspiTransport {
 
  private:
   static std::string key(const x11::AtspiRef& ref) { return ref.bus + '\n' + ref.path; }
+  std::size_t counted(std::size_t FakeAtspiBus::*count) const {
+    std::lock_guard lock(_mutex);
+    return this->*count;
+  }
+  /// Sets a field of an object that exists.
+  platform::AXError write(const x11::AtspiRef& ref, const std::function<void(Object&)>& change);
   void deliver(const x11::AtspiEvent& event);
 
   mutable std::mutex _mutex;
@@ -77,7 +82,6 @@ class FakeAtspiBus final : public x11::AtspiTransport {
   std::size_t _fieldsRead = 0;
   std::size_t _readCalls = 0;
   std::size_t _barriers = 0;
-  std::size_t _actions = 0;
   std::mutex _sinkMutex;
   EventSink _sink;
 };
