@@ -393,7 +393,13 @@ void ZAR_DAWApplicationProTools::updateDAWTrackStatesForFrameIndex(std::int64_t 
 
 void ZAR_DAWApplicationProTools::updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_DAWEventPhase phase) {
   const auto event = currentEvent();
-  const auto recordTrack = event ? recordTrackOf(*event) : nullptr;
+  // Looked up once a track that records during the cue asks: a frame of a rehearsal whose modes
+  // record nowhere needn't walk every track's record mode (nothing else reads it).
+  std::optional<std::shared_ptr<ZAR_DAWAudioTrack>> recordTrack;
+  const auto isRecordTrack = [&](const std::shared_ptr<ZAR_DAWAudioTrack>& track) {
+    if (!recordTrack) recordTrack = event ? recordTrackOf(*event) : nullptr;
+    return track == *recordTrack;
+  };
   const auto matrix = ZAR_DAWApplicationManager::sharedManager()->muteRecMatrix();
   const auto nullMode = ZAR_DAWAudioTrackMode::nullTrackMode();
 
@@ -418,13 +424,12 @@ void ZAR_DAWApplicationProTools::updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_
     const ZAR_DAWTrackState during = trackMode ? trackMode->duringState() : ZAR_DAWTrackStatePlay;
     const ZAR_DAWTrackState after = trackMode ? trackMode->afterState() : ZAR_DAWTrackStatePlay;
     const bool recordsDuringCue = during == ZAR_DAWTrackStateRecord;
-    const bool isRecordTrack = track == recordTrack;
 
     if (phase == ZAR_DAWEventPhaseBefore) {
       if (!recordsDuringCue) {
         track->setRecEnabled(false, true);
         applyState(*track, before);
-      } else if (isRecordTrack) {
+      } else if (isRecordTrack(track)) {
         track->setRecEnabled(true, true);
         applyState(*track, before);
       } else {
@@ -436,9 +441,9 @@ void ZAR_DAWApplicationProTools::updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_
       if (!recordsDuringCue) {
         applyState(*track, during);
       } else {
-        track->setMuted(!isRecordTrack, true);
+        track->setMuted(!isRecordTrack(track), true);
       }
-    } else if (recordsDuringCue && !isRecordTrack) {
+    } else if (recordsDuringCue && !isRecordTrack(track)) {
       track->setMuted(false, true);
       track->setInputEnabled(false);
     } else {
