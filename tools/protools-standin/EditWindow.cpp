@@ -324,6 +324,23 @@ bool EditWindow::command(const std::string& line) {
     removeTrack(index);
     return true;
   }
+  if (verb == "select") {
+    // As a user drags a selection: the counters show its start and end.
+    Timecode edge[2];
+    for (Timecode& time : edge) {
+      std::string text;
+      char separator[3] = {};
+      std::istringstream fields(words >> text ? text : "");
+      if (!(fields >> time.hours >> separator[0] >> time.minutes >> separator[1] >> time.seconds >> separator[2] >> time.frames)) {
+        return false;
+      }
+    }
+    _selectionStart = edge[0];
+    _selectionEnd = edge[1];
+    showCounters();
+    say(fmt::format("selected {} {}", counterText(edge[0], TimeFormat::timecode), counterText(edge[1], TimeFormat::timecode)));
+    return true;
+  }
   std::size_t to = 0;
   if (verb == "move" && track() && (words >> to) && to < _tracks.size()) {
     moveTrack(index, to);

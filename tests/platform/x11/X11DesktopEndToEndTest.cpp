@@ -270,6 +270,9 @@ TEST_F(X11EndToEndTest, FindsTheStandInAndWhatChangesInItAtTheNextTick) {
   EXPECT_EQ(names(), "Bee |FX |Dee |");
   ASSERT_TRUE(userDoes("move 2 0", "track 2 moved to 0"));
   EXPECT_EQ(names(), "Dee |Bee |FX |");
+  ASSERT_TRUE(userDoes("select 00:10:00:00 00:10:05:12", "selected"));
+  names();
+  EXPECT_EQ(driver->lastSelectionEndTC().seconds, 5u) << "the tick announces the user's selection";
 
   // The window moves 100 down; no toolkit says so, the X server does.
   const float top = driver->audioTracks()[0]->yPos();
