@@ -115,13 +115,21 @@ class StandInSetup {
     std::uint64_t messages = 0;
   };
   Tally tally() const { return {_counting->calls(), zar::x11::AtspiConnection::sentOnThisThread()}; }
-  void report(benchmark::State& state, const Tally& before, std::uint64_t iterations) const {
+  static void report(benchmark::State& state, const Tally& spent) {
+    const auto iterations = static_cast<double>(std::max<benchmark::IterationCount>(state.iterations(), 1));
+    state.counters["ax_calls"] = static_cast<double>(spent.calls) / iterations;
+    state.counters["bus_msgs"] = static_cast<double>(spent.messages) / iterations;
+  }
+  // Runs `work` measured, in a benchmark paused around it, and adds to `spent` what it cost.
+  template <typename Work>
+  void measure(benchmark::State& state, Tally& spent, Work work) const {
+    const Tally before = tally();
+    state.ResumeTiming();
+    work();
+    state.PauseTiming();
     const Tally after = tally();
-    const auto perIteration = [&](std::uint64_t count) {
-      return benchmark::Counter(static_cast<double>(count) / static_cast<double>(std::max<std::uint64_t>(iterations, 1)));
-    };
-    state.counters["ax_calls"] = perIteration(after.calls - before.calls);
-    state.counters["bus_msgs"] = perIteration(after.messages - before.messages);
+    spent.calls += after.calls - before.calls;
+    spent.messages += after.messages - before.messages;
   }
 
   template <typename Condition>
@@ -159,7 +167,8 @@ void BM_FrameUpdateNothingToChange(benchmark::State& state) {
   if (!setup.ready(state) || !setup.rehearseUntilSettled(state)) return;
   const auto before = setup.tally();
   for (auto _ : state) setup._driver->updateDAWTrackStatesForFrameIndex(1050);
-  setup.report(state, before, state.iterations());
+  const auto after = setup.tally();
+  StandInSetup::report(state, {after.calls - before.calls, after.messages - before.messages});
   setup._driver->stopPlayback();
 }
 BENCHMARK(BM_FrameUpdateNothingToChange)->Apply([](auto* b) { withBothWays(b, {8, 64, 128}); });
@@ -171,7 +180,8 @@ void BM_RefreshTickNothingChanged(benchmark::State& state) {
   setup._driver->onUIRefreshTimerRanOut(nullptr);
   const auto before = setup.tally();
   for (auto _ : state) setup._driver->onUIRefreshTimerRanOut(nullptr);
-  setup.report(state, before, state.iterations());
+  const auto after = setup.tally();
+  StandInSetup::report(state, {after.calls - before.calls, after.messages - before.messages});
 }
 BENCHMARK(BM_RefreshTickNothingChanged)->Apply([](auto* b) { withBothWays(b, {8, 64, 128}); });
 
@@ -197,17 +207,10 @@ void BM_RefreshTickAfterOneChange(benchmark::State& state) {
     setup._standIn->send(command);
     StandInSetup::waitFor([&] { return setup._standIn->lines().size() > said; });
     std::this_thread::sleep_for(30ms);  // the announcement of the change reaches the mirror
-    const auto before = setup.tally();
-    state.ResumeTiming();
-    setup._driver->onUIRefreshTimerRanOut(nullptr);
-    state.PauseTiming();
-    const auto after = setup.tally();
-    spent.calls += after.calls - before.calls;
-    spent.messages += after.messages - before.messages;
+    setup.measure(state, spent, [&] { setup._driver->onUIRefreshTimerRanOut(nullptr); });
     state.ResumeTiming();
   }
-  state.counters["ax_calls"] = static_cast<double>(spent.calls) / static_cast<double>(state.iterations());
-  state.counters["bus_msgs"] = static_cast<double>(spent.messages) / static_cast<double>(state.iterations());
+  StandInSetup::report(state, spent);
 }
 BENCHMARK(BM_RefreshTickAfterOneChange)
     ->ArgNames({"tracks", "mirror", "change"})
@@ -235,13 +238,7 @@ void BM_DiscoveryOfAStandInJustStarted(benchmark::State& state) {
       state.SkipWithError("the stand-in did not start");
       return;
     }
-    const auto before = setup.tally();
-    state.ResumeTiming();
-    setup._manager->refreshDAWs();
-    state.PauseTiming();
-    const auto after = setup.tally();
-    spent.calls += after.calls - before.calls;
-    spent.messages += after.messages - before.messages;
+    setup.measure(state, spent, [&] { setup._manager->refreshDAWs(); });
     if (!setup._manager->currentApplication() || setup._manager->currentApplication()->audioTracks().size() !=
                                                      static_cast<std::size_t>(state.range(0))) {
       state.SkipWithError("the discovery pass did not find the stand-in's tracks");
@@ -249,8 +246,7 @@ void BM_DiscoveryOfAStandInJustStarted(benchmark::State& state) {
     }
     state.ResumeTiming();
   }
-  state.counters["ax_calls"] = static_cast<double>(spent.calls) / static_cast<double>(state.iterations());
-  state.counters["bus_msgs"] = static_cast<double>(spent.messages) / static_cast<double>(state.iterations());
+  StandInSetup::report(state, spent);
 }
 BENCHMARK(BM_DiscoveryOfAStandInJustStarted)
     ->ArgNames({"tracks", "mirror"})
