@@ -1,5 +1,7 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
@@ -67,26 +69,18 @@ TEST_F(UIElementUtilitiesTest, SetsTypedValuesFromTextThroughFloats) {
     window->setSettable(name, true);
   }
 
-  UIElementUtilities::setStringValue("x=10 y=20", std::string(zar::ax::kPositionAttribute), window);
-  EXPECT_EQ(window->attribute(zar::ax::kPositionAttribute), AXAttributeValue(AXTypedValue::point({10, 20})));
-
-  // A position's text given for a size matches nothing of the size pattern: the size stays.
-  UIElementUtilities::setStringValue("x=10 y=20", std::string(zar::ax::kSizeAttribute), window);
-  EXPECT_EQ(window->attribute(zar::ax::kSizeAttribute), AXAttributeValue(AXTypedValue::size({1, 1})));
-  // So does a text that matches only the first component.
-  UIElementUtilities::setStringValue("w=5 h=oops", std::string(zar::ax::kSizeAttribute), window);
-  EXPECT_EQ(window->attribute(zar::ax::kSizeAttribute), AXAttributeValue(AXTypedValue::size({1, 1})));
-
-  // Components pass through 32-bit floats.
-  UIElementUtilities::setStringValue("x=0.1 y=-2.5 w=800 h=600.25", std::string("AXBounds"), window);
-  EXPECT_EQ(window->attribute("AXBounds"),
-            AXAttributeValue(AXTypedValue::rect({{static_cast<double>(0.1f), -2.5}, {800, 600.25}})));
-  EXPECT_NE(static_cast<double>(0.1f), 0.1);
-
-  UIElementUtilities::setStringValue("pos=9000000000 len=-3", std::string("AXSelectedTextRange"), window);
-  EXPECT_EQ(window->attribute("AXSelectedTextRange"),
-            AXAttributeValue(AXTypedValue::range({9000000000, -3})));
-
+  // A text that doesn't match the whole pattern of the value's kind (a position's text for a size,
+  // a size with only its first component) sets nothing. Components pass through 32-bit floats.
+  const std::tuple<const char*, const char*, AXTypedValue> sets[] = {
+      {"x=10 y=20", zar::ax::kPositionAttribute, AXTypedValue::point({10, 20})},
+      {"x=10 y=20", zar::ax::kSizeAttribute, AXTypedValue::size({1, 1})},
+      {"w=5 h=oops", zar::ax::kSizeAttribute, AXTypedValue::size({1, 1})},
+      {"x=0.1 y=-2.5 w=800 h=600.25", "AXBounds", AXTypedValue::rect({{static_cast<double>(0.1f), -2.5}, {800, 600.25}})},
+      {"pos=9000000000 len=-3", "AXSelectedTextRange", AXTypedValue::range({9000000000, -3})}};
+  for (const auto& [text, name, value] : sets) {
+    UIElementUtilities::setStringValue(text, std::string(name), window);
+    EXPECT_EQ(window->attribute(name), AXAttributeValue(value)) << text << " for " << name;
+  }
   // No attribute name: nothing happens at all.
   UIElementUtilities::setStringValue("x=1 y=1", std::nullopt, window);
   EXPECT_EQ(window->attribute(zar::ax::kPositionAttribute), AXAttributeValue(AXTypedValue::point({10, 20})));
@@ -112,7 +106,7 @@ TEST_F(UIElementUtilitiesTest, SetsTextsAndNumbersAndLogsTheTextResult) {
   EXPECT_EQ(field->attribute("AXFontSize"), AXAttributeValue(0.0));
 }
 
-TEST_F(UIElementUtilitiesTest, ConvertsCocoaPointsByTheLastScreenThatHoldsThem) {
+TEST_F(UIElementUtilitiesTest, ConvertsPointsByTheLastScreenThatHoldsThemAndRectanglesAboutThePrimaryScreen) {
   setScreens({Rect{{0, 0}, {1920, 1080}}, Rect{{1000, 0}, {1920, 1200}}});
   // On the primary screen only.
   EXPECT_EQ(UIElementUtilities::carbonScreenPointFromCocoaScreenPoint({100, 0}), (Point{100, 1079}));
@@ -121,9 +115,7 @@ TEST_F(UIElementUtilitiesTest, ConvertsCocoaPointsByTheLastScreenThatHoldsThem) 
   // Right and top edges lie outside a screen; a point on no screen gives the zero point.
   EXPECT_EQ(UIElementUtilities::carbonScreenPointFromCocoaScreenPoint({2920, 100}), (Point{0, 0}));
   EXPECT_EQ(UIElementUtilities::carbonScreenPointFromCocoaScreenPoint({-1, 5}), (Point{0, 0}));
-}
 
-TEST_F(UIElementUtilitiesTest, FlipsRectanglesAboutThePrimaryScreenTop) {
   setScreens({Rect{{0, 0}, {1440, 900}}, Rect{{1440, -300}, {1920, 1200}}});
   const Rect bounds{{100, 50}, {300, 200}};
   const Rect flipped = UIElementUtilities::flippedScreenBounds(bounds);
@@ -132,9 +124,8 @@ TEST_F(UIElementUtilitiesTest, FlipsRectanglesAboutThePrimaryScreenTop) {
 
   setScreens({});
   EXPECT_EQ(UIElementUtilities::flippedScreenBounds(bounds), (Rect{{100, -250}, {300, 200}}));
-}
 
-TEST_F(UIElementUtilitiesTest, FrameOfAnElementIsInCocoaCoordinates) {
+  // An element's frame is in Cocoa coordinates.
   setScreens({Rect{{0, 0}, {1920, 1080}}});
   auto group = element(zar::ax::kGroupRole, "Dialog 1 - Audio Track ");
   group->setFrame(Rect{{0, 100}, {800, 60}});
@@ -215,27 +206,25 @@ TEST_F(UIElementUtilitiesTest, FullDescriptionListsAttributesAndActions) {
   button->setSettable(zar::ax::kValueAttribute, true);
   button->addAction(zar::ax::kPressAction, "press", {});
 
-  const std::string description = UIElementUtilities::stringDescriptionOfUIElement(button);
-  EXPECT_EQ(description.rfind("<AXWindow: \u201cEdit: Reel 1\u201d>\n <AXButton: \u201cMute\u201d>\n\nAttributes:\n", 0),
-            0u)
-      << description;
-  EXPECT_NE(description.find("   AXValue (W):  \u201coff\u201d\n"), std::string::npos) << description;
-  EXPECT_NE(description.find("   AXTitle:  \u201cMute\u201d\n"), std::string::npos) << description;
-  EXPECT_NE(description.find("   AXParent:  \u201c<AXWindow: \u201cEdit: Reel 1\u201d>\u201d\n"), std::string::npos)
-      << description;
-  EXPECT_NE(description.find("\nActions:\n   AXPress - press\n"), std::string::npos) << description;
+  using testing::HasSubstr;
+  EXPECT_THAT(UIElementUtilities::stringDescriptionOfUIElement(button),
+              testing::AllOf(testing::StartsWith("<AXWindow: \u201cEdit: Reel 1\u201d>\n <AXButton: \u201cMute\u201d>\n\n"
+                                                 "Attributes:\n"),
+                             HasSubstr("   AXValue (W):  \u201coff\u201d\n"), HasSubstr("   AXTitle:  \u201cMute\u201d\n"),
+                             HasSubstr("   AXParent:  \u201c<AXWindow: \u201cEdit: Reel 1\u201d>\u201d\n"),
+                             HasSubstr("\nActions:\n   AXPress - press\n")));
   EXPECT_FALSE(UIElementUtilities::descriptionOfAction("AXShowMenu", button).has_value());
 
   EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "No Description");
-  button->setAttribute(zar::ax::kDescriptionAttribute, "");
-  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "No Description");
-  button->setAttribute(zar::ax::kDescriptionAttribute, "mute button");
-  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "mute button");
   // A description of another kind is shown in its text form.
-  button->setAttribute(zar::ax::kDescriptionAttribute, AXValueList{"a"});
-  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "<array of size 1>");
-  button->setAttribute(zar::ax::kDescriptionAttribute, AXTypedValue::point({1, 2}));
-  EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), "<AXPointValue x=1 y=2>");
+  const std::pair<AXAttributeValue, const char*> descriptions[] = {{"", "No Description"},
+                                                                   {"mute button", "mute button"},
+                                                                   {AXValueList{"a"}, "<array of size 1>"},
+                                                                   {AXTypedValue::point({1, 2}), "<AXPointValue x=1 y=2>"}};
+  for (const auto& [value, text] : descriptions) {
+    button->setAttribute(zar::ax::kDescriptionAttribute, value);
+    EXPECT_EQ(UIElementUtilities::descriptionOfAXDescriptionOfUIElement(button), text);
+  }
 }
 
 }  // namespace

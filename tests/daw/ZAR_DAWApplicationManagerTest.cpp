@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <filesystem>
+#include <mutex>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
@@ -13,6 +15,7 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 using Names = std::vector<std::string>;
 const Names kAdded{ZAR_DAWApplicationAddedNotification};
 const Names kRemoved{ZAR_DAWApplicationRemovedNotification};
@@ -92,7 +95,7 @@ TEST_F(ManagerTest, FindsProToolsUnderEitherIdentifierFirstInWorkspaceOrder) {
                              ZAR_DAWApplicationAddedNotification}));
 }
 
-TEST_F(ManagerTest, ProToolsQuittingClosingItsSessionOrRestarting) {
+TEST_F(ManagerTest, ProToolsIsKeptWhileConnectedAndDroppedWhenItClosesItsSession) {
   const auto first = launchProTools();
   enable();
   const auto old = _manager->currentApplication();
@@ -103,23 +106,12 @@ TEST_F(ManagerTest, ProToolsQuittingClosingItsSessionOrRestarting) {
   EXPECT_TRUE(lifecycle().empty()) << "a connected application is kept without notifications";
   EXPECT_EQ(_manager->currentApplication(), old);
 
-  quit(first);
-  sim.runFor(2.5);
-  EXPECT_EQ(lifecycle(), kRemoved);
-  EXPECT_EQ(_currentOnRemoval, (std::vector{old})) << "observers of a pass's removal still find the old application";
-  EXPECT_FALSE(_manager->currentApplication());
-
-  clearPosted();
-  const auto second = launchProTools();
-  sim.runFor(2.5);
-  EXPECT_EQ(lifecycle(), kAdded);
-  EXPECT_EQ(currentPid(), second->processIdentifier());
-
-  clearPosted();
-  second->closeSession();
+  first->closeSession();
   sim.runFor(2.5);
   EXPECT_EQ(lifecycle(), kRemoved) << "no edit window: the driver can't attach again";
-  second->openSession("Reel 2");
+  EXPECT_EQ(_currentOnRemoval, (std::vector{old})) << "observers of a pass's removal still find the old application";
+  EXPECT_FALSE(_manager->currentApplication());
+  first->openSession("Reel 2");
   sim.runFor(2.5);
   EXPECT_EQ(_manager->currentApplication()->currentProject(), " Reel 2");
 }
@@ -196,6 +188,59 @@ TEST(ManagerPasses, OverlappingPassesAnnounceOneApplication) {
   EXPECT_TRUE(zar::test::eventually([&] { return !manager->currentApplication(); }));
   EXPECT_EQ(removed.load(), 1);
   manager->setEnabled(false);
+}
+
+// A host's observer of "ZAR_DAWApplicationAdded", called on a pool thread, queues a UI update on
+// the main run loop and waits for it, while the main thread disables the manager. Neither may wait
+// for the other: the update runs, the observer returns, and the application is dropped once.
+TEST(ManagerObservers, AnObserverMayWaitForTheMainThreadWhileItDisablesTheManager) {
+  zar::test::SimPlatform sim(zar::sim::SimDispatch::Mode::threaded);
+  const auto manager = ZAR_DAWApplicationManager::sharedManager();
+  manager->setAllowed(true);
+  manager->setEnabled(true);  // nothing to find yet
+  zar::test::launchProTools(sim);
+
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool updated = false;
+  bool observerSawTheUpdate = false;
+  bool observerReturned = false;
+  std::vector<std::shared_ptr<ZAR_DAWApplication>> currentOnRemoval;
+  zar::test::Rendezvous observerWaits(2);
+  zar::platform::NotificationObservation added(
+      sim.notificationCenter, std::string(ZAR_DAWApplicationAddedNotification), [&](const zar::platform::Notification&) {
+        sim.runLoop->perform([&] {
+          std::lock_guard lock(mutex);
+          updated = true;
+          changed.notify_all();
+        });
+        observerWaits.arriveAndWait();
+        std::unique_lock lock(mutex);
+        observerSawTheUpdate = changed.wait_for(lock, 10s, [&] { return updated; });
+        observerReturned = true;
+      });
+  zar::platform::NotificationObservation removed(
+      sim.notificationCenter, std::string(ZAR_DAWApplicationRemovedNotification),
+      [&](const zar::platform::Notification&) {
+        const auto current = manager->currentApplication();
+        std::lock_guard lock(mutex);
+        currentOnRemoval.push_back(current);
+      });
+
+  manager->onRefreshDAWTimerRanOut(nullptr);  // the pass runs on the pool
+  ASSERT_TRUE(observerWaits.arriveAndWait());
+  manager->setEnabled(false);
+  sim.runFor(0.1);  // the main loop runs the update
+
+  EXPECT_TRUE(zar::test::eventually([&] {
+    std::lock_guard lock(mutex);
+    return observerReturned && !currentOnRemoval.empty();
+  }));
+  std::lock_guard lock(mutex);
+  EXPECT_TRUE(observerSawTheUpdate);
+  EXPECT_EQ(currentOnRemoval, (std::vector<std::shared_ptr<ZAR_DAWApplication>>{nullptr}))
+      << "one removal, and it finds no application";
+  EXPECT_FALSE(manager->currentApplication());
 }
 
 }  // namespace

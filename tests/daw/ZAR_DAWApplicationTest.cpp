@@ -1,5 +1,6 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -9,6 +10,7 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "support/ProToolsTest.h"
+#include "support/TakeCue.h"
 
 namespace {
 
@@ -59,12 +61,7 @@ class DAWApplicationTest : public zar::test::ProToolsTest {
 
   std::shared_ptr<zar::sim::SimProTools> _proTools;
   std::shared_ptr<RecordingApplication> _application = std::make_shared<RecordingApplication>();
-  std::shared_ptr<ZAR_VisualEvent> _cue = [] {
-    auto event = std::make_shared<ZAR_VisualEvent>();
-    event->setStartTCString("01:00:00:00");
-    event->setEndTCString("01:00:05:00");
-    return event;
-  }();
+  std::shared_ptr<ZAR_VisualEvent> _cue = zar::test::takeCue();
 };
 
 TEST_F(DAWApplicationTest, InitialisationSetsTheBaseState) {
@@ -147,7 +144,7 @@ TEST_F(DAWApplicationTest, PassBookkeepingAndTheRecordNotification) {
 TEST_F(DAWApplicationTest, CueTimingChangeSelectsTheRangeWhenThePreferenceSaysSo) {
   _application->registerUserDefaults();
   sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification, _cue);
-  EXPECT_EQ(_application->calls, (std::vector<std::string>{"start 01:00:00:00", "end 01:00:05:00"}));
+  EXPECT_EQ(_application->calls, (std::vector<std::string>{"start 00:59:58:00", "end 01:00:04:12"}));
 
   _application->calls.clear();
   sim.notificationCenter->post(ZAR_VisualEventTimingDidChangeNotification);  // no cue
@@ -166,16 +163,12 @@ TEST(DAWApplicationBase, DriverOperationsAreNotImplemented) {
   EXPECT_EQ(error, (ZAR_Error{"ZAR_ErrorDomain", 0, "Not implemented"}));
   EXPECT_EQ(application.setSelectionStartTC("01:00:00:00"), error);
   EXPECT_EQ(application.setSelectionEndTC(std::nullopt), error);
-  const auto raisedNaming = [](const std::function<void()>& call, const std::string& name) {
-    try {
-      call();
-    } catch (const std::logic_error& e) {
-      return std::string(e.what()).find(name) != std::string::npos;
-    }
-    return false;
-  };
-  EXPECT_TRUE(raisedNaming([&] { application.updateDAWTrackStatesForFrameIndex(10); }, "updateDAWTrackStatesForFrameIndex"));
-  EXPECT_TRUE(raisedNaming([&] { application.onUIRefreshTimerRanOut(nullptr); }, "onUIRefreshTimerRanOut"));
+  using testing::HasSubstr;
+  using testing::ThrowsMessage;
+  EXPECT_THAT([&] { application.updateDAWTrackStatesForFrameIndex(10); },
+              ThrowsMessage<std::logic_error>(HasSubstr("updateDAWTrackStatesForFrameIndex")));
+  EXPECT_THAT([&] { application.onUIRefreshTimerRanOut(nullptr); },
+              ThrowsMessage<std::logic_error>(HasSubstr("onUIRefreshTimerRanOut")));
 }
 
 TEST(KeyCodeMap, HoldsTheTenDigitKeys) {
@@ -184,18 +177,16 @@ TEST(KeyCodeMap, HoldsTheTenDigitKeys) {
                                                  {"5", 23}, {"6", 22}, {"7", 26}, {"8", 28}, {"9", 25}}));
 }
 
-TEST_F(DAWApplicationTest, OlderVersionsTypeOnlyDigitsThenReturnWithAPauseAfterEachKey) {
+// Below version 11 only digits are typed, then Return, with a pause after each key; from 11 on the
+// layout's events, with a pause after each event; other application types type nothing.
+TEST_F(DAWApplicationTest, TypingFollowsTheVersionAndTheType) {
   _application->setMajorVersion(10);
   EXPECT_EQ(type("12:34"), (Strokes{{18, true}, {18, false}, {19, true}, {19, false}, {20, true}, {20, false},
                                     {21, true}, {21, false}, {36, true}, {36, false}}));
   EXPECT_EQ(type(""), (Strokes{{36, true}, {36, false}}));
-  for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) {
-    EXPECT_EQ(posted.event.flags, zar::platform::EventFlagNone);
-  }
+  for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) EXPECT_EQ(posted.event.flags, zar::platform::EventFlagNone);
   EXPECT_EQ(_proTools->typedText(), "1234\n\n");
-}
 
-TEST_F(DAWApplicationTest, NewerVersionsPostTheLayoutsEventsWithAPauseAfterEachEventOtherTypesNone) {
   _application->setMajorVersion(11);
   const auto expected = zar::platform::KeyboardLayout::keyEventsForText("A1", true);
   Strokes strokes;
@@ -204,7 +195,7 @@ TEST_F(DAWApplicationTest, NewerVersionsPostTheLayoutsEventsWithAPauseAfterEachE
   const auto posted = sim.desktop->eventPoster()->keyboardEvents();
   for (std::size_t i = 0; i < posted.size(); ++i) EXPECT_EQ(posted[i].event.flags, expected[i].flags);
   EXPECT_NE(posted[0].event.flags & zar::platform::EventFlagMaskShift, 0u) << "A is typed with shift";
-  EXPECT_EQ(_proTools->typedText(), "A1\n");
+  EXPECT_EQ(_proTools->typedText(), "1234\n\nA1\n");
 
   _application->setType(1);
   EXPECT_TRUE(type("123").empty());

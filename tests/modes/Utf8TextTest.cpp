@@ -20,9 +20,7 @@ TEST(Utf8Text, WellFormedTextIsKeptByteForByte) {
       "\xF4\x8F\xBF\xBF\xEF\xBF\xBF",    // the highest code point and U+FFFF
       "\xED\x9F\xBF\xEE\x80\x80",        // just below and above the surrogates
   };
-  for (const std::string& sample : samples) {
-    EXPECT_EQ(utf8TextFromBytes(sample), sample);
-  }
+  for (const std::string& sample : samples) EXPECT_EQ(utf8TextFromBytes(sample), sample);
 }
 
 TEST(Utf8Text, EachIllFormedSequenceBecomesOneReplacement) {

@@ -1,7 +1,7 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <memory>
@@ -18,6 +18,8 @@ namespace {
 namespace fs = std::filesystem;
 using ModeList = ZAR_DAWAudioTrackModeList;
 using zar::platform::LogFlag;
+using testing::ElementsAre;
+using testing::HasSubstr;
 
 const std::string listFile = "AudioTrackModeList.bin";
 const std::string garbage = "\xff\xff\xff not a message";
@@ -89,18 +91,15 @@ TEST_F(ModeListTest, UnreadableFileIsKeptAsideBeforeTheFirstWriteOverIt) {
     ModeList list;
     EXPECT_TRUE(list.audioTrackModes()->empty());
     EXPECT_EQ(contentOf(listFile), content) << "left as it is";
-    ASSERT_EQ(logged(LogFlag::error).size(), 1u);
-    EXPECT_NE(logged(LogFlag::error)[0].find(path(listFile)), std::string::npos);
+    EXPECT_THAT(logged(LogFlag::error), ElementsAre(HasSubstr(path(listFile))));
 
     list.addAudioTrackMode(makeMode("Voice", "uuid-voice"));
     list.addAudioTrackMode(makeMode("Foley", "uuid-foley"));
-    ASSERT_EQ(entries().size(), 2u);
+    ASSERT_THAT(entries(), ElementsAre(listFile, testing::StartsWith(listFile + ".unreadable-")));
     const std::string copy = entries()[1];
-    EXPECT_EQ(copy.rfind(listFile + ".unreadable-", 0), 0u) << copy;
     EXPECT_EQ(contentOf(copy), content) << "the copy holds the old bytes";
     EXPECT_EQ(stored().modes_size(), 2);
-    ASSERT_EQ(logged(LogFlag::error).size(), 2u) << "one copy, logged once";
-    EXPECT_NE(logged(LogFlag::error)[1].find(path(copy)), std::string::npos) << logged(LogFlag::error)[1];
+    EXPECT_THAT(logged(LogFlag::error), ElementsAre(testing::_, HasSubstr(path(copy)))) << "one copy, logged once";
   }
 }
 
@@ -111,8 +110,7 @@ TEST_F(ModeListTest, FailedWritesAreLoggedOnceUntilAWriteWorksAgain) {
   list.removeAudioTrackModesAtIndexes({0});
   EXPECT_EQ(namesIn(list), (std::vector<std::string>{"Mute", "Input", "Record", "Kept"})) << "held in memory";
   EXPECT_FALSE(contentOf(listFile).has_value());
-  ASSERT_EQ(logged(LogFlag::error).size(), 1u);
-  EXPECT_NE(logged(LogFlag::error)[0].find(path(listFile) + ": No space left on device"), std::string::npos);
+  EXPECT_THAT(logged(LogFlag::error), ElementsAre(HasSubstr(path(listFile) + ": No space left on device")));
 
   files->failWrites.clear();
   list.saveChanges();
@@ -131,8 +129,8 @@ TEST_F(ModeListTest, UnreadableFileThatCantBeKeptAsideIsNotWrittenOver) {
   list.addAudioTrackMode(makeMode("Voice", "uuid-voice"));
   list.addAudioTrackMode(makeMode("Foley", "uuid-foley"));
   EXPECT_EQ(contentOf(listFile), garbage);
-  ASSERT_EQ(logged(LogFlag::error).size(), 2u) << "the unreadable file, then the refused write once";
-  EXPECT_NE(logged(LogFlag::error)[1].find("Operation not permitted"), std::string::npos);
+  EXPECT_THAT(logged(LogFlag::error), ElementsAre(testing::_, HasSubstr("Operation not permitted")))
+      << "the unreadable file, then the refused write once";
   files->failKeepAside.clear();
   list.saveChanges();
   EXPECT_EQ(stored().modes_size(), 2);
@@ -164,8 +162,7 @@ TEST_F(ModeListTest, NullUuidNeverEntersTheList) {
   putFile(listFile, message.SerializeAsString());
   ModeList list;
   EXPECT_EQ(namesIn(list), std::vector<std::string>{"Voice"});
-  ASSERT_EQ(logged(LogFlag::error).size(), 1u);
-  EXPECT_NE(logged(LogFlag::error)[0].find("Silence"), std::string::npos);
+  EXPECT_THAT(logged(LogFlag::error), ElementsAre(HasSubstr("Silence")));
 
   list.addAudioTrackMode(makeMode("Again", ZAR_DAWAudioTrackModeNullUUID));
   list.addAudioTrackMode(ZAR_DAWAudioTrackMode::nullTrackMode());

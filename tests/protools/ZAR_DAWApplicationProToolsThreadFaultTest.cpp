@@ -27,11 +27,11 @@ const char* const kFaultNames[] = {"QuitWhileSelectionIsTyped", "QuitBetweenReco
 
 // Discovery passes on a pool, HUI on the MIDI thread, the host on the main thread (the test's,
 // moving virtual time); a second Pro Tools behind the first. Faults come through hooks.
-class ThreadFaultTest : public zar::test::HUIProToolsTest, public testing::WithParamInterface<int> {
+class ThreadFaultTest : public zar::test::EnabledProToolsTest, public testing::WithParamInterface<int> {
  protected:
-  ThreadFaultTest() : HUIProToolsTest(zar::sim::SimDispatch::Mode::threaded) {}
+  ThreadFaultTest() : EnabledProToolsTest(zar::sim::SimDispatch::Mode::threaded) {}
   void SetUp() override {
-    startWithHUI(defaultOptions(), [this](zar::sim::SimProTools&) { _second = launchProTools(); });
+    start(true, defaultOptions(), [this](zar::sim::SimProTools&) { _second = launchProTools(); });
     ASSERT_TRUE(_driver && _driver->processIdentifier() == _proTools->processIdentifier());
     ASSERT_TRUE(runUntil([&] { return _driver->readyForPass(); }));
   }
@@ -104,9 +104,7 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
     case Fault::rowGoneBeforeFrameUpdate: {
       // Played before the cue, muted during it. (A track muted before would keep its flag in the
       // object the aux track takes over until the lamps correct it: a race with HUI feedback.)
-      auto muteDuring = std::make_shared<ZAR_DAWAudioTrackMode>();
-      muteDuring->setDuringState(ZAR_DAWTrackStateMute);
-      _manager->muteRecMatrix()->setRehearseMode(muteDuring, 1);
+      _manager->muteRecMatrix()->setRehearseMode(mode(ZAR_DAWTrackStatePlay, ZAR_DAWTrackStateMute, ZAR_DAWTrackStatePlay), 1);
       _driver->rehearseWithEvent(event);
       _proTools->removeTrack(1);  // the aux track slides into the second position
       _driver->updateDAWTrackStatesForFrameIndex(1100);
@@ -126,7 +124,7 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
       sim.midiPorts->waitUntilIdle();
       EXPECT_EQ(host->transportState(), SimHUIHost::TransportState::stopped) << "Play never reached Pro Tools";
       // Pro Tools selects the ports again, which works only if the framework opened them again.
-      expectWithoutHUIUntil([this] { attachHUI(); });
+      expectWithoutHUIUntil([this] { zar::test::attachHUI(sim, *_proTools); });
       break;
     case Fault::pingsStop:
       // Pro Tools stops pinging (HUI deselected) right after the framework answered a ping.

@@ -1,19 +1,25 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
+#include <set>
+#include <tuple>
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/platform/Logger.h"
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 #include "support/ProToolsTest.h"
+#include "support/TakeCue.h"
 
 namespace {
 
 using zar::sim::SimElement;
+using zar::sim::SimHUIHost;
 using zar::sim::SimProTools;
 using Calls = std::vector<std::string>;
 
@@ -21,14 +27,6 @@ constexpr ZAR_DAWTrackState Play = ZAR_DAWTrackStatePlay;
 constexpr ZAR_DAWTrackState Input = ZAR_DAWTrackStateInput;
 constexpr ZAR_DAWTrackState Mute = ZAR_DAWTrackStateMute;
 constexpr ZAR_DAWTrackState Record = ZAR_DAWTrackStateRecord;
-
-std::shared_ptr<ZAR_DAWAudioTrackMode> mode(ZAR_DAWTrackState before, ZAR_DAWTrackState during, ZAR_DAWTrackState after) {
-  auto made = std::make_shared<ZAR_DAWAudioTrackMode>();
-  made->setBeforeState(before);
-  made->setDuringState(during);
-  made->setAfterState(after);
-  return made;
-}
 
 class TracksTest : public zar::test::ProToolsTest {
  protected:
@@ -87,6 +85,16 @@ class TracksTest : public zar::test::ProToolsTest {
     _driver->huiDeviceRecordStateChangedForChannel(static_cast<std::int32_t>(position), recEnabled);
     _driver->huiDeviceMuteStateChangedForChannel(static_cast<std::int32_t>(position), muted);
   }
+  // Each track as "<R|-><M|-><I|->": armed and muted as the framework holds it, input monitoring as
+  // Pro Tools shows it; tracks separated by blanks.
+  std::string states(std::vector<std::size_t> positions = {0, 1, 2}) const {
+    std::string shown;
+    for (const auto i : positions) {
+      shown += std::string(shown.empty() ? "" : " ") + (track(i)->recEnabled() ? "R" : "-") +
+               (track(i)->muted() ? "M" : "-") + (_proTools->inputMonitoring(i) ? "I" : "-");
+    }
+    return shown;
+  }
   void setInputMonitoring(std::size_t position, bool on) {
     if (_proTools->inputMonitoring(position) != on) _proTools->inputMonitorButton(position)->performAction(zar::ax::kPressAction);
   }
@@ -106,7 +114,7 @@ class TracksTest : public zar::test::ProToolsTest {
 
 // Discovery.
 
-TEST_F(TracksTest, ANewDriverHoldsTheTracksTopToBottom) {
+TEST_F(TracksTest, ANewDriverHoldsTheTracksTopToBottomAndRowsListedOutOfOrderAreSortedByHeight) {
   const auto tracks = _driver->audioTracks();
   ASSERT_EQ(tracks.size(), 3u);
   for (std::size_t i = 0; i < tracks.size(); ++i) {
@@ -119,6 +127,15 @@ TEST_F(TracksTest, ANewDriverHoldsTheTracksTopToBottom) {
     EXPECT_FALSE(tracks[i]->recEnabled() || tracks[i]->muted());
   }
   EXPECT_EQ(tracks[2]->name(), "FX ");
+
+  const auto topToBottom = clusters();
+  _proTools->setRowListingOrder({2, 0, 1});  // bottom, top, middle
+  _driver->findAudioTracks();
+  const auto after = _driver->audioTracks();
+  EXPECT_EQ(clusters(), topToBottom);
+  for (std::size_t i = 0; i < after.size(); ++i) EXPECT_EQ(after[i]->index(), static_cast<std::int32_t>(i));
+  EXPECT_EQ(after, (std::vector{tracks[1], tracks[2], tracks[0]}))
+      << "objects are handed rows by listing position: the first object got the bottom row";
 }
 
 TEST_F(TracksTest, TrackRowsAreGroupsOrToolbarsWithAMarkerInAnyCase) {
@@ -142,30 +159,13 @@ TEST_F(TracksTest, TrackRowsAreGroupsOrToolbarsWithAMarkerInAnyCase) {
   EXPECT_EQ(clusters(), expected);
 }
 
-TEST_F(TracksTest, RowsListedOutOfOrderAreSortedByHeight) {
-  const auto before = _driver->audioTracks();
-  _proTools->setRowListingOrder({2, 0, 1});  // bottom, top, middle
-  _driver->findAudioTracks();
-  const auto after = _driver->audioTracks();
-  const std::vector<zar::platform::AXUIElementRef> topToBottom{_proTools->trackRow(0), _proTools->trackRow(1),
-                                                               _proTools->trackRow(2)};
-  EXPECT_EQ(clusters(), topToBottom);
-  for (std::size_t i = 0; i < after.size(); ++i) EXPECT_EQ(after[i]->index(), static_cast<std::int32_t>(i));
-  // Objects are handed rows by listing position: the first object got the bottom row.
-  EXPECT_EQ(after[2], before[0]);
-  EXPECT_EQ(after[0], before[1]);
-  EXPECT_EQ(after[1], before[2]);
-}
-
 TEST_F(TracksTest, ObjectsAreReusedByPositionAndTheSurplusDropped) {
   const auto before = _driver->audioTracks();
   report(1, true, true);
   _proTools->removeTrack(1);
   _driver->findAudioTracks();
   const auto after = _driver->audioTracks();
-  ASSERT_EQ(after.size(), 2u);
-  EXPECT_EQ(after[0], before[0]);
-  EXPECT_EQ(after[1], before[1]) << "the second object now stands for what was the third track";
+  EXPECT_EQ(after, (std::vector{before[0], before[1]})) << "the second object now stands for what was the third track";
   EXPECT_EQ(after[1]->trackCluster(), _proTools->trackRow(1));
   EXPECT_EQ(after[1]->name(), "FX ");
   EXPECT_EQ(after[1]->inputButton(), _proTools->inputMonitorButton(1));
@@ -176,8 +176,7 @@ TEST_F(TracksTest, ObjectsAreReusedByPositionAndTheSurplusDropped) {
   _driver->findAudioTracks();
   const auto grown = _driver->audioTracks();
   ASSERT_EQ(grown.size(), 4u);
-  EXPECT_EQ(grown[0], before[0]);
-  EXPECT_EQ(grown[1], before[1]);
+  EXPECT_EQ(std::vector(grown.begin(), grown.begin() + 2), (std::vector{before[0], before[1]}));
   EXPECT_NE(grown[2], before[2]) << "a dropped object doesn't come back";
   EXPECT_EQ(grown[3]->name(), "Loop ");
   EXPECT_EQ(grown[3]->index(), 3);
@@ -201,26 +200,18 @@ TEST_F(TracksTest, TheFrameDecidesThePhaseWithBothEndsDuring) {
     sim.clock->advanceBy(0.25);
     return calls();
   };
-  // Before: record enable off, then Play; during: Input; after: Mute.
-  EXPECT_EQ(at(99), (Calls{"0:rec0", "0:in0"}));
-  EXPECT_EQ(at(100), (Calls{"0:in1"}));
-  EXPECT_TRUE(_proTools->inputMonitoring(0));
-  EXPECT_FALSE(track(0)->muted());
-  EXPECT_EQ(at(200), (Calls{"0:in1"}));
-  EXPECT_EQ(at(201), (Calls{"0:in0"}));
-  EXPECT_FALSE(_proTools->inputMonitoring(0));
-  EXPECT_TRUE(track(0)->muted());
-  EXPECT_EQ(at(INT64_MIN), (Calls{"0:rec0", "0:in0"}));
-  EXPECT_FALSE(track(0)->muted());
-  EXPECT_EQ(at(INT64_MAX), (Calls{"0:in0"}));
-  EXPECT_TRUE(track(0)->muted());
-
-  // Negative frames compare signed.
-  event->setInPointFrameIndex(-10);
-  event->setEndFrameIndex(-5);
-  EXPECT_EQ(at(-11), (Calls{"0:rec0", "0:in0"}));
-  EXPECT_EQ(at(-7), (Calls{"0:in1"}));
-  EXPECT_EQ(at(0), (Calls{"0:in0"}));
+  // Before: record enable off, then Play; during: Input; after: Mute. Negative frames compare signed.
+  const Calls before{"0:rec0", "0:in0"}, during{"0:in1"}, after{"0:in0"};
+  const std::tuple<std::int64_t, std::int64_t, std::int64_t, const Calls*> frames[] = {
+      {100, 200, 99, &before},       {100, 200, 100, &during},      {100, 200, 200, &during},
+      {100, 200, 201, &after},       {100, 200, INT64_MIN, &before}, {100, 200, INT64_MAX, &after},
+      {-10, -5, -11, &before},       {-10, -5, -7, &during},        {-10, -5, 0, &after}};
+  for (const auto& [in, end, frame, expected] : frames) {
+    event->setInPointFrameIndex(in);
+    event->setEndFrameIndex(end);
+    EXPECT_EQ(at(frame), *expected) << frame;
+    EXPECT_EQ(states({0}), expected == &during ? "--I" : expected == &after ? "-M-" : "---") << frame;
+  }
 }
 
 TEST_F(TracksTest, NoFrameUpdateWithoutACue) {
@@ -255,9 +246,7 @@ TEST_F(TracksTest, ATrackWithTheNullModeIsLeftAlone) {
   for (const auto phase : {ZAR_DAWEventPhaseBefore, ZAR_DAWEventPhaseDuring, ZAR_DAWEventPhaseAfter}) {
     for (const auto& call : apply(ZAR_DAWModeRecord, phase)) EXPECT_NE(call[0], '0') << call;
   }
-  EXPECT_TRUE(track(0)->recEnabled());
-  EXPECT_TRUE(track(0)->muted());
-  EXPECT_TRUE(_proTools->inputMonitoring(0));
+  EXPECT_EQ(states({0}), "RMI");
   EXPECT_EQ(apply(ZAR_DAWModeReview, ZAR_DAWEventPhaseBefore), Calls{}) << "the review column is all null";
 }
 
@@ -283,21 +272,16 @@ TEST_F(TracksTest, MutePlayAndInputStatesAndRecordAsAPlainState) {
   _driver->ZAR_DAWApplication::rehearseWithEvent(event);
   traceCalls();
   EXPECT_EQ(apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore), (Calls{"0:rec0", "0:in1", "1:rec0", "1:in0"}));
-  EXPECT_TRUE(_proTools->inputMonitoring(0));
-  EXPECT_FALSE(track(0)->muted());
-  EXPECT_FALSE(track(1)->recEnabled());
-  EXPECT_TRUE(track(1)->muted());
+  EXPECT_EQ(states(), "--I -M- ---");
 
   report(0, false, true);
   report(1, true, false);
   EXPECT_EQ(apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseDuring), (Calls{"0:in0", "1:in0"}))
       << "record enable is touched only before";
-  EXPECT_FALSE(_proTools->inputMonitoring(0));
-  EXPECT_FALSE(track(0)->muted());
-  EXPECT_TRUE(track(1)->recEnabled() && track(1)->muted());
+  EXPECT_EQ(states(), "--- RM- ---");
   report(0, false, true);
   EXPECT_EQ(apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseAfter), (Calls{"1:in0"})) << "Record as a plain state does nothing";
-  EXPECT_TRUE(track(0)->muted());
+  EXPECT_EQ(states(), "-M- RM- ---");
 }
 
 TEST_F(TracksTest, RecordWithTheRecordTrackAndAnotherRecordTypeTrack) {
@@ -313,36 +297,26 @@ TEST_F(TracksTest, RecordWithTheRecordTrackAndAnotherRecordTypeTrack) {
 
   EXPECT_EQ(apply(ZAR_DAWModeRecord, ZAR_DAWEventPhaseBefore),
             (Calls{"0:rec1", "0:in0", "1:rec0", "1:in0", "2:rec0", "2:in0"}));
-  EXPECT_TRUE(track(0)->recEnabled());
-  EXPECT_FALSE(track(1)->recEnabled());
-  EXPECT_FALSE(track(1)->muted());
-  EXPECT_FALSE(_proTools->inputMonitoring(1));
-
+  EXPECT_EQ(states(), "R-- --- ---");
   EXPECT_EQ(apply(ZAR_DAWModeRecord, ZAR_DAWEventPhaseDuring), (Calls{"2:in0"}));
-  EXPECT_FALSE(track(0)->muted());
-  EXPECT_TRUE(track(1)->muted());
-  EXPECT_TRUE(track(0)->recEnabled()) << "the record track stays armed";
+  EXPECT_EQ(states(), "R-- -M- ---") << "the record track stays armed, B stands aside";
 
   report(0, true, true);
   setInputMonitoring(1, true);
   EXPECT_EQ(apply(ZAR_DAWModeRecord, ZAR_DAWEventPhaseAfter), (Calls{"0:in1", "1:in0", "2:in0"}));
-  EXPECT_FALSE(track(0)->muted()) << "A follows its after state, Input";
-  EXPECT_TRUE(_proTools->inputMonitoring(0));
-  EXPECT_FALSE(track(1)->muted());
-  EXPECT_TRUE(_proTools->inputMonitoring(1)) << "dropped by the guard right after A's press, done a step later";
+  // A follows its after state, Input; B's input off is dropped by the guard right after A's press,
+  // and done a step later.
+  EXPECT_EQ(states(), "R-I --I ---");
   EXPECT_EQ(apply(ZAR_DAWModeRecord, ZAR_DAWEventPhaseAfter), (Calls{"0:in1", "1:in0", "2:in0"}));
-  EXPECT_FALSE(_proTools->inputMonitoring(1));
-  EXPECT_TRUE(track(0)->recEnabled());
+  EXPECT_EQ(states(), "R-I --- ---");
 
   // The cue names the second record track: the roles swap.
   event->setRecTrackIndex(1);
   EXPECT_EQ(apply(ZAR_DAWModeRecord, ZAR_DAWEventPhaseBefore),
             (Calls{"0:rec0", "0:in0", "1:rec1", "1:in0", "2:rec0", "2:in0"}));
-  EXPECT_FALSE(track(0)->recEnabled());
-  EXPECT_TRUE(track(1)->recEnabled());
+  EXPECT_EQ(states(), "--- R-- ---");
   apply(ZAR_DAWModeRecord, ZAR_DAWEventPhaseDuring);
-  EXPECT_TRUE(track(0)->muted());
-  EXPECT_FALSE(track(1)->muted());
+  EXPECT_EQ(states(), "-M- R-- ---");
 }
 
 TEST_F(TracksTest, WithoutARecordTrackAtTheCuesIndexEveryRecordTypeTrackStandsAside) {
@@ -358,18 +332,15 @@ TEST_F(TracksTest, WithoutARecordTrackAtTheCuesIndexEveryRecordTypeTrackStandsAs
     _driver->ZAR_DAWApplication::rehearseWithEvent(event);
     traceCalls();
     EXPECT_EQ(apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore), (Calls{"0:rec0", "0:in0", "2:rec0", "2:in0"}));
-    EXPECT_FALSE(track(0)->recEnabled());
-    EXPECT_FALSE(track(2)->recEnabled());
+    EXPECT_EQ(states(), "--- --- ---");
     apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseDuring);
-    EXPECT_TRUE(track(0)->muted());
-    EXPECT_TRUE(track(2)->muted());
+    EXPECT_EQ(states(), "-M- --- -M-");
   }
   // Index 0 of the record tracks is position 2, which is then armed in a rehearse too.
   const auto event = cue(0, 10, 0);
   _driver->ZAR_DAWApplication::rehearseWithEvent(event);
   apply(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore);
-  EXPECT_FALSE(track(0)->recEnabled());
-  EXPECT_TRUE(track(2)->recEnabled());
+  EXPECT_EQ(states(), "--- --- R--");
 }
 
 TEST_F(TracksTest, APositionBeyondTheMatrixPlaysThroughout) {
@@ -387,13 +358,10 @@ TEST_F(TracksTest, APositionBeyondTheMatrixPlaysThroughout) {
   _driver->ZAR_DAWApplication::recordWithEvent(event);
   traceCalls();
   EXPECT_EQ(apply(ZAR_DAWModeRecord, ZAR_DAWEventPhaseBefore), (Calls{"64:rec0", "64:in0", "65:rec0", "65:in0"}));
-  EXPECT_FALSE(track(64)->recEnabled());
-  EXPECT_FALSE(track(64)->muted());
-  EXPECT_FALSE(track(65)->muted());
-  EXPECT_FALSE(_proTools->inputMonitoring(64));
+  EXPECT_EQ(states({64, 65}), "--- ---");
   report(64, false, true);
   EXPECT_EQ(apply(ZAR_DAWModeRecord, ZAR_DAWEventPhaseDuring), (Calls{"64:in0", "65:in0"}));
-  EXPECT_FALSE(track(64)->muted());
+  EXPECT_EQ(states({64}), "---");
 }
 
 TEST_F(TracksTest, TheMatrixIsReadAtTheListPosition) {
@@ -407,5 +375,112 @@ TEST_F(TracksTest, TheMatrixIsReadAtTheListPosition) {
   EXPECT_TRUE(tracks[0]->muted());
   EXPECT_FALSE(tracks[1]->muted());
 }
+
+// The tracks' cached record-enable and mute flags against what Pro Tools shows, from the user's
+// changes made before the framework started to the first take.
+class LampsTest : public zar::test::EnabledProToolsTest {
+ protected:
+  void SetUp() override {}  // each case starts its own session
+  /// A session of `count` tracks; `user` makes changes in Pro Tools before the framework is enabled.
+  void start(int count, const std::function<void(SimProTools&)>& user = {}) {
+    auto options = defaultOptions();
+    options.tracks.clear();
+    for (int i = 0; i < count; ++i) options.tracks.push_back({"Dialog " + std::to_string(i + 1)});
+    EnabledProToolsTest::start(true, options, user);
+  }
+  /// Track 0 records during the cue; every other track plays.
+  void assignRecordModes() {
+    const auto modes = _manager->trackModeList()->audioTrackModes();
+    for (std::int32_t i = 0; i < static_cast<std::int32_t>(_proTools->trackCount()); ++i) {
+      _manager->muteRecMatrix()->setRecordMode(modes->at(i == 0 ? 3 : 0), i);
+    }
+  }
+  std::shared_ptr<ZAR_DAWAudioTrack> track(std::size_t index) { return _driver->audioTracks().at(index); }
+  void expectCachesFollowProTools() {
+    for (std::size_t i = 0; i < _proTools->trackCount(); ++i) {
+      EXPECT_EQ(track(i)->recEnabled(), _proTools->trackRecEnabled(i)) << "record enable of track " << i;
+      EXPECT_EQ(track(i)->muted(), _proTools->trackMuted(i)) << "mute of track " << i;
+    }
+  }
+  std::set<std::size_t> armedInProTools() const {
+    std::set<std::size_t> armed;
+    for (std::size_t i = 0; i < _proTools->trackCount(); ++i) {
+      if (_proTools->trackRecEnabled(i)) armed.insert(i);
+    }
+    return armed;
+  }
+  void recordFirstTake() {
+    _driver->recordWithEvent(zar::test::takeCue());
+    sim.runFor(0.1);
+    EXPECT_EQ(_proTools->huiHost()->transportState(), SimHUIHost::TransportState::recording);
+  }
+};
+
+TEST_F(LampsTest, TracksArmedAndMutedBeforeTheFrameworkStartsAreKnownAndTheFirstTakeDisarmsThem) {
+  start(5, [](SimProTools& proTools) {
+    proTools.setTrackRecEnabled(1, true);
+    proTools.setTrackMuted(2, true);
+  });
+  assignRecordModes();
+  sim.runFor(3.0);
+  EXPECT_TRUE(track(1)->recEnabled());
+  EXPECT_TRUE(track(2)->muted());
+  expectCachesFollowProTools();
+
+  recordFirstTake();
+  EXPECT_EQ(armedInProTools(), (std::set<std::size_t>{0})) << "only the record track records";
+  EXPECT_FALSE(_proTools->trackMuted(2)) << "a track that plays is unmuted before the cue";
+  expectCachesFollowProTools();
+}
+
+TEST_F(LampsTest, InASessionOfFortyTracksATrackArmedOutOfViewIsKnownBeforeTheFirstTake) {
+  start(40, [](SimProTools& proTools) { proTools.setTrackRecEnabled(37, true); });
+  assignRecordModes();
+  ASSERT_TRUE(_driver->huiDevice());
+  for (int step = 0; step < 100 && !_driver->huiDevice()->lampsKnown(); ++step) sim.runFor(0.1);
+  EXPECT_TRUE(_driver->huiDevice()->lampsKnown());
+  EXPECT_TRUE(track(37)->recEnabled());
+  expectCachesFollowProTools();
+
+  recordFirstTake();
+  EXPECT_EQ(armedInProTools(), (std::set<std::size_t>{0}));
+  expectCachesFollowProTools();
+}
+
+// The framework switches a track off over HUI; the user switches it on again in Pro Tools a
+// moment later. The cache must follow, so the framework's next "on" doesn't toggle it off.
+class UserChangeAfterToggle : public LampsTest, public testing::WithParamInterface<std::tuple<bool, double>> {};
+
+TEST_P(UserChangeAfterToggle, ReachesTheCacheWithinASecondOfItsLamp) {
+  const auto [mute, delay] = GetParam();
+  start(3, [](SimProTools& proTools) {
+    proTools.setTrackRecEnabled(1, true);
+    proTools.setTrackMuted(1, true);
+  });
+  sim.runFor(3.0);
+  const auto set = [&](bool value) { mute ? track(1)->setMuted(value, true) : track(1)->setRecEnabled(value, true); };
+  const auto shown = [&] { return mute ? _proTools->trackMuted(1) : _proTools->trackRecEnabled(1); };
+  const auto cached = [&] { return mute ? track(1)->muted() : track(1)->recEnabled(); };
+
+  set(false);
+  sim.runFor(delay);
+  ASSERT_FALSE(shown()) << "the framework's toggle reached Pro Tools";
+  mute ? _proTools->setTrackMuted(1, true) : _proTools->setTrackRecEnabled(1, true);
+  sim.runFor(1.0);
+  EXPECT_TRUE(cached());
+
+  set(true);
+  sim.runFor(1.0);
+  EXPECT_TRUE(shown()) << "the framework's next switch-on sent no toggle";
+  expectCachesFollowProTools();
+}
+
+INSTANTIATE_TEST_SUITE_P(RecordEnableAndMute, UserChangeAfterToggle,
+                         testing::Combine(testing::Bool(), testing::Values(0.1, 0.3, 1.0)),
+                         [](const auto& testInfo) {
+                           const int ms = static_cast<int>(std::get<1>(testInfo.param) * 1000);
+                           return std::string(std::get<0>(testInfo.param) ? "Mute" : "RecordEnable") + "After" +
+                                  std::to_string(ms) + "ms";
+                         });
 
 }  // namespace

@@ -20,10 +20,10 @@ const Message kPlayOff{0xB0, 0x2F, 0x04};
 const Message kRecordOn{0xB0, 0x2F, 0x45};
 const Message kRecordOff{0xB0, 0x2F, 0x05};
 
-class TransportTest : public zar::test::HUIProToolsTest {
+class TransportTest : public zar::test::EnabledProToolsTest {
  protected:
   void SetUp() override {
-    ASSERT_NO_FATAL_FAILURE(startWithHUI());
+    ASSERT_NO_FATAL_FAILURE(start(true));
     _host = _proTools->huiHost();
     sim.runFor(1.0);  // the first ping
     sim.midiPorts->waitUntilIdle();

@@ -2,9 +2,9 @@
 
 namespace zar::test {
 
-void CapturingLogger::log(platform::LogFlag flag, const char*, const char* function, int, std::string message) {
+void CapturingLogger::log(platform::LogFlag flag, const char*, const char*, int, std::string message) {
   std::lock_guard lock(_mutex);
-  _statements.push_back(Statement{flag, function, std::move(message)});
+  _statements.push_back(Statement{flag, std::move(message)});
 }
 
 std::vector<CapturingLogger::Statement> CapturingLogger::statements() const {

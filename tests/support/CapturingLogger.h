@@ -14,7 +14,6 @@ class CapturingLogger final : public platform::Logger {
  public:
   struct Statement {
     platform::LogFlag flag;
-    std::string function;
     std::string message;
   };
 

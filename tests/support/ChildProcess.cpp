@@ -14,8 +14,7 @@ namespace zar::test {
 using namespace std::chrono_literals;
 
 ChildProcess::ChildProcess(std::vector<std::string> arguments) {
-  int output[2];
-  int input[2];
+  int output[2], input[2];
   if (arguments.empty() || ::pipe(output) != 0) return;
   // A socket rather than a pipe, so that writing to a program that ended fails instead of raising
   // SIGPIPE in the test.

@@ -29,9 +29,7 @@ HUISimulation::~HUISimulation() {
 
 std::shared_ptr<sim::SimHUIHost> HUISimulation::makeHost(int trackCount, sim::SimHUIHost::Options options) {
   std::vector<std::string> names;
-  for (int i = 0; i < trackCount; ++i) {
-    names.push_back("Track " + std::to_string(i + 1));
-  }
+  for (int i = 0; i < trackCount; ++i) names.push_back("Track " + std::to_string(i + 1));
   host = sim::SimHUIHost::create(
       loopback, sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"), names, options);
   settle();
@@ -46,9 +44,7 @@ void HUISimulation::run(double seconds) {
 bool HUISimulation::runUntil(const std::function<bool()>& condition, double limit) {
   const double end = clock->now() + limit;
   while (!condition()) {
-    if (clock->now() >= end) {
-      return false;
-    }
+    if (clock->now() >= end) return false;
     run(0.05);
   }
   return true;
@@ -59,9 +55,7 @@ std::vector<std::pair<int, int>> HUISimulation::pressesReceived() const {
   std::vector<std::pair<int, int>> presses;
   for (const auto& message : host->receivedMessages()) {
     for (const auto& event : decoder.decode(message)) {
-      if (event.kind == hui::HUIEvent::Kind::switchPort && event.on) {
-        presses.emplace_back(event.zone, event.port);
-      }
+      if (event.kind == hui::HUIEvent::Kind::switchPort && event.on) presses.emplace_back(event.zone, event.port);
     }
   }
   return presses;
@@ -86,9 +80,7 @@ std::vector<bool> RecordingDelegate::values(bool mute, int channel) const {
   std::lock_guard lock(_mutex);
   std::vector<bool> values;
   for (const auto& report : _reports) {
-    if (report.mute == mute && report.channel == channel) {
-      values.push_back(report.value);
-    }
+    if (report.mute == mute && report.channel == channel) values.push_back(report.value);
   }
   return values;
 }

@@ -22,9 +22,7 @@ std::unique_ptr<ChildProcess> startJackServer(const std::string& name) {
   native::RtMidiPorts ports;
   const auto deadline = std::chrono::steady_clock::now() + 10s;
   while (!ports.open({"jack", "zar-jack-probe", "", ""}, [](std::span<const std::uint8_t>) {})) {
-    if (!server->running() || std::chrono::steady_clock::now() > deadline) {
-      return nullptr;
-    }
+    if (!server->running() || std::chrono::steady_clock::now() > deadline) return nullptr;
     std::this_thread::sleep_for(50ms);
   }
   return server;

@@ -19,6 +19,15 @@ sim::SimProTools::Options ProToolsTest::defaultOptions() {
   return options;
 }
 
+std::shared_ptr<ZAR_DAWAudioTrackMode> ProToolsTest::mode(ZAR_DAWTrackState before, ZAR_DAWTrackState during,
+                                                          ZAR_DAWTrackState after) {
+  auto made = std::make_shared<ZAR_DAWAudioTrackMode>();
+  made->setBeforeState(before);
+  made->setDuringState(during);
+  made->setAfterState(after);
+  return made;
+}
+
 std::shared_ptr<sim::SimProTools> ProToolsTest::launchProTools(sim::SimProTools::Options options) {
   return test::launchProTools(sim, std::move(options));
 }
@@ -43,29 +52,18 @@ std::shared_ptr<ZAR_DAWApplicationProTools> ProToolsTest::attach(const std::shar
       ZAR_DAWApplication::createWithType(ZAR_DAWApplicationTypeProTools, running(proTools)));
 }
 
-void EnabledProToolsTest::SetUp() {
-  _proTools = launchProTools();
-  _manager->setAllowed(true);
-  _manager->setEnabled(true);
-  _application = _manager->currentApplication();
-  ASSERT_TRUE(_application);
-  ASSERT_EQ(_application->audioTracks().size(), 3u);
-  sim.desktop->eventPoster()->clearLog();
-  clearPosted();
-}
-
-void HUIProToolsTest::startWithHUI(sim::SimProTools::Options options,
-                                   const std::function<void(sim::SimProTools&)>& user) {
+void EnabledProToolsTest::start(bool hui, sim::SimProTools::Options options,
+                                const std::function<void(sim::SimProTools&)>& user) {
   _proTools = launchProTools(std::move(options));
-  attachHUI();
+  if (hui) attachHUI(sim, *_proTools);
   if (user) user(*_proTools);
   _manager->setAllowed(true);
   _manager->setEnabled(true);
   _driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
   ASSERT_TRUE(_driver);
+  sim.desktop->eventPoster()->clearLog();
+  clearPosted();
 }
-
-void HUIProToolsTest::attachHUI() { test::attachHUI(sim, *_proTools); }
 
 void attachHUI(SimPlatform& sim, sim::SimProTools& proTools) {
   proTools.attachHUI(sim.midiPorts, sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"));

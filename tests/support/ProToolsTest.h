@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/sim/SimProTools.h"
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
@@ -30,6 +31,9 @@ class ProToolsTest : public testing::Test {
   static TCTime tc(std::uint32_t h, std::uint32_t m, std::uint32_t s, std::uint32_t f, std::uint32_t sub = 0) {
     return TCTime{h, m, s, f, sub, 100, 0};
   }
+  /// A mode with the states before, during and after the cue.
+  static std::shared_ptr<ZAR_DAWAudioTrackMode> mode(ZAR_DAWTrackState before, ZAR_DAWTrackState during,
+                                                     ZAR_DAWTrackState after);
 
  protected:
   /// Launches a simulated Pro Tools (a fresh pid is chosen) and returns it.
@@ -65,30 +69,20 @@ std::shared_ptr<sim::SimProTools> launchProTools(SimPlatform& sim,
 /// Pro Tools selects the framework's HUI ports (on `sim`'s loopback) in its peripherals dialog.
 void attachHUI(SimPlatform& sim, sim::SimProTools& proTools);
 
-/// A simulated Pro Tools with its default session, found by the enabled manager: the framework as
-/// a host sees it once "ZAR_DAWApplicationAdded" has come. Nothing posted to Pro Tools so far.
+/// A simulated Pro Tools found by the enabled manager: the framework as a host sees it once
+/// "ZAR_DAWApplicationAdded" has come. Nothing posted to Pro Tools so far.
 class EnabledProToolsTest : public ProToolsTest {
- protected:
-  void SetUp() override;
-  void TearDown() override { _manager->setEnabled(false); }
-
-  std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
-  std::shared_ptr<sim::SimProTools> _proTools;
-  std::shared_ptr<ZAR_DAWApplication> _application;
-};
-
-/// A simulated Pro Tools with its HUI side on the framework's ports, found by the enabled manager.
-class HUIProToolsTest : public ProToolsTest {
  public:
   using ProToolsTest::ProToolsTest;
 
  protected:
-  /// Launches Pro Tools and attaches its HUI side; `user` makes changes in Pro Tools before the
-  /// framework is enabled.
-  void startWithHUI(sim::SimProTools::Options options = defaultOptions(),
-                    const std::function<void(sim::SimProTools&)>& user = {});
-  /// Pro Tools selects the framework's ports in its peripherals dialog.
-  void attachHUI();
+  /// The default session, without HUI.
+  void SetUp() override { start(false); }
+  void TearDown() override { _manager->setEnabled(false); }
+  /// Launches Pro Tools, with its HUI side on the framework's ports when `hui`; `user` makes
+  /// changes in Pro Tools before the framework is enabled.
+  void start(bool hui, sim::SimProTools::Options options = defaultOptions(),
+             const std::function<void(sim::SimProTools&)>& user = {});
 
   std::shared_ptr<ZAR_DAWApplicationManager> _manager = ZAR_DAWApplicationManager::sharedManager();
   std::shared_ptr<sim::SimProTools> _proTools;

@@ -7,20 +7,18 @@ namespace zar::test {
 SimPlatform::SimPlatform(sim::SimDispatch::Mode dispatchMode)
     : clock(std::make_shared<sim::VirtualClock>()),
       runLoop(std::make_shared<native::MainRunLoop>(clock)),
-      dispatch(std::make_shared<sim::SimDispatch>(runLoop, dispatchMode)),
       notificationCenter(std::make_shared<native::SynchronousNotificationCenter>()),
       logger(std::make_shared<CapturingLogger>()),
       userDefaults(std::make_shared<native::PlistUserDefaults>(std::nullopt, logger)),
-      fileUtility(std::make_shared<native::LocalFileUtility>(supportDirectory.path())),
-      midiPorts(std::make_shared<sim::LoopbackMidiPorts>()),
-      platform(std::make_shared<platform::Platform>()) {
+      midiPorts(std::make_shared<sim::LoopbackMidiPorts>()) {
+  const auto platform = std::make_shared<platform::Platform>();
   platform->clock = clock;
   platform->mainRunLoop = runLoop;
-  platform->dispatch = dispatch;
+  platform->dispatch = std::make_shared<sim::SimDispatch>(runLoop, dispatchMode);
   platform->notificationCenter = notificationCenter;
   platform->logger = logger;
   platform->userDefaults = userDefaults;
-  platform->fileUtility = fileUtility;
+  platform->fileUtility = std::make_shared<native::LocalFileUtility>(supportDirectory.path());
   platform->midiPorts = midiPorts;
   // MIDI in flight is delivered before virtual time moves on.
   clock->setSettleHook([weak = std::weak_ptr(midiPorts)] {

@@ -32,14 +32,11 @@ class SimPlatform {
   TemporaryDirectory supportDirectory;
   std::shared_ptr<sim::VirtualClock> clock;
   std::shared_ptr<native::MainRunLoop> runLoop;
-  std::shared_ptr<sim::SimDispatch> dispatch;
   std::shared_ptr<native::SynchronousNotificationCenter> notificationCenter;
   std::shared_ptr<CapturingLogger> logger;
   std::shared_ptr<native::PlistUserDefaults> userDefaults;
-  std::shared_ptr<native::LocalFileUtility> fileUtility;
   std::shared_ptr<sim::LoopbackMidiPorts> midiPorts;
   std::unique_ptr<sim::SimDesktop> desktop;
-  std::shared_ptr<platform::Platform> platform;
 
  private:
   std::shared_ptr<const platform::Platform> _previous;

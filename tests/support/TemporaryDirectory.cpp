@@ -9,13 +9,8 @@
 namespace zar::test {
 
 TemporaryDirectory::TemporaryDirectory() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "zar-test-XXXXXX").string();
-  std::vector<char> buffer(pattern.begin(), pattern.end());
-  buffer.push_back('\0');
-  if (::mkdtemp(buffer.data()) == nullptr) {
-    throw std::runtime_error("cannot make a temporary directory");
-  }
-  _path = buffer.data();
+  _path = (std::filesystem::temp_directory_path() / "zar-test-XXXXXX").string();
+  if (::mkdtemp(_path.data()) == nullptr) throw std::runtime_error("cannot make a temporary directory");
 }
 
 std::vector<std::string> TemporaryDirectory::entries(const std::string& inside) const {

@@ -19,47 +19,33 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr int kSelect = zar::hui::zone::channelSelection;
 
-Presses repeat(std::pair<int, int> press, int n) { return Presses(static_cast<std::size_t>(n), press); }
-Presses join(std::initializer_list<Presses> parts) {
-  Presses all;
-  for (const auto& p : parts) all.insert(all.end(), p.begin(), p.end());
-  return all;
-}
-
-TEST(ZAR_HUIDevice, AnswersEveryPingAndReadsConnectedUntilTwoSecondsAfterTheLast) {
-  HUISimulation sim;
-  auto host = sim.makeHost(8);
-  ZAR_HUIDevice device(sim.system);
-  EXPECT_FALSE(device.connected());
-  sim.run(3.0);
-  EXPECT_EQ(host->pingRepliesReceived(), 3u);
-  EXPECT_EQ(sim.system->huiPingCount(), 3u);
-  EXPECT_TRUE(device.connected());
-
-  host->setPinging(false);  // HUI deselected in Pro Tools; the last ping came at 1003
-  sim.clock->advanceTo(1004.999);
-  EXPECT_TRUE(device.connected());
-  sim.clock->advanceTo(1005.0);
-  EXPECT_FALSE(device.connected());
-  host->setPinging(true);
-  sim.run(1.0);
-  EXPECT_TRUE(device.connected());
-}
-
-TEST(ZAR_HUIDevice, ANewDeviceKnowsThePingHistoryAndOnlyLiveDevicesAnswer) {
+TEST(ZAR_HUIDevice, AnswersEveryPingANewDeviceKnowsTheHistoryAndConnectedLastsTwoSecondsAfterTheLastPing) {
   HUISimulation sim;
   auto host = sim.makeHost(8);
   auto first = std::make_unique<ZAR_HUIDevice>(sim.system);
-  sim.run(2.0);
+  EXPECT_FALSE(first->connected());
+  sim.run(3.0);
+  EXPECT_EQ(host->pingRepliesReceived(), 3u);
+  EXPECT_EQ(sim.system->huiPingCount(), 3u);
+  EXPECT_TRUE(first->connected());
   first.reset();
   sim.run(1.0);  // a ping no device answers
-  EXPECT_EQ(sim.system->huiPingCount(), 3u);
-  EXPECT_EQ(host->pingRepliesReceived(), 2u);
+  EXPECT_EQ(sim.system->huiPingCount(), 4u);
+  EXPECT_EQ(host->pingRepliesReceived(), 3u);
   sim.clock->advanceBy(0.1);
   ZAR_HUIDevice second(sim.system);
   EXPECT_TRUE(second.connected());
   sim.run(1.0);
-  EXPECT_EQ(host->pingRepliesReceived(), 3u);
+  EXPECT_EQ(host->pingRepliesReceived(), 4u);
+
+  host->setPinging(false);  // HUI deselected in Pro Tools; the last ping came at 1005
+  sim.clock->advanceTo(1006.999);
+  EXPECT_TRUE(second.connected());
+  sim.clock->advanceTo(1007.0);
+  EXPECT_FALSE(second.connected());
+  host->setPinging(true);
+  sim.run(1.0);
+  EXPECT_TRUE(second.connected());
 }
 
 /// Runs until the device knows every lamp (Pro Tools pinged, the bank is home and surveyed).
@@ -72,7 +58,7 @@ TEST(ZAR_HUIDevice, TogglesReachTheRightStripOfTheRightBank) {
   auto host = sim.makeHost(64);
   ZAR_HUIDevice device(sim.system);
   sim.run(1.0);  // the first ping: the device brings the bank home at once
-  EXPECT_EQ(sim.pressesReceived(), repeat({kSelect, 1}, 8));
+  EXPECT_EQ(sim.pressesReceived(), Presses(8, {kSelect, 1}));
   connect(sim, device);
   host->clearReceivedMessages();
 
@@ -92,7 +78,10 @@ TEST(ZAR_HUIDevice, TogglesReachTheRightStripOfTheRightBank) {
   device.toggleTrackMuteForTrackIndex(-1);
   device.toggleTrackRecEnabledForTrackIndex(64);
   sim.settle();
-  EXPECT_EQ(sim.pressesReceived(), join({repeat({kSelect, 3}, 6), repeat({kSelect, 2}, 7), {{7, 7}, {4, 2}}}));
+  Presses expected(6, {kSelect, 3});  // six banks right, seven channels right, then the two strips
+  expected.insert(expected.end(), 7, {kSelect, 2});
+  expected.insert(expected.end(), {{7, 7}, {4, 2}});
+  EXPECT_EQ(sim.pressesReceived(), expected);
   EXPECT_EQ(host->bankOffset(), 56);
 
   const auto tracks = host->tracks();
@@ -235,32 +224,23 @@ TEST(ZAR_HUIDevice, TransportOutputSendsOnlyWellFormedMessagesAndOnlyForHUI) {
   EXPECT_EQ(host->receivedMessages(), (std::vector<Bytes>{{0xB0, 0x0F, 0x0E}, {0xB0, 0x2F, 0x44}}));
   EXPECT_EQ(host->pingRepliesReceived(), 0u);  // no device: pings go unanswered
   EXPECT_EQ(host->transportState(), SimHUIHost::TransportState::playing);
-}
 
-TEST(ZAR_HUIDevice, AToggleBetweenATransportZoneSelectAndItsPortDoesNotRedirectThePort) {
-  HUISimulation sim;
-  auto host = sim.makeHost(8);
+  // A toggle between a transport zone select and its port does not redirect the port.
   ZAR_HUIDevice device(sim.system);
-  auto output = sim.system->midiOutputForEventType(ZAR_MIDISystem::kHUIEventType);
   sim.run(1.0);
   output->sendMIDIMessage(Bytes{0xB0, 0x0F, 0x0E});
   device.toggleTrackMuteForTrackIndex(2);  // selects strip 2 on the wire
-  output->sendMIDIMessage(Bytes{0xB0, 0x2F, 0x44});
+  output->sendMIDIMessage(Bytes{0xB0, 0x2F, 0x43});
   sim.settle();
-  EXPECT_EQ(host->transportState(), SimHUIHost::TransportState::playing);
+  EXPECT_EQ(host->transportState(), SimHUIHost::TransportState::stopped);
   EXPECT_TRUE(host->track(2)->muted);
 }
 
-TEST(ZAR_HUIDevice, TogglesFromSeveralThreadsWhileMIDIArrives) {
-  HUISimulation sim;
-  auto host = sim.makeHost(64);
-  auto device = std::make_shared<ZAR_HUIDevice>(sim.system);
-  auto delegate = std::make_shared<RecordingDelegate>();
-  device->setDelegate(delegate);
-  sim.run(1.0);
+TEST_F(ConnectedHUIDevice, TogglesFromSeveralThreadsWhileMIDIArrives) {
+  start(64);
   std::vector<std::thread> threads;
   for (int t = 0; t < 3; ++t) {
-    threads.emplace_back([device, t] {
+    threads.emplace_back([this, t] {
       for (int i = 0; i < 20; ++i) {
         device->toggleTrackMuteForTrackIndex((t * 20 + i * 7) % 64);
         (void)device->connected();
@@ -275,9 +255,7 @@ TEST(ZAR_HUIDevice, TogglesFromSeveralThreadsWhileMIDIArrives) {
   for (int t = 0; t < 3; ++t)
     for (int i = 0; i < 20; ++i) ++toggles[static_cast<std::size_t>((t * 20 + i * 7) % 64)];
   const auto tracks = host->tracks();
-  for (std::size_t i = 0; i < 64; ++i) {
-    EXPECT_EQ(tracks[i].muted, toggles[i] % 2 == 1) << "track " << i;
-  }
+  for (std::size_t i = 0; i < 64; ++i) EXPECT_EQ(tracks[i].muted, toggles[i] % 2 == 1) << "track " << i;
 }
 
 }  // namespace

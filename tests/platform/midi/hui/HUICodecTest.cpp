@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <vector>
 
 #include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
@@ -23,11 +24,8 @@ Bytes concat(std::initializer_list<HUIMessage> messages) {
 TEST(HUICodec, EncodesTheKnownBytes) {
   EXPECT_EQ(HUICodec::ping(), (HUIMessage{0x90, 0x00, 0x00}));
   EXPECT_EQ(HUICodec::pingReply(), (HUIMessage{0x90, 0x00, 0x7F}));
-  const auto press = HUICodec::buttonPress(0x0E, 5);
-  EXPECT_EQ(press[0], (HUIMessage{0xB0, 0x0F, 0x0E}));
-  EXPECT_EQ(press[1], (HUIMessage{0xB0, 0x2F, 0x45}));
-  EXPECT_EQ(press[2], (HUIMessage{0xB0, 0x0F, 0x0E}));
-  EXPECT_EQ(press[3], (HUIMessage{0xB0, 0x2F, 0x05}));
+  EXPECT_EQ(HUICodec::buttonPress(0x0E, 5), (std::array<HUIMessage, 4>{HUIMessage{0xB0, 0x0F, 0x0E}, {0xB0, 0x2F, 0x45},
+                                                                        {0xB0, 0x0F, 0x0E}, {0xB0, 0x2F, 0x05}}));
   EXPECT_EQ(HUICodec::lampPort(2, true), (HUIMessage{0xB0, 0x2C, 0x42}));
   EXPECT_EQ(HUICodec::selectLampZone(7), (HUIMessage{0xB0, 0x0C, 0x07}));
 }
@@ -35,13 +33,9 @@ TEST(HUICodec, EncodesTheKnownBytes) {
 TEST(HUICodec, EveryButtonPressRoundTripsThroughTheDecoder) {
   for (std::uint8_t zone = 0; zone < 0x1E; ++zone) {
     for (std::uint8_t port = 0; port < 8; ++port) {
-      HUIDecoder decoder;
-      Bytes bytes;
-      for (const auto& m : HUICodec::buttonPress(zone, port)) bytes.insert(bytes.end(), m.begin(), m.end());
-      const auto events = decoder.decode(bytes);
-      ASSERT_EQ(events.size(), 2u);
-      EXPECT_EQ(events[0], (HUIEvent{Kind::switchPort, zone, port, true}));
-      EXPECT_EQ(events[1], (HUIEvent{Kind::switchPort, zone, port, false}));
+      const auto [select, on, again, off] = HUICodec::buttonPress(zone, port);
+      EXPECT_EQ(HUIDecoder().decode(concat({select, on, again, off})),
+                (std::vector<HUIEvent>{{Kind::switchPort, zone, port, true}, {Kind::switchPort, zone, port, false}}));
     }
   }
 }
@@ -57,20 +51,13 @@ TEST(HUICodec, LampsRoundTripAndKeepTheZoneUntilTheNextSelect) {
   EXPECT_EQ(decoder.decode(Bytes{0xB0, 0x2C, 0x03}), (std::vector<HUIEvent>{{Kind::lamp, 5, 3, false}}));
 }
 
-TEST(HUIDecoder, RunningStatusAndSplitChunks) {
+TEST(HUIDecoder, RunningStatusAcrossChunksOfOneByte) {
   HUIDecoder decoder;
   std::vector<HUIEvent> events;
-  // B0 0C 08 2C 40 2C 41, fed one byte at a time.
   for (const std::uint8_t byte : Bytes{0xB0, 0x0C, 0x08, 0x2C, 0x40, 0x2C, 0x41}) {
     for (const auto& e : decoder.decode(Bytes{byte})) events.push_back(e);
   }
   EXPECT_EQ(events, (std::vector<HUIEvent>{{Kind::lamp, 8, 0, true}, {Kind::lamp, 8, 1, true}}));
-}
-
-TEST(HUIDecoder, PingsInBothFormsAndReplies) {
-  HUIDecoder decoder;
-  const auto events = decoder.decode(Bytes{0x90, 0x00, 0x00, 0x80, 0x00, 0x40, 0x90, 0x00, 0x7F, 0x00, 0x00});
-  EXPECT_EQ(events, (std::vector<HUIEvent>{{Kind::ping}, {Kind::ping}, {Kind::pingReply}, {Kind::ping}}));
 }
 
 TEST(HUIDecoder, IgnoresWhatIsNotHUI) {
@@ -95,8 +82,10 @@ TEST(HUIDecoder, IgnoresWhatIsNotHUI) {
   EXPECT_EQ(decoder.decode(Bytes{0xB0, 0x2C, 0x47}), (std::vector<HUIEvent>{{Kind::lamp, 2, 7, true}}));
 }
 
-TEST(HUIDecoder, RealTimeBytesInsideAMessageAndSystemReset) {
+TEST(HUIDecoder, PingsInBothFormsRealTimeBytesInsideAMessageAndSystemReset) {
   HUIDecoder decoder;
+  EXPECT_EQ(decoder.decode(Bytes{0x90, 0x00, 0x00, 0x80, 0x00, 0x40, 0x90, 0x00, 0x7F, 0x00, 0x00}),
+            (std::vector<HUIEvent>{{Kind::ping}, {Kind::ping}, {Kind::pingReply}, {Kind::ping}}));
   EXPECT_EQ(decoder.decode(Bytes{0xB0, 0x0C, 0xF8, 0x01, 0x2C, 0xFE, 0x42}),
             (std::vector<HUIEvent>{{Kind::lamp, 1, 2, true}}));
   // A reset forgets the zone and running status.

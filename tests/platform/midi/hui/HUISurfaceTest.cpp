@@ -41,13 +41,18 @@ Changes lit(Changes changes) {
   return changes;
 }
 
-Bytes ping() {
-  const auto message = HUICodec::ping();
-  return Bytes(message.begin(), message.end());
-}
-
 class HUISurfaceTest : public testing::Test {
  protected:
+  /// The host pinged and showed the home bank, `armed` strips armed; the surface knows all its lamps.
+  void learnHomeBank(const std::set<int>& armed) {
+    _surface.receive(HUICodec::ping(), 0.0, true);
+    _surface.receive(refresh(armed), 0.01, true);
+    _surface.tick(HUISurface::kBankSettleTime);
+    _surface.tick(1.0);
+    ASSERT_TRUE(_surface.lampsKnown(1.0));
+    EXPECT_EQ(_surface.knownLamps().size(), 16u);
+    _sent.clear();
+  }
   /// Channel-selection presses the surface sent, in order.
   std::vector<int> moves() const {
     std::vector<int> result;
@@ -65,12 +70,7 @@ class HUISurfaceTest : public testing::Test {
 };
 
 TEST_F(HUISurfaceTest, LampsTheHostSentBeforeItSawAMoveAreNotTakenForTheNewBank) {
-  _surface.receive(ping(), 0.0, true);
-  _surface.receive(refresh({}), 0.01, true);
-  _surface.tick(HUISurface::kBankSettleTime);
-  _surface.tick(1.0);
-  ASSERT_TRUE(_surface.lampsKnown(1.0));
-  _sent.clear();
+  ASSERT_NO_FATAL_FAILURE(learnHomeBank({}));
 
   ASSERT_TRUE(_surface.pressStripPort(12, port::mute, 1.0));  // track 12 onto the last strip: offset 5
   EXPECT_EQ(moves(), std::vector<int>(5, zar::hui::channelSelectionPort::channelRight));
@@ -86,15 +86,10 @@ TEST_F(HUISurfaceTest, LampsTheHostSentBeforeItSawAMoveAreNotTakenForTheNewBank)
 }
 
 TEST_F(HUISurfaceTest, AHostThatWasAwayIsLearnedAgainAndAResetForgetsItsLamps) {
-  _surface.receive(ping(), 0.0, true);
-  _surface.receive(refresh({4}), 0.01, true);
-  _surface.tick(HUISurface::kBankSettleTime);
-  _surface.tick(1.0);
-  EXPECT_EQ(_surface.knownLamps().size(), 16u);
-  _sent.clear();
+  ASSERT_NO_FATAL_FAILURE(learnHomeBank({4}));
   // Three seconds without a ping: the session may have changed, so position and lamps are learned
   // again and the bank is brought home.
-  _surface.receive(ping(), 3.0, true);
+  _surface.receive(HUICodec::ping(), 3.0, true);
   EXPECT_EQ(moves().size(), 8u);
   EXPECT_TRUE(_surface.knownLamps().empty());
   EXPECT_EQ(lit(_surface.tick(3.25)), (Changes{{4, HUILamp::recordReady, true}})) << "the strips' last lamps, now home";
