@@ -314,6 +314,11 @@ bool EditWindow::command(const std::string& line) {
     say(fmt::format("track {} renamed \"{}\"", index, name));
     return true;
   }
+  if (verb == "say") {
+    // Said after everything the stand-in did before it: a reader of the output has caught up.
+    say(rest());
+    return true;
+  }
   if (verb == "add") {
     const std::string name = rest();
     if (name.empty()) return false;

@@ -39,7 +39,8 @@ struct TrackDefinition {
 ///
 /// `command` takes what a user does by hand, one line each: "input N on|off" (a track's input
 /// monitor button), "rename N NAME", "add NAME" (a track at the bottom), "remove N", "move N M"
-/// (track N to position M), "select HH:MM:SS:FF HH:MM:SS:FF" (the edit selection). Tracks count from 0, top to bottom. The window announces the rows it
+/// (track N to position M), "select HH:MM:SS:FF HH:MM:SS:FF" (the edit selection); "say TEXT"
+/// prints the text, after everything done before it. Tracks count from 0, top to bottom. The window announces the rows it
 /// gains and loses to accessibility, as a toolkit's container does.
 class EditWindow {
  public:

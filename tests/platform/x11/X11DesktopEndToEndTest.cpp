@@ -113,6 +113,13 @@ class X11EndToEndTest : public testing::Test {
     return true;
   }
 
+  // Every line the stand-in printed for what it did so far has been read: it says a line of ours
+  // after them. (A press over accessibility is done when the call returns; its line comes later.)
+  bool caughtUp() {
+    const std::string line = "caught up " + std::to_string(++_handshakes);
+    return _standIn->send("say " + line) && said(line);
+  }
+
   // Rehearses the cue with the track positions' modes (Input or Play).
   void rehearse(const std::shared_ptr<ZAR_DAWApplicationProTools>& driver, const std::vector<std::string>& modes) {
     const auto& list = *_manager->trackModeList()->audioTrackModes();
@@ -151,6 +158,7 @@ class X11EndToEndTest : public testing::Test {
   // The host keeps its cue; the framework only refers to it.
   const std::shared_ptr<ZAR_VisualEvent> _cue = zar::test::takeCue();
   std::unique_ptr<ChildProcess> _standIn;
+  int _handshakes = 0;
   std::shared_ptr<ZAR_DAWApplicationManager> _manager;
 };
 
@@ -229,14 +237,17 @@ TEST_F(X11EndToEndTest, InputMonitorsAreCorrectedOnceByTheNextFrameAndOwnPresses
   play(driver, 12);  // at most one press per 0.2 s
   ASSERT_TRUE(said("track 2 input on"));
   play(driver, 24);
+  ASSERT_TRUE(caughtUp());
   EXPECT_EQ(_standIn->count("track 0 input on"), 1u);
   EXPECT_EQ(_standIn->count("track 2 input on"), 1u);
   EXPECT_EQ(_standIn->count("input off"), 0u) << "a press repeated on an answer from before it";
 
   ASSERT_TRUE(userDoes("input 1 on", "track 1 input on"));
   driver->updateDAWTrackStatesForFrameIndex(1100);
+  ASSERT_TRUE(caughtUp());
   EXPECT_EQ(_standIn->count("track 1 input off"), 1u) << "not corrected by the first frame after the change";
   play(driver, 24);
+  ASSERT_TRUE(caughtUp());
   EXPECT_EQ(_standIn->count("track 1 input off"), 1u);
   EXPECT_EQ(_standIn->count("input on"), 3u);
   driver->stopPlayback();
