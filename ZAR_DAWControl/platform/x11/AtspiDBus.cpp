@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -440,14 +441,15 @@ void AtspiDBus::signal(DBusMessage* message) {
     const char* path = dbus_message_get_path(message);
     if (sender == nullptr || path == nullptr) return;
     AtspiEvent event{AtspiEvent::Kind::changed, AtspiRef{sender, path}, AtspiField::states};
+    // What changed, said by the event's first argument: "checked", "accessible-name", "add" ...
+    DBusMessageIter iter;
+    std::string detail;
+    if (dbus_message_iter_init(message, &iter)) text(iter, detail);
     const std::string_view signal = member;
     if (signal == "StateChanged") {
-      event.field = AtspiField::states;
       // A control shown or hidden has a place on the screen, or none, from then on: toolkits
       // announce only moves of a control shown.
-      DBusMessageIter iter;
-      std::string detail;
-      if (dbus_message_iter_init(message, &iter) && text(iter, detail) && (detail == "showing" || detail == "visible")) {
+      if (detail == "showing" || detail == "visible") {
         deliver(AtspiEvent{AtspiEvent::Kind::changed, event.ref, AtspiField::extents});
       }
     } else if (signal == "ChildrenChanged") {
@@ -457,22 +459,14 @@ void AtspiDBus::signal(DBusMessage* message) {
     } else if (signal == "TextChanged") {
       event.field = AtspiField::text;
     } else if (signal == "PropertyChange") {
-      DBusMessageIter iter;
-      std::string detail;
-      if (!dbus_message_iter_init(message, &iter) || !text(iter, detail)) return;
-      if (detail == "accessible-name") {
-        event.field = AtspiField::name;
-      } else if (detail == "accessible-description") {
-        event.field = AtspiField::description;
-      } else if (detail == "accessible-parent") {
-        event.field = AtspiField::parent;
-      } else if (detail == "accessible-role") {
-        event.field = AtspiField::role;
-      } else if (detail == "accessible-value") {
-        event.field = AtspiField::value;
-      } else {
-        return;
-      }
+      static constexpr std::pair<std::string_view, AtspiField> kProperties[] = {
+          {"accessible-name", AtspiField::name},     {"accessible-description", AtspiField::description},
+          {"accessible-parent", AtspiField::parent}, {"accessible-role", AtspiField::role},
+          {"accessible-value", AtspiField::value}};
+      const auto* property = std::find_if(std::begin(kProperties), std::end(kProperties),
+                                          [&](const auto& entry) { return entry.first == detail; });
+      if (property == std::end(kProperties)) return;
+      event.field = property->second;
     } else {
       return;
     }

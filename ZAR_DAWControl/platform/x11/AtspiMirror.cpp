@@ -207,11 +207,7 @@ AXError AtspiMirror::read(AtspiElement& element, std::initializer_list<AtspiFiel
   ElementRef object;
   if (const AXError result = resolve(element, object); result != AXError::success) return result;
   if (std::find(fields.begin(), fields.end(), AtspiField::extents) != fields.end()) forgetPositionsIfMoved();
-  struct Missing {
-    AtspiField field;
-    std::uint32_t generation;
-  };
-  std::vector<Missing> missing;
+  std::vector<Pending> missing;
   for (bool waited = false;;) {
     const std::uint64_t epoch = _inputEpoch.load();
     {
@@ -223,7 +219,7 @@ AXError AtspiMirror::read(AtspiElement& element, std::initializer_list<AtspiFiel
         application.barrierEpoch = std::max(application.barrierEpoch, epoch);
         const double now = _clock->now();
         for (const AtspiField field : fields) {
-          if (!answerLocked(*object, field, answer, now)) missing.push_back({field, object->_slots[slotOf(field)].generation});
+          if (!answerLocked(*object, field, answer, now)) missing.push_back({object, field, object->_slots[slotOf(field)].generation});
         }
         break;
       }
@@ -233,20 +229,15 @@ AXError AtspiMirror::read(AtspiElement& element, std::initializer_list<AtspiFiel
   }
   if (missing.empty()) return AXError::success;
 
-  std::vector<AtspiRead> reads;
-  reads.reserve(missing.size());
-  for (const Missing& entry : missing) reads.push_back({object->_ref, entry.field});
-  const auto replies = _transport->read(reads);
+  const auto errors = readTogether(missing);
+  for (const AXError error : errors) {
+    if (error != AXError::success) return error;
+  }
   std::vector<ElementRef> unknownChildren;
   {
     std::lock_guard lock(_mutex);
-    const double now = _clock->now();
-    for (std::size_t i = 0; i < missing.size(); ++i) {
-      const AtspiField field = missing[i].field;
-      const AXError error = i < replies.size() ? replies[i].error : AXError::cannotComplete;
-      if (error == AXError::invalidUIElement) object->_gone = true;
-      if (error != AXError::success) return error;
-      if (!storeLocked(*object, field, replies[i].value, missing[i].generation, now)) return AXError::cannotComplete;
+    for (const Pending& read : missing) {
+      const AtspiField field = read.field;
       copyLocked(*object, field, answer);  // handed over as read, also when a change came in meanwhile
       if (field == AtspiField::children && _options.enabled) {
         for (const auto& child : object->_values.children) {
@@ -327,35 +318,41 @@ void AtspiMirror::prefetchChildren(const std::vector<ElementRef>& children) {
 }
 
 void AtspiMirror::prefetch(const std::vector<ElementRef>& elements, std::span<const AtspiField> fields) {
-  struct Pending {
-    ElementRef element;
-    AtspiField field;
-    std::uint32_t generation;
-  };
   std::vector<Pending> pending;
-  std::vector<AtspiRead> reads;
   {
     std::lock_guard lock(_mutex);
     for (const auto& element : elements) {
       for (const AtspiField field : fields) {
         const AtspiElement::Slot& slot = element->_slots[slotOf(field)];
-        if (slot.known) continue;
-        pending.push_back({element, field, slot.generation});
-        reads.push_back({element->_ref, field});
+        if (!slot.known) pending.push_back({element, field, slot.generation});
       }
     }
   }
-  if (reads.empty()) return;
+  readTogether(pending);
+}
+
+std::vector<AXError> AtspiMirror::readTogether(const std::vector<Pending>& pending, std::size_t* changed) {
+  std::vector<AXError> errors(pending.size(), AXError::cannotComplete);
+  if (pending.empty()) return errors;
+  std::vector<AtspiRead> reads;
+  reads.reserve(pending.size());
+  for (const Pending& entry : pending) reads.push_back({entry.element->_ref, entry.field});
   const auto replies = _transport->read(reads);
   std::lock_guard lock(_mutex);
   const double now = _clock->now();
   for (std::size_t i = 0; i < pending.size() && i < replies.size(); ++i) {
-    if (replies[i].error == AXError::success) {
-      storeLocked(*pending[i].element, pending[i].field, replies[i].value, pending[i].generation, now);
-    } else if (replies[i].error == AXError::invalidUIElement) {
-      pending[i].element->_gone = true;
+    AtspiElement& element = *pending[i].element;
+    bool differs = false;
+    errors[i] = replies[i].error;
+    if (errors[i] == AXError::invalidUIElement) element._gone = true;
+    if (errors[i] != AXError::success) continue;
+    if (!storeLocked(element, pending[i].field, replies[i].value, pending[i].generation, now, &differs)) {
+      errors[i] = AXError::cannotComplete;  // an answer of the wrong kind
+    } else if (changed != nullptr && differs) {
+      ++*changed;
     }
   }
+  return errors;
 }
 
 AXError AtspiMirror::pid(AtspiElement& element, std::int32_t& pid) {
@@ -491,13 +488,7 @@ void AtspiMirror::apply(const AtspiEvent& event) {
 
 void AtspiMirror::confirmDue() {
   if (!_options.enabled) return;
-  struct Due {
-    ElementRef element;
-    AtspiField field;
-    std::uint32_t generation;
-    double confirmedAt;
-  };
-  std::vector<Due> due;
+  std::vector<std::pair<double, Pending>> due;  // with when each was last confirmed
   {
     std::lock_guard lock(_mutex);
     const double now = _clock->now();
@@ -511,31 +502,18 @@ void AtspiMirror::confirmDue() {
             slot.readAt <= slot.confirmedAt) {
           continue;
         }
-        due.push_back({element, field, slot.generation, slot.confirmedAt});
+        due.push_back({slot.confirmedAt, {element, field, slot.generation}});
       }
     }
   }
   if (due.empty()) return;
-  std::sort(due.begin(), due.end(), [](const Due& a, const Due& b) { return a.confirmedAt < b.confirmedAt; });
+  std::sort(due.begin(), due.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   if (due.size() > _options.confirmBatch) due.resize(_options.confirmBatch);
-  std::vector<AtspiRead> reads;
-  reads.reserve(due.size());
-  for (const Due& entry : due) reads.push_back({entry.element->_ref, entry.field});
-  const auto replies = _transport->read(reads);
+  std::vector<Pending> pending;
+  pending.reserve(due.size());
+  for (auto& entry : due) pending.push_back(std::move(entry.second));
   std::size_t missed = 0;
-  {
-    std::lock_guard lock(_mutex);
-    const double now = _clock->now();
-    for (std::size_t i = 0; i < due.size() && i < replies.size(); ++i) {
-      if (replies[i].error == AXError::invalidUIElement) {
-        due[i].element->_gone = true;
-      } else if (replies[i].error == AXError::success) {
-        bool changed = false;
-        storeLocked(*due[i].element, due[i].field, replies[i].value, due[i].generation, now, &changed);
-        missed += changed ? 1 : 0;
-      }
-    }
-  }
+  readTogether(pending, &missed);
   if (missed > 0) {
     ZAR_LOG_DEBUG("Accessibility: {} of {} answers confirmed had changed without a word from their application",
                   missed, due.size());

@@ -130,6 +130,16 @@ class AtspiMirror {
   bool storeLocked(AtspiElement& object, AtspiField field, const AtspiValue& value, std::uint32_t generation,
                    double now, bool* changed = nullptr);
   void prefetchChildren(const std::vector<ElementRef>& children);
+  /// A field to read of an element, with its generation when the read was decided.
+  struct Pending {
+    ElementRef element;
+    AtspiField field;
+    std::uint32_t generation;
+  };
+  /// Reads the fields together, without the lock held, and keeps what may be kept (an object the
+  /// bus says is gone is marked so); the error of each, and in `changed` how many kept answers
+  /// the reads changed.
+  std::vector<platform::AXError> readTogether(const std::vector<Pending>& pending, std::size_t* changed = nullptr);
   /// Reads the fields not known of the elements, all together.
   void prefetch(const std::vector<ElementRef>& elements, std::span<const AtspiField> fields);
   void forgetLocked(AtspiElement& object, AtspiField field);
