@@ -1,5 +1,7 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 
+#include "ZAR_DAWControl/platform/Log.h"
+
 #include <utility>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
@@ -161,6 +163,8 @@ void ZAR_DAWApplicationManager::refreshDAWs() {
       }
       _announcing = true;
     }
+    ZAR_LOG_WARN("Pro Tools (process {}) can no longer be reached; it is looked for again every {} s",
+                 current->processIdentifier(), discoveryInterval);
     // Observers of the removal still find the old application current.
     platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
     std::lock_guard lock(_propertyMutex);
@@ -180,6 +184,7 @@ void ZAR_DAWApplicationManager::refreshDAWs() {
   if (!application) {
     return;
   }
+  const auto found = application;
   {
     std::lock_guard lock(_propertyMutex);
     if (generation != _generation) {
@@ -188,6 +193,7 @@ void ZAR_DAWApplicationManager::refreshDAWs() {
     _currentApplication = std::move(application);
     _announcing = true;
   }
+  ZAR_LOG_INFO("Pro Tools {} found (process {})", found->versionString().value_or("?"), found->processIdentifier());
   platform->notificationCenter->post(ZAR_DAWApplicationAddedNotification);
   std::shared_ptr<ZAR_DAWApplication> dropped;
   {

@@ -27,6 +27,9 @@ class MidiPortPair {
   virtual ~MidiPortPair() = default;
   /// Sends complete MIDI messages (running status allowed). False when the port can't send.
   virtual bool send(std::span<const std::uint8_t> bytes) = 0;
+  /// False once the ports can never work again (their MIDI server went away): they are to be
+  /// closed and opened anew.
+  virtual bool working() const { return true; }
   /// Names of the two ports as other programs see them, for messages to the user.
   virtual std::string inputName() const = 0;
   virtual std::string outputName() const = 0;

@@ -220,6 +220,7 @@ void ZAR_DAWApplicationProTools::onUIRefreshTimerRanOut(const zar::platform::Tim
   if (!connected()) {
     return;
   }
+  if (const auto device = huiDevice()) device->keepPortsOpen();
   const auto& center = Platform::current()->notificationCenter;
   findAudioTracks();
   center->post(ZAR_DAWApplicationTrackNamesChangedNotification);

@@ -1,14 +1,48 @@
 #include "support/DesktopSession.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "support/JackServer.h"
 
 namespace zar::test {
 
 using namespace std::chrono_literals;
+
+namespace {
+
+// The processes whose parent is `parent` and whose name (as the kernel keeps it) is `name`.
+std::vector<pid_t> childrenNamed(pid_t parent, const std::string& name) {
+  std::vector<pid_t> children;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    std::ifstream stat(entry.path() / "stat");
+    std::string line;
+    if (!std::getline(stat, line)) continue;
+    // pid (comm) state ppid ...: the name may hold spaces and parentheses; it ends at the last ')'.
+    const auto open = line.find('(');
+    const auto close = line.rfind(')');
+    if (open == std::string::npos || close == std::string::npos) continue;
+    std::istringstream rest(line.substr(close + 1));
+    char state = 0;
+    pid_t ppid = 0;
+    rest >> state >> ppid;
+    if (ppid == parent && line.substr(open + 1, close - open - 1) == name) children.push_back(std::stoi(line));
+  }
+  return children;
+}
+
+void killAndReap(pid_t pid) {
+  ::kill(pid, SIGKILL);
+  // Not our child: gone once /proc no longer has it.
+  for (int i = 0; i < 200 && ::kill(pid, 0) == 0; ++i) std::this_thread::sleep_for(10ms);
+}
+
+}  // namespace
 
 DesktopSession& DesktopSession::shared() {
   // Destroyed at exit, which ends its servers gracefully: a JACK server that is killed leaves its
@@ -17,27 +51,42 @@ DesktopSession& DesktopSession::shared() {
   return session;
 }
 
-DesktopSession::DesktopSession() { _started = start(); }
+DesktopSession::DesktopSession(std::chrono::milliseconds jackClientTimeout) : _jackClientTimeout(jackClientTimeout) {
+  _started = startXServer() && startSessionBus() && startAccessibilityBus() && startJack();
+}
 
-bool DesktopSession::start() {
-  _xvfb = std::make_unique<ChildProcess>(
-      std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0", "1600x1200x24", "-nolisten", "tcp"});
+bool DesktopSession::startXServer() {
+  std::vector<std::string> arguments{"Xvfb", "-displayfd", "1", "-screen", "0", "1600x1200x24", "-nolisten", "tcp"};
+  // The first server picks a free display; a server started again takes the same one.
+  if (!_display.empty()) arguments.insert(arguments.begin() + 1, ":" + _display);
+  _xvfb = std::make_unique<ChildProcess>(arguments);
   const auto display = _xvfb->waitForLine("", 10s);
   if (!display || display->empty()) {
     _reason = "no X server: Xvfb could not start";
     return false;
   }
-  ::setenv("DISPLAY", (":" + *display).c_str(), 1);
+  _display = *display;
+  ::setenv("DISPLAY", (":" + _display).c_str(), 1);
+  return true;
+}
 
-  _bus = std::make_unique<ChildProcess>(
-      std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--print-address=1"});
+bool DesktopSession::startSessionBus() {
+  const std::string socket = _directory.path() + "/session-bus";
+  std::filesystem::remove(socket);  // left behind by a daemon killed
+  _bus = std::make_unique<ChildProcess>(std::vector<std::string>{
+      "dbus-daemon", "--session", "--nofork", "--address=unix:path=" + socket, "--print-address=1"});
   const auto address = _bus->waitForLine("", 10s);
   if (!address || address->empty()) {
     _reason = "no D-Bus session bus: dbus-daemon could not start";
     return false;
   }
-  ::setenv("DBUS_SESSION_BUS_ADDRESS", address->c_str(), 1);
+  // Without the server's id, which changes at every start: the address stays the same.
+  ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + socket).c_str(), 1);
   ::unsetenv("AT_SPI_BUS_ADDRESS");
+  return true;
+}
+
+bool DesktopSession::startAccessibilityBus() {
   // Starts the accessibility bus (at-spi2-core's launcher) and switches toolkit accessibility on.
   ChildProcess enable({"dbus-send", "--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",
                        "org.freedesktop.DBus.Properties.Set", "string:org.a11y.Status", "string:IsEnabled",
@@ -46,15 +95,58 @@ bool DesktopSession::start() {
     _reason = "no accessibility bus: at-spi2-core's launcher did not answer on the session bus";
     return false;
   }
+  return true;
+}
 
+bool DesktopSession::startJack() {
   // Named after the display, which no other running session has: a later session of the same name
   // takes over the table entry of one that was killed (JACK has eight).
-  _jack = startJackServer("zar-e2e-" + *display);
+  _jack = startJackServer("zar-e2e-" + _display, _jackClientTimeout);
   if (!_jack) {
     _reason = "no JACK server: jackd -d dummy did not start";
     return false;
   }
   return true;
+}
+
+void DesktopSession::kill(Service service) {
+  switch (service) {
+    case Service::xServer:
+      _xvfb->kill(SIGKILL);
+      break;
+    case Service::sessionBus:
+      _bus->kill(SIGKILL);
+      break;
+    case Service::accessibilityBus: {
+      // The launcher (the session bus knows its process) and the bus daemon it runs.
+      ChildProcess owner({"dbus-send", "--session", "--print-reply=literal", "--dest=org.freedesktop.DBus", "/",
+                          "org.freedesktop.DBus.GetConnectionUnixProcessID", "string:org.a11y.Bus"});
+      const auto reply = owner.waitForLine("uint32", 10s);
+      if (!reply) break;
+      const pid_t launcher = std::stoi(reply->substr(reply->find("uint32") + 6));
+      const auto daemons = childrenNamed(launcher, "dbus-daemon");
+      killAndReap(launcher);
+      for (const pid_t daemon : daemons) killAndReap(daemon);
+      break;
+    }
+    case Service::jack:
+      _jack->kill(SIGKILL);
+      break;
+  }
+}
+
+bool DesktopSession::restart(Service service) {
+  switch (service) {
+    case Service::xServer:
+      return startXServer();
+    case Service::sessionBus:
+      return startSessionBus() && startAccessibilityBus();
+    case Service::accessibilityBus:
+      return startAccessibilityBus();
+    case Service::jack:
+      return startJack();
+  }
+  return false;
 }
 
 }  // namespace zar::test

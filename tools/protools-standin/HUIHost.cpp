@@ -47,6 +47,12 @@ void HUIHost::start() {
 }
 
 bool HUIHost::openPorts() {
+  if (_pair && !_pair->working()) {
+    // Its JACK server went away: the ports of the next one are new, and so is the surface.
+    _pair.reset();
+    _answered = false;
+    say("hui ports lost");
+  }
   if (_pair) return true;
   _pair = _ports->open(_request, [this](std::span<const std::uint8_t> bytes) {
     // From the MIDI thread to the main thread, in order.

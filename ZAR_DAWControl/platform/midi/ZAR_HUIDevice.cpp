@@ -10,6 +10,8 @@ ZAR_HUIDevice::ZAR_HUIDevice(std::shared_ptr<ZAR_MIDISystem> system)
 
 bool ZAR_HUIDevice::connected() const { return _system->huiConnected(); }
 
+void ZAR_HUIDevice::keepPortsOpen() { _system->openHUIPort(); }
+
 bool ZAR_HUIDevice::lampsKnown() const { return _system->huiLampsKnown(); }
 
 void ZAR_HUIDevice::setTrackCount(std::int32_t count) {

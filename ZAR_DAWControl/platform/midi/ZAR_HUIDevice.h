@@ -32,6 +32,9 @@ class ZAR_HUIDevice {
   /// lets the device survey the banks that hold them, and tells the delegate every lamp known, so a
   /// delegate with new tracks learns their state at once. The same count again does nothing.
   void setTrackCount(std::int32_t count);
+  /// Opens the HUI ports again when they closed or stopped working (their MIDI server was
+  /// restarted); nothing while they work.
+  void keepPortsOpen();
   /// Connected, and the lamps of every track of the session are known: a pass started now finds
   /// the tracks' record enable and mute as Pro Tools shows them.
   bool lampsKnown() const;

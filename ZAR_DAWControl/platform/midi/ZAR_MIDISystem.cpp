@@ -87,6 +87,10 @@ bool ZAR_MIDISystem::openHUIPort() {
   std::shared_ptr<zar::platform::MidiPortPair> broken;
   {
     std::lock_guard pairLock(_pairMutex);
+    if (_huiPair && !_huiPairBroken && !_huiPair->working()) {
+      _huiPairBroken = true;
+      ZAR_LOG_WARN("The HUI MIDI ports stopped working (their MIDI server went away); they are opened again when it is back");
+    }
     if (_huiPair && !_huiPairBroken) {
       return true;
     }
@@ -108,9 +112,13 @@ bool ZAR_MIDISystem::openHUIPort() {
   auto pair = _ports->open(
       _huiRequest, [this](std::span<const std::uint8_t> bytes) { receiveHUI(bytes); }, &error);
   if (!pair) {
-    ZAR_LOG_ERROR("Could not open the HUI MIDI ports \"{}\" ({}): {}", _huiRequest.name, _huiRequest.api, error);
+    // Tried again at every pass and refresh until it works: said once.
+    if (!std::exchange(_openFailing, true)) {
+      ZAR_LOG_ERROR("Could not open the HUI MIDI ports \"{}\" ({}): {}", _huiRequest.name, _huiRequest.api, error);
+    }
     return false;
   }
+  _openFailing = false;
   ZAR_LOG_INFO("HUI MIDI ports open: in \"{}\", out \"{}\"", pair->inputName(), pair->outputName());
   std::lock_guard pairLock(_pairMutex);
   _huiPair = std::move(pair);

@@ -60,8 +60,10 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   /// The output for an event type: the HUI output for 8, nothing for others.
   std::shared_ptr<ZAR_MIDIOutput> midiOutputForEventType(std::int32_t eventType);
 
-  /// Opens the HUI ports unless open; a failure is logged and tried again at the next call. Ports
-  /// that stopped working (a send failed) are closed and opened again.
+  /// Opens the HUI ports unless open; a failure is logged (once until the ports open) and tried
+  /// again at the next call. Ports that stopped working (a send failed, or their MIDI server went
+  /// away) are closed and opened again. Cheap while the ports work: drivers call it at every
+  /// refresh, so HUI comes back with a restarted MIDI server.
   bool openHUIPort();
   /// Registers a device; opens the HUI ports.
   std::shared_ptr<HUIAttachment> attachHUIDevice();
@@ -97,6 +99,7 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   zar::hui::HUISurface _huiSurface;
   std::mutex _mutex;  // opening, and the attachments
   std::vector<std::weak_ptr<HUIAttachment>> _attachments;
+  bool _openFailing = false;  // guarded by _mutex: the last open failed, and was logged
   mutable std::mutex _pairMutex;  // the open ports, and sends through them; never held while they close
   std::shared_ptr<zar::platform::MidiPortPair> _huiPair;
   bool _huiPairBroken = false;  // guarded by _pairMutex

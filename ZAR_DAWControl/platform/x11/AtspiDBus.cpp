@@ -314,10 +314,8 @@ std::optional<std::string> addressFromRootWindow() {
   return address;
 }
 
-// Where toolkits look for the bus, in their order.
-std::optional<std::string> accessibilityBusAddress() {
-  if (const char* address = std::getenv("AT_SPI_BUS_ADDRESS"); address != nullptr && *address != 0) return address;
-  if (auto address = addressFromRootWindow()) return address;
+// The address the launcher gives on the session bus.
+std::optional<std::string> addressFromLauncher() {
   const auto bus = sessionBus();
   if (!bus) return std::nullopt;
   DBusMessageRef call(dbus_message_new_method_call(kLauncherName, kLauncherPath, "org.a11y.Bus", "GetAddress"));
@@ -357,8 +355,14 @@ void AtspiDBus::deliver(const AtspiEvent& event) {
 
 std::shared_ptr<AtspiConnection> AtspiDBus::connection() {
   {
-    std::lock_guard lock(_mutex);
-    if (_connection && _connection->connected()) return _connection;
+    std::unique_lock lock(_mutex);
+    if (_connection && _connection->connected()) {
+      auto connection = _connection;
+      lock.unlock();
+      // A registry started again knows nobody's events.
+      if (_registryChanged.exchange(false) && !registerEvents(*connection)) _registryChanged = true;
+      return connection;
+    }
   }
   std::lock_guard connecting(_connectMutex);
   std::shared_ptr<AtspiConnection> closed;
@@ -371,19 +375,38 @@ std::shared_ptr<AtspiConnection> AtspiDBus::connection() {
     if (_connection) {
       _sentBefore.fetch_add(_connection->sent());
       closed = std::move(_connection);
+      if (!_lost) {
+        _lost = true;
+        ZAR_LOG_WARN("Accessibility: the accessibility bus closed; no application can be reached until it is back");
+      }
     }
   }
   closed.reset();
-  const auto address = accessibilityBusAddress();
-  if (!address) return nullptr;
-  std::shared_ptr<AtspiConnection> fresh = AtspiConnection::open(
-      *address, [this](DBusMessage* message) { signal(message); },
-      [this] { deliver(AtspiEvent{AtspiEvent::Kind::busLost, {}, {}}); });
-  if (!fresh || !subscribe(*fresh)) {
-    ZAR_LOG_DEBUG("The accessibility bus at {} did not answer", *address);
-    return nullptr;
+  std::shared_ptr<AtspiConnection> fresh;
+  std::string address;
+  const auto open = [&](std::optional<std::string> candidate) {
+    if (fresh || !candidate || *candidate == address) return;
+    address = std::move(*candidate);
+    fresh = AtspiConnection::open(
+        address, [this](DBusMessage* message) { signal(message); },
+        [this] { deliver(AtspiEvent{AtspiEvent::Kind::busLost, {}, {}}); });
+    if (fresh && !subscribe(*fresh)) fresh.reset();
+    if (!fresh) ZAR_LOG_DEBUG("The accessibility bus at {} did not answer", address);
+  };
+  // Where toolkits look for the bus, in their order. The root window may name a bus gone (its
+  // launcher was killed and couldn't take the name back): the launcher, asked, starts a new one.
+  if (const char* given = std::getenv("AT_SPI_BUS_ADDRESS"); given != nullptr && *given != 0) {
+    open(std::string(given));
+  } else {
+    open(addressFromRootWindow());
+    open(addressFromLauncher());
   }
+  if (!fresh) return nullptr;
   std::lock_guard lock(_mutex);
+  if (_lost) {
+    _lost = false;
+    ZAR_LOG_INFO("Accessibility: connected to the accessibility bus again, at {}", address);
+  }
   _connection = fresh;
   return fresh;
 }
@@ -399,6 +422,16 @@ bool AtspiDBus::subscribe(AtspiConnection& connection) {
   addMatch("type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged'");
   for (const auto& subscription : kSubscriptions) {
     addMatch(fmt::format("type='signal',interface='{}',member='{}'", kEventObject, subscription.member));
+  }
+  for (const auto& reply : connection.call(std::move(calls), kCallTimeout)) {
+    if (errorOf(reply.get()) != AXError::success) return false;
+  }
+  return registerEvents(connection);
+}
+
+bool AtspiDBus::registerEvents(AtspiConnection& connection) {
+  std::vector<DBusMessageRef> calls;
+  for (const auto& subscription : kSubscriptions) {
     // Applications announce only the events some client registered for.
     DBusMessageRef message(dbus_message_new_method_call(kRegistryName, kRegistryPath, kRegistryName, "RegisterEvent"));
     DBusMessageIter iter;
@@ -429,6 +462,7 @@ bool AtspiDBus::subscribe(AtspiConnection& connection) {
   }
   std::lock_guard lock(_mutex);
   _registry = unique;
+  _registryChanged = false;
   return true;
 }
 
@@ -483,6 +517,7 @@ void AtspiDBus::signal(DBusMessage* message) {
     }
     if (std::strcmp(name, kRegistryName) == 0) {
       std::lock_guard lock(_mutex);
+      if (_registry != after) _registryChanged = true;
       _registry = after;
     }
     if (name[0] == ':' && *after == 0) deliver(AtspiEvent{AtspiEvent::Kind::applicationGone, AtspiRef{name, {}}, {}});

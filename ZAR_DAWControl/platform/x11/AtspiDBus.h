@@ -18,7 +18,8 @@ namespace zar::x11 {
 /// and text changes: applications announce only what some client registered for) and hears which
 /// connections leave the bus. When the connection closes (the bus went away) the sink hears it,
 /// and the next call connects again, at most once a second, so a bus that comes back is found
-/// without the host's doing.
+/// without the host's doing. A registry that quits and is started again has forgotten the events
+/// asked for: they are asked for again at the next call.
 ///
 /// Each call waits at most two seconds for its replies: an application that hangs is a failed
 /// read (cannotComplete), never a hung caller.
@@ -48,8 +49,10 @@ class AtspiDBus final : public AtspiTransport {
   /// The connection, opened when there is none (at most once a second); null while the bus can't
   /// be reached.
   std::shared_ptr<AtspiConnection> connection();
-  /// Asks the registry for the events and the bus for the signals; learns the registry's name.
+  /// Asks the bus for the signals, then registers the events.
   bool subscribe(AtspiConnection& connection);
+  /// Asks the registry for the events (which starts it when none runs); learns its name.
+  bool registerEvents(AtspiConnection& connection);
   void signal(DBusMessage* signal);
   void deliver(const AtspiEvent& event);
   /// One call with its reply, or the error for it.
@@ -59,7 +62,9 @@ class AtspiDBus final : public AtspiTransport {
   mutable std::mutex _mutex;
   std::shared_ptr<AtspiConnection> _connection;
   std::string _registry;
+  std::atomic<bool> _registryChanged{false};  // another registry than the one the events were asked of
   double _lastAttempt = -1;
+  bool _lost = false;  // the bus closed; its return is not logged yet
   std::atomic<std::uint64_t> _sentBefore{0};  // by connections closed since
 
   std::mutex _sinkMutex;

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <memory>
 
+#include "ZAR_DAWControl/platform/Log.h"
+
 namespace zar::x11 {
 
 namespace {
@@ -24,40 +26,91 @@ struct Reply {
   explicit operator bool() const { return reply != nullptr; }
 };
 
+constexpr auto kReconnectInterval = std::chrono::seconds(1);
+
+bool hasDisplay() {
+  const char* display = std::getenv("DISPLAY");
+  return display != nullptr && *display != 0;
+}
+
+// The root window of the connection's screen ($DISPLAY's), or none.
+std::uint32_t rootOf(xcb_connection_t* connection, int screenNumber) {
+  auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
+  for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb_screen_next(&screens);
+  return screens.rem > 0 ? screens.data->root : 0;
+}
+
 }  // namespace
 
 X11Display::X11Display() {
-  const char* display = std::getenv("DISPLAY");
-  if (display == nullptr || *display == 0) return;
+  {
+    std::lock_guard lock(_mutex);
+    connectLocked();
+  }
+  std::lock_guard lock(_watchMutex);
+  connectWatchLocked();
+}
+
+X11Display::~X11Display() {
+  if (_watch != nullptr) xcb_disconnect(_watch);
+  if (_connection != nullptr) xcb_disconnect(_connection);
+}
+
+bool X11Display::connectLocked() {
+  const auto now = std::chrono::steady_clock::now();
+  if (_generation > 0 && now - _lastAttempt < kReconnectInterval) return false;
+  if (!hasDisplay()) return false;
+  _lastAttempt = now;
+  if (_root != 0 && !_lost) {  // it worked until now
+    _lost = true;
+    ZAR_LOG_WARN("X11: the X server {} closed the connection; no keys, clicks or window places until it is back",
+                 std::getenv("DISPLAY"));
+  }
+  if (_connection != nullptr) xcb_disconnect(_connection);
+  ++_generation;
+  _root = 0;
   int screenNumber = 0;
   _connection = xcb_connect(nullptr, &screenNumber);
-  if (xcb_connection_has_error(_connection) != 0) return;
-  auto screens = xcb_setup_roots_iterator(xcb_get_setup(_connection));
-  for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb_screen_next(&screens);
-  _root = screens.data->root;
+  if (xcb_connection_has_error(_connection) != 0) return false;
+  _root = rootOf(_connection, screenNumber);
   _netWmPid = atom("_NET_WM_PID");
   _netActiveWindow = atom("_NET_ACTIVE_WINDOW");
   _netClientListStacking = atom("_NET_CLIENT_LIST_STACKING");
   _netSupportingWmCheck = atom("_NET_SUPPORTING_WM_CHECK");
   _wmProtocols = atom("WM_PROTOCOLS");
   _netWmPing = atom("_NET_WM_PING");
+  if (_root != 0 && _lost) {
+    _lost = false;
+    ZAR_LOG_INFO("X11: connected to the X server {} again", std::getenv("DISPLAY"));
+  }
+  return _root != 0;
+}
 
-  _watch = xcb_connect(nullptr, nullptr);
-  if (xcb_connection_has_error(_watch) != 0) return;
+bool X11Display::connectWatchLocked() {
+  const auto now = std::chrono::steady_clock::now();
+  if (_watch != nullptr && now - _lastWatchAttempt < kReconnectInterval) return false;
+  if (!hasDisplay()) return false;
+  _lastWatchAttempt = now;
+  if (_watch != nullptr) xcb_disconnect(_watch);
+  _watchRoot = 0;
+  _randrEvents = 0;
+  int screenNumber = 0;
+  _watch = xcb_connect(nullptr, &screenNumber);
+  if (xcb_connection_has_error(_watch) != 0) return false;
+  _watchRoot = rootOf(_watch, screenNumber);
   const std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-  xcb_change_window_attributes(_watch, _root, XCB_CW_EVENT_MASK, &mask);
+  xcb_change_window_attributes(_watch, _watchRoot, XCB_CW_EVENT_MASK, &mask);
   if (const auto* randr = xcb_get_extension_data(_watch, &xcb_randr_id); randr != nullptr && randr->present) {
     _randrEvents = randr->first_event;
-    xcb_randr_select_input(_watch, _root,
+    xcb_randr_select_input(_watch, _watchRoot,
                            XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
   }
   xcb_flush(_watch);
-}
-
-X11Display::~X11Display() {
-  if (_watch != nullptr) xcb_disconnect(_watch);
-  if (_connection != nullptr) xcb_disconnect(_connection);
+  // A new server: every window may be elsewhere, and the monitors are read again.
+  _monitors.clear();
+  ++_screenChanges;
+  return _watchRoot != 0;
 }
 
 std::uint64_t X11Display::screenChanges() {
@@ -66,7 +119,11 @@ std::uint64_t X11Display::screenChanges() {
 }
 
 std::uint64_t X11Display::screenChangesLocked() {
-  if (_watch == nullptr || xcb_connection_has_error(_watch) != 0) return _screenChanges;
+  if (_watch == nullptr || xcb_connection_has_error(_watch) != 0) {
+    _monitors.clear();
+    connectWatchLocked();
+    return _screenChanges;
+  }
   while (xcb_generic_event_t* event = xcb_poll_for_event(_watch)) {
     const auto type = static_cast<std::uint8_t>(event->response_type & 0x7F);
     bool moved = type == XCB_REPARENT_NOTIFY || type == XCB_GRAVITY_NOTIFY;
@@ -82,8 +139,10 @@ std::uint64_t X11Display::screenChangesLocked() {
   return _screenChanges;
 }
 
-bool X11Display::connected() const {
-  return _connection != nullptr && xcb_connection_has_error(_connection) == 0 && _root != 0;
+bool X11Display::connected() {
+  std::lock_guard lock(_mutex);
+  if (_connection != nullptr && xcb_connection_has_error(_connection) == 0 && _root != 0) return true;
+  return connectLocked();
 }
 
 std::uint32_t X11Display::atom(const char* name) {
@@ -112,12 +171,13 @@ std::vector<platform::Rect> X11Display::monitors() {
   screenChangesLocked();
   if (!_monitors.empty()) return _monitors;
   std::vector<platform::Rect> result;
-  if (!connected()) return result;
-  const auto* randr = xcb_get_extension_data(_connection, &xcb_randr_id);
+  if (_watch == nullptr || xcb_connection_has_error(_watch) != 0) return result;
+  xcb_connection_t* const connection = _watch;
+  const auto* randr = xcb_get_extension_data(connection, &xcb_randr_id);
   if (randr != nullptr && randr->present) {
-    Reply version(xcb_randr_query_version_reply(_connection, xcb_randr_query_version(_connection, 1, 5), nullptr));
+    Reply version(xcb_randr_query_version_reply(connection, xcb_randr_query_version(connection, 1, 5), nullptr));
     if (version && (version->major_version > 1 || version->minor_version >= 5)) {
-      Reply monitors(xcb_randr_get_monitors_reply(_connection, xcb_randr_get_monitors(_connection, _root, 1), nullptr));
+      Reply monitors(xcb_randr_get_monitors_reply(connection, xcb_randr_get_monitors(connection, _watchRoot, 1), nullptr));
       if (monitors) {
         for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors.reply); it.rem > 0;
              xcb_randr_monitor_info_next(&it)) {
@@ -133,7 +193,7 @@ std::vector<platform::Rect> X11Display::monitors() {
     }
   }
   if (result.empty()) {
-    Reply geometry(xcb_get_geometry_reply(_connection, xcb_get_geometry(_connection, _root), nullptr));
+    Reply geometry(xcb_get_geometry_reply(connection, xcb_get_geometry(connection, _watchRoot), nullptr));
     if (geometry) result.push_back({{0, 0}, {static_cast<double>(geometry->width), static_cast<double>(geometry->height)}});
   }
   // Kept only where a change would be heard of.
@@ -147,8 +207,9 @@ platform::Point X11Display::primaryOrigin() {
 }
 
 std::optional<platform::Point> X11Display::pointer() {
-  if (!connected()) return std::nullopt;
-  Reply reply(xcb_query_pointer_reply(_connection, xcb_query_pointer(_connection, _root), nullptr));
+  std::lock_guard lock(_watchMutex);
+  if (_watch == nullptr || xcb_connection_has_error(_watch) != 0) return std::nullopt;
+  Reply reply(xcb_query_pointer_reply(_watch, xcb_query_pointer(_watch, _watchRoot), nullptr));
   if (!reply) return std::nullopt;
   return platform::Point{static_cast<double>(reply->root_x), static_cast<double>(reply->root_y)};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <mutex>
@@ -17,7 +18,10 @@ namespace zar::x11 {
 /// active window and activation. Coordinates are the root window's (origin top left, y down).
 ///
 /// XCB is thread-safe; the lock serialises the backend's sequences of requests that must not
-/// interleave (a focus check and the key it guards). Methods named ...Locked expect it held.
+/// interleave (a focus check and the key it guards). Methods named ...Locked expect it held, and
+/// `connection()` may only be used while it is held: a connection the server broke (it quit or
+/// restarted) is replaced by a new one, at most once a second, the next time `connected()` is
+/// asked. The connection that watches the screen replaces itself the same way.
 class X11Display {
  public:
   using Window = std::uint32_t;
@@ -28,9 +32,14 @@ class X11Display {
   X11Display(const X11Display&) = delete;
   X11Display& operator=(const X11Display&) = delete;
 
-  bool connected() const;
+  /// Whether the server answers; a broken connection is replaced first when a second has passed
+  /// since the last try. The loss and the return are logged once each.
+  bool connected();
   xcb_connection_t* connection() const { return _connection; }
   Window root() const { return _root; }
+  /// How many connections were made so far: what a client kept of the server (its keyboard
+  /// mapping) belongs to one of them.
+  std::uint64_t generation() const { return _generation.load(); }
   std::recursive_mutex& mutex() { return _mutex; }
 
   /// The monitors (RandR), the primary one first; the whole screen when RandR names none. Kept
@@ -76,11 +85,21 @@ class X11Display {
   /// The child of the root that holds `window`.
   std::optional<Window> topLevelOf(Window window);
 
+  /// Connects (again) unless a try was made within the last second; the caller holds `_mutex`.
+  bool connectLocked();
+  /// The same for the watching connection; the caller holds `_watchMutex`.
+  bool connectWatchLocked();
   std::uint64_t screenChangesLocked();
 
   xcb_connection_t* _connection = nullptr;
-  /// A second connection that only hears of the root window's children and the monitors.
+  std::chrono::steady_clock::time_point _lastAttempt;
+  std::atomic<std::uint64_t> _generation{0};
+  bool _lost = false;  // the loss was logged, the return not yet
+  /// A second connection that only hears of the root window's children and the monitors, and
+  /// answers the questions about them (they need no lock of the first).
   xcb_connection_t* _watch = nullptr;
+  Window _watchRoot = 0;
+  std::chrono::steady_clock::time_point _lastWatchAttempt;
   std::mutex _watchMutex;
   std::uint64_t _screenChanges = 0;
   std::uint8_t _randrEvents = 0;

@@ -24,8 +24,8 @@ constexpr X11Keyboard::Keysym kNoSymbol = 0;
 X11Keyboard::X11Keyboard(std::shared_ptr<X11Display> display) : _display(std::move(display)) {}
 
 X11Keyboard::~X11Keyboard() {
-  if ((_remapped.empty() && _held.empty()) || !_display->connected()) return;
   std::lock_guard lock(_display->mutex());
+  if ((_remapped.empty() && _held.empty()) || !_display->connected() || _generation != _display->generation()) return;
   xcb_grab_server(_display->connection());
   for (const std::uint8_t keycode : std::vector(_held)) fakeWithFocusLocked(Stroke{keycode, false}, false, XCB_WINDOW_NONE);
   xcb_ungrab_server(_display->connection());
@@ -55,8 +55,15 @@ std::optional<X11Keyboard::Keysym> X11Keyboard::keysymForCharacter(char32_t char
 }
 
 bool X11Keyboard::loadMappingLocked() {
-  if (_loaded) return true;
   if (!_display->connected()) return false;
+  if (_loaded && _generation == _display->generation()) return true;
+  // A server of its own (the first, or one started again): nothing of an earlier one holds.
+  _generation = _display->generation();
+  _mapping.clear();
+  _shiftKeycode.reset();
+  _spareKeycodes.clear();
+  _remapped.clear();
+  _held.clear();
   xcb_connection_t* connection = _display->connection();
   const xcb_setup_t* setup = xcb_get_setup(connection);
   _minKeycode = setup->min_keycode;

@@ -16,7 +16,8 @@ namespace zar::x11 {
 /// no key carries is put on a spare key (one with no keysym) and typed there. Spare keys keep their
 /// characters, so a key is never remapped while a client may still translate an earlier press of
 /// it; they are given back when the keyboard object goes away. A key is never left down: one whose
-/// release has no window to go to is released where no program gets it.
+/// release has no window to go to is released where no program gets it. A new connection to the
+/// server (it was started again) reads the mapping anew.
 class X11Keyboard {
  public:
   using Keysym = std::uint32_t;
@@ -59,6 +60,7 @@ class X11Keyboard {
 
   const std::shared_ptr<X11Display> _display;
   bool _loaded = false;
+  std::uint64_t _generation = 0;  // of the display's connection the mapping was read on
   std::uint8_t _minKeycode = 0;
   int _keysymsPerKeycode = 0;
   std::vector<Keysym> _mapping;

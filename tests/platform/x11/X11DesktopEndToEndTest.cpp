@@ -7,40 +7,23 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <algorithm>
 #include <future>
 #include <thread>
 
-#include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
-#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
-#include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
-#include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
-#include "ZAR_DAWControl/platform/linux/PlistUserDefaults.h"
-#include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
-#include "ZAR_DAWControl/platform/linux/SynchronousNotificationCenter.h"
-#include "ZAR_DAWControl/platform/linux/SystemClock.h"
-#include "ZAR_DAWControl/platform/linux/ThreadPoolDispatch.h"
-#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
-#include "ZAR_DAWControl/platform/x11/X11Desktop.h"
-#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
-#include "support/CapturingLogger.h"
-#include "support/ChildProcess.h"
 #include "support/DesktopSession.h"
-#include "support/TakeCue.h"
-#include "support/TemporaryDirectory.h"
+#include "support/X11FrameworkTest.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using zar::test::ChildProcess;
 
-constexpr auto kPatience = 10s;
-
-class X11EndToEndTest : public testing::Test {
+class X11EndToEndTest : public zar::test::X11FrameworkTest {
  protected:
   // Before the first fixture, whose desktop connects to the session's display.
   static void SetUpTestSuite() { zar::test::DesktopSession::shared(); }
@@ -48,118 +31,8 @@ class X11EndToEndTest : public testing::Test {
   void SetUp() override {
     auto& session = zar::test::DesktopSession::shared();
     if (!session.started()) GTEST_SKIP() << "X11 end-to-end tests skipped: " << session.reason();
-
-    _runLoop = std::make_shared<zar::native::MainRunLoop>(_clock);
-    _platform->clock = _clock;
-    _platform->mainRunLoop = _runLoop;
-    _platform->dispatch = std::make_shared<zar::native::ThreadPoolDispatch>(_runLoop);
-    _platform->notificationCenter = std::make_shared<zar::native::SynchronousNotificationCenter>();
-    _platform->logger = std::make_shared<zar::test::CapturingLogger>();
-    _platform->userDefaults = std::make_shared<zar::native::PlistUserDefaults>(std::nullopt, _platform->logger);
-    _platform->fileUtility = std::make_shared<zar::native::LocalFileUtility>(_support.path());
-    _platform->midiPorts = std::make_shared<zar::native::RtMidiPorts>();
-    _platform->userDefaults->registerDefaults(
-        {{ZAR_MIDISystem::kBackendPrefKey, "jack"}, {ZAR_MIDISystem::kHUIPortNamePrefKey, _huiPort}});
-    _desktop.provideServices(*_platform);
-    _desktop.alerts()->setPresenter([this](const zar::platform::AlertRequest& request) {
-      _alerts.push_back(request.messageText);
-      return zar::platform::AlertResponse{};
-    });
-    zar::platform::Platform::install(_platform);
+    startFramework();
   }
-
-  void TearDown() override {
-    if (HasFailure() && _standIn) {
-      for (const auto& line : _standIn->lines()) std::fprintf(stderr, "stand-in: %s\n", line.c_str());
-    }
-    if (_manager) _manager->setEnabled(false);
-    zar::platform::Platform::install(nullptr);
-  }
-
-  // Starts the stand-in and waits until the accessibility bus lists it.
-  void launchStandIn(std::vector<std::string> options = {}) {
-    std::vector<std::string> arguments{ZAR_STANDIN_PATH, "--hui-port", _huiPort};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    _standIn = std::make_unique<ChildProcess>(arguments);
-    ASSERT_TRUE(_standIn->waitForLine("ready", kPatience)) << "the stand-in did not start";
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (!_desktop.workspace()->runningApplicationWithProcessIdentifier(_standIn->pid())) {
-      ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the stand-in never joined the accessibility bus";
-      std::this_thread::sleep_for(20ms);
-    }
-  }
-
-  // Enables the framework, whose first discovery pass finds the stand-in, and waits until the
-  // stand-in talks HUI with it (unless it was started without).
-  std::shared_ptr<ZAR_DAWApplicationProTools> attach(bool hui = true) {
-    _manager = ZAR_DAWApplicationManager::sharedManager();
-    _manager->setAllowed(true);
-    _manager->setEnabled(true);
-    auto driver = std::dynamic_pointer_cast<ZAR_DAWApplicationProTools>(_manager->currentApplication());
-    EXPECT_TRUE(driver) << "the first discovery pass did not find the stand-in";
-    if (hui) {
-      EXPECT_TRUE(_standIn->waitForLine("hui ping answered", kPatience)) << "no HUI between the framework and the stand-in";
-    }
-    return driver;
-  }
-
-  bool said(const std::string& line) { return _standIn->waitForLine(line, kPatience).has_value(); }
-
-  // A user's change in the stand-in: once it says it made it, every announcement it made so far
-  // is waited for (the mirror's barrier), as they have long arrived by the framework's next tick.
-  bool userDoes(const std::string& command, const std::string& line) {
-    if (!_standIn->send(command) || !said(line)) return false;
-    _desktop.mirror()->inputPosted();
-    return true;
-  }
-
-  // Every line the stand-in printed for what it did so far has been read: it says a line of ours
-  // after them. (A press over accessibility is done when the call returns; its line comes later.)
-  bool caughtUp() {
-    const std::string line = "caught up " + std::to_string(++_handshakes);
-    return _standIn->send("say " + line) && said(line);
-  }
-
-  // Rehearses the cue with the track positions' modes (Input or Play).
-  void rehearse(const std::shared_ptr<ZAR_DAWApplicationProTools>& driver, const std::vector<std::string>& modes) {
-    const auto& list = *_manager->trackModeList()->audioTrackModes();
-    for (std::size_t i = 0; i < modes.size(); ++i) {
-      const auto mode = std::find_if(list.begin(), list.end(), [&](const auto& m) { return m->name() == modes[i]; });
-      _manager->muteRecMatrix()->setRehearseMode(*mode, static_cast<std::int32_t>(i));
-    }
-    driver->rehearseWithEvent(_cue);
-  }
-
-  // Frame updates of the cue at 24 fps.
-  static void play(const std::shared_ptr<ZAR_DAWApplicationProTools>& driver, int frames) {
-    for (int i = 0; i < frames; ++i) {
-      driver->updateDAWTrackStatesForFrameIndex(1100);
-      std::this_thread::sleep_for(42ms);  // the picture's pace, not a wait for anything
-    }
-  }
-
-  // What the stand-in's own button shows, read over accessibility.
-  std::string shown(const zar::platform::AXUIElementRef& button) {
-    zar::platform::AXAttributeValue value;
-    _desktop.accessibility()->copyAttributeValue(button, "AXValue", value);
-    const auto* text = value.get<std::string>();
-    return text != nullptr ? *text : "";
-  }
-
-  zar::test::TemporaryDirectory _support;
-  // Each test's own ports: those of an earlier test in the same program may still be open.
-  inline static int tests = 0;
-  const std::string _huiPort = "ZAR e2e HUI " + std::to_string(::getpid()) + "-" + std::to_string(++tests);
-  std::shared_ptr<zar::platform::Platform> _platform = std::make_shared<zar::platform::Platform>();
-  std::shared_ptr<zar::native::MainRunLoop> _runLoop;
-  std::shared_ptr<zar::native::SystemClock> _clock = std::make_shared<zar::native::SystemClock>();
-  zar::x11::X11Desktop _desktop{_platform->host, _clock};
-  std::vector<std::string> _alerts;
-  // The host keeps its cue; the framework only refers to it.
-  const std::shared_ptr<ZAR_VisualEvent> _cue = zar::test::takeCue();
-  std::unique_ptr<ChildProcess> _standIn;
-  int _handshakes = 0;
-  std::shared_ptr<ZAR_DAWApplicationManager> _manager;
 };
 
 TEST_F(X11EndToEndTest, SetsTheSelectionTypedIntoTheCounters) {
@@ -289,8 +162,8 @@ TEST_F(X11EndToEndTest, FindsTheStandInAndWhatChangesInItAtTheNextTick) {
   const float top = driver->audioTracks()[0]->yPos();
   std::vector<zar::x11::X11Display::Window> windows;
   {
-    std::lock_guard lock(_desktop.display()->mutex());
-    windows = _desktop.display()->windowsOfProcessLocked(_standIn->pid());
+    std::lock_guard lock(_desktop->display()->mutex());
+    windows = _desktop->display()->windowsOfProcessLocked(_standIn->pid());
   }
   ASSERT_EQ(windows.size(), 1u);
   xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
