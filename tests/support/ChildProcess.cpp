@@ -120,6 +120,10 @@ std::optional<int> ChildProcess::waitForExit(std::chrono::milliseconds timeout) 
     std::this_thread::sleep_for(10ms);  // waitpid has no timeout: poll the bounded wait
   }
   if (!_status) return std::nullopt;
+  // Everything it printed is read before its end is told: lines() right after has them all (a
+  // program it started may hold the output open; then the wait is bounded).
+  std::unique_lock lock(_mutex);
+  _changed.wait_until(lock, std::max(deadline, std::chrono::steady_clock::now() + 2s), [&] { return _outputClosed; });
   return WIFEXITED(*_status) ? WEXITSTATUS(*_status) : 128 + WTERMSIG(*_status);
 }
 

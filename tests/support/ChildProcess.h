@@ -35,7 +35,8 @@ class ChildProcess {
   std::size_t count(const std::string& text) const;
   /// Writes a line to the program's standard input; false when it no longer reads it.
   bool send(const std::string& line);
-  /// Waits for the program to end by itself; its exit status, or nothing after the timeout.
+  /// Waits for the program to end by itself and for the end of its output; its exit status, or
+  /// nothing after the timeout.
   std::optional<int> waitForExit(std::chrono::milliseconds timeout);
   /// Sends a signal and waits (bounded) until the program has ended.
   void kill(int signal);

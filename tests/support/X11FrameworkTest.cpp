@@ -48,8 +48,11 @@ void X11FrameworkTest::startFramework() {
 }
 
 void X11FrameworkTest::TearDown() {
-  if (HasFailure() && _standIn) {
-    for (const auto& line : _standIn->lines()) std::fprintf(stderr, "stand-in: %s\n", line.c_str());
+  if (HasFailure()) {
+    for (const auto& message : _logger->messages()) std::fprintf(stderr, "framework: %s\n", message.c_str());
+    if (_standIn) {
+      for (const auto& line : _standIn->lines()) std::fprintf(stderr, "stand-in: %s\n", line.c_str());
+    }
   }
   if (_manager) _manager->setEnabled(false);
   platform::Platform::install(nullptr);

@@ -175,7 +175,7 @@ TEST_P(X11FaultTest, TheHostLivesSaysRemovedAndFindsProToolsAgainWithHUIAndKeys)
   const bool newStandIn = killed != Killed::jack;
   if (newStandIn) launchStandIn();
   const std::size_t answers = newStandIn ? 1 : 2;
-  ASSERT_TRUE(tickUntil([&] { return current() && _standIn->count("hui ping answered") >= answers; }, 20s))
+  ASSERT_TRUE(tickUntil([&] { return current() && _standIn->count("hui ping answered") >= answers; }, 30s))
       << "Pro Tools not found again with HUI";
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - restarted).count();
   RecordProperty("recovery_ms", static_cast<int>(seconds * 1000));
