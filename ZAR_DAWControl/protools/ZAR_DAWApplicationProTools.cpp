@@ -76,17 +76,12 @@ void sendHUI(const zar::protools::transport::Message& message) {
 void sleepFor(double seconds) { Platform::current()->clock->sleep(seconds); }
 
 // Whether a child of the edit window is a track row: a group (or toolbar) whose title names an
-// audio or aux track, in any letter case.
+// audio or aux track.
 bool isTrackRow(const AXUIElementRef& child) {
   const auto role = UIElementUtilities::roleOfUIElement(child);
   if (!role || (*role != zar::ax::kGroupRole && *role != zar::ax::kToolbarRole)) return false;
   const auto title = UIElementUtilities::titleOfUIElement(child);
-  if (!title) return false;
-  std::string lower(*title);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower.find(" audio track") != std::string::npos || lower.find(" aux track") != std::string::npos ||
-         lower.find(" auxiliary track") != std::string::npos;
+  return title && ZAR_DAWAudioTrack::isTrackRowTitle(*title);
 }
 
 // Puts the track's input monitor and mute into the state's shape; Record and unknown states
