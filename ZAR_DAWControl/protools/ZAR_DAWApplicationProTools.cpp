@@ -15,12 +15,15 @@
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDIOutput.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
 #include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "ZAR_DAWControl/platform/utility/ZAR_TCHelper.h"
 #include "ZAR_DAWControl/protools/ProToolsTransport.h"
 #include "ZAR_DAWControl/protools/ProToolsUI.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 
+using zar::hui::HUICodec;
 using zar::platform::AXAttributeValue;
 using zar::platform::AXUIElementRef;
 using zar::platform::AXValueList;
@@ -67,10 +70,15 @@ std::int32_t majorVersionOf(const std::string& version) {
   return static_cast<std::int32_t>(major);
 }
 
-void sendHUI(const zar::protools::transport::Message& message) {
-  if (auto output = ZAR_MIDISystem::sharedMIDISystem()->midiOutputForEventType(zar::protools::transport::kHUIEventType)) {
+void sendHUI(const zar::hui::HUIMessage& message) {
+  if (auto output = ZAR_MIDISystem::sharedMIDISystem()->midiOutputForEventType(ZAR_MIDISystem::kHUIEventType)) {
     output->sendMIDIMessage(message);
   }
+}
+
+// Presses and releases a button of Pro Tools' transport.
+void pressTransportButton(std::uint8_t port) {
+  for (const auto& message : HUICodec::buttonPress(zar::hui::zone::transport, port)) sendHUI(message);
 }
 
 void sleepFor(double seconds) { Platform::current()->clock->sleep(seconds); }
@@ -257,8 +265,7 @@ void ZAR_DAWApplicationProTools::rehearseWithEvent(const std::shared_ptr<ZAR_Vis
   ZAR_DAWApplication::rehearseWithEvent(event);
   updateAudioTracksForMode(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore);
   selectRange(*event, zar::protools::transport::kSelectionPause);
-  using namespace zar::protools::transport;
-  for (const auto& message : {zoneSelectBytes, playPortOnBytes, zoneSelectBytes, playPortOffBytes}) sendHUI(message);
+  pressTransportButton(zar::hui::transportPort::play);
 }
 
 void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) {
@@ -291,11 +298,9 @@ void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_Visua
 
   updateAudioTracksForMode(ZAR_DAWModeRecord, ZAR_DAWEventPhaseBefore);
   selectRange(*event, zar::protools::transport::kSelectionPause);
-  using namespace zar::protools::transport;
-  for (const auto& message : {zoneSelectBytes, recPortOnBytes, zoneSelectBytes, recPortOffBytes, zoneSelectBytes,
-                              playPortOnBytes, zoneSelectBytes, playPortOffBytes}) {
-    sendHUI(message);
-  }
+  // Record arms Pro Tools' transport; Play then starts recording.
+  pressTransportButton(zar::hui::transportPort::record);
+  pressTransportButton(zar::hui::transportPort::play);
   event->setNumRecordedTakes(event->numRecordedTakes() + 1);
 }
 
@@ -304,20 +309,21 @@ void ZAR_DAWApplicationProTools::reviewWithEvent(const std::shared_ptr<ZAR_Visua
   ZAR_DAWApplication::reviewWithEvent(event);
   updateAudioTracksForMode(ZAR_DAWModeReview, ZAR_DAWEventPhaseBefore);
   selectRange(*event, zar::protools::transport::kReviewSelectionPause);
-  using namespace zar::protools::transport;
-  for (const auto& message : {zoneSelectBytes, playPortOnBytes, zoneSelectBytes, playPortOffBytes}) sendHUI(message);
+  pressTransportButton(zar::hui::transportPort::play);
 }
 
 void ZAR_DAWApplicationProTools::stopPlayback() {
   ZAR_DAWApplication::stopPlayback();
-  using namespace zar::protools::transport;
-  for (const auto& message : {zoneSelectBytes, stopPortOnBytes, zoneSelectBytes}) sendHUI(message);
+  // Stop is pressed and the zone selected again, but never released.
+  sendHUI(HUICodec::selectSwitchZone(zar::hui::zone::transport));
+  sendHUI(HUICodec::switchPort(zar::hui::transportPort::stop, true));
+  sendHUI(HUICodec::selectSwitchZone(zar::hui::zone::transport));
 }
 
 void ZAR_DAWApplicationProTools::togglePlayback() {
   const auto platform = Platform::current();
   zar::platform::KeyboardEvent space;
-  space.keyCode = zar::protools::transport::kSpaceKeyCode;
+  space.keyCode = zar::platform::KeyboardLayout::spaceKeyCode;
   space.keyDown = true;
   space.flags = zar::platform::EventFlagNone;
   space.timestamp = platform->clock->now();
