@@ -12,7 +12,6 @@ namespace zar::sim {
 
 namespace {
 
-constexpr std::uint16_t kReturnKeyCode = 36;
 constexpr double kFramesPerSecond = 30;
 
 platform::Rect offset(const platform::Rect& within, double x, double y, double width, double height) {
@@ -444,11 +443,9 @@ void SimProTools::keyEvent(const platform::KeyboardEvent& event) {
   if (!event.keyDown) return;
   std::u32string characters = platform::KeyboardLayout::decodeUTF8(event.characters);
   if (characters.empty()) {
-    // A bare key code types the character of its key.
-    const auto c = event.keyCode == kReturnKeyCode
-                       ? std::optional<char32_t>(U'\n')
-                       : platform::KeyboardLayout::characterForKeyCode(
-                             event.keyCode, (event.flags & platform::EventFlagMaskShift) != 0);
+    // A bare key code types the character of its key (Return a line feed).
+    const auto c = platform::KeyboardLayout::characterForKeyCode(event.keyCode,
+                                                                  (event.flags & platform::EventFlagMaskShift) != 0);
     if (c) characters.push_back(*c);
   }
   for (const char32_t c : characters) {
