@@ -7,6 +7,8 @@
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/protools/ProToolsUI.h"
+#include "ZAR_DAWControl/track/TrackUI.h"
 
 namespace zar::sim {
 
@@ -31,10 +33,10 @@ SimApplication::Info SimProTools::infoFor(const Options& options) {
   info.processIdentifier = options.processIdentifier;
   info.bundleIdentifier = options.bundleIdentifier;
   info.bundleURL = "file:///Applications/Pro%20Tools.app/";
-  info.localizedName = "Pro Tools";
+  info.localizedName = protools::kDisplayName;
   info.infoDictionary["CFBundleIdentifier"] = options.bundleIdentifier;
-  info.infoDictionary["CFBundleName"] = "Pro Tools";
-  if (options.bundleVersion) info.infoDictionary["CFBundleVersion"] = *options.bundleVersion;
+  info.infoDictionary["CFBundleName"] = protools::kDisplayName;
+  if (options.bundleVersion) info.infoDictionary[protools::kBundleVersionKey] = *options.bundleVersion;
   return info;
 }
 
@@ -87,10 +89,10 @@ std::shared_ptr<SimElement> SimProTools::selectionEndField() const {
 }
 
 void SimProTools::buildEditWindowLocked() {
-  _editWindow = addWindow("Edit: " + *_sessionName);
+  _editWindow = addWindow(fmt::format("{} {}", protools::kEditWindowMarker, *_sessionName));
   _editWindow->setFrame(_options.editWindowFrame);
 
-  auto cluster = makeElement(ax::kGroupRole, "Counter Display Cluster");
+  auto cluster = makeElement(ax::kGroupRole, protools::kCounterDisplayClusterTitle);
   cluster->setFrame(offset(_options.editWindowFrame, 300, 40, 500, 60));
   const auto makeCounter = [&](const char* title, Entry entry, double x) {
     auto field = makeElement(ax::kTextFieldRole, std::string(title));
@@ -102,8 +104,8 @@ void SimProTools::buildEditWindowLocked() {
     });
     return cluster->addChild(field);
   };
-  _startField = makeCounter("Edit Selection Start", Entry::start, 320);
-  _endField = makeCounter("Edit Selection End", Entry::end, 470);
+  _startField = makeCounter(protools::kEditSelectionStartTitle, Entry::start, 320);
+  _endField = makeCounter(protools::kEditSelectionEndTitle, Entry::end, 470);
   _editWindow->addChild(cluster);
   showCountersLocked();
 
@@ -115,10 +117,10 @@ void SimProTools::buildEditWindowLocked() {
 void SimProTools::buildRowLocked(std::size_t index) {
   Track& track = _tracks[index];
   track.row = makeElement(ax::kGroupRole, rowTitle(track.definition));
-  track.nameField = track.row->addChild(makeElement(ax::kTextFieldRole, std::string("Track name")));
-  track.recButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("Track Record Enable")));
-  track.inputButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("TrackInput Monitor")));
-  track.muteButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("Mute")));
+  track.nameField = track.row->addChild(makeElement(ax::kTextFieldRole, std::string(zar::track::kNameFieldMarker)));
+  track.recButton = track.row->addChild(makeElement(ax::kButtonRole, std::string(zar::track::kRecordEnableTitle)));
+  track.inputButton = track.row->addChild(makeElement(ax::kButtonRole, std::string(zar::track::kInputMonitorTitle)));
+  track.muteButton = track.row->addChild(makeElement(ax::kButtonRole, std::string(zar::track::kMuteTitle)));
 
   // The button finds its track when pressed: tracks move, their buttons go with them.
   track.inputButton->addAction(ax::kPressAction, "press", [this, weakButton = std::weak_ptr<SimElement>(track.inputButton)] {
