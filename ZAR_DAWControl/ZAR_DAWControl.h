@@ -32,7 +32,12 @@
 /// | `rehearseWithEvent`, `recordWithEvent`, `reviewWithEvent` | the host's thread for passes (one at a time) | about 0.1 s HUI check, then the selection typed (30 ms per keystroke, 0.2 s between the fields, 0.1 s for review) and, when recording, the record track renamed |
 /// | `updateDAWTrackStatesForFrameIndex` | the same thread, once per picture frame | HUI presses only (no waiting) |
 /// | `stopPlayback`, `togglePlayback` | the same thread | no |
-/// | `readyForPass`, `connected`, `audioTracks`, `currentProject`, `huiDevice` and other properties | any | no |
+/// | `readyForPass`, `connected`, `audioTracks`, `currentProject`, `huiDevice` and other properties | any | no (`connected` of the Pro Tools driver: one accessibility read, 50 ms more when it fails once) |
+/// | `ZAR_DAWApplicationProTools::updateAudioTracksForMode` | the thread for passes | HUI and input-monitor presses only (no waiting) |
+/// | `ZAR_DAWApplicationProTools::findAudioTracks` | any (the refresh tick and the frame updates call it too) | reads the edit window's rows (on the real desktop about 1 ms for 64 known tracks, 0.1 s for a Pro Tools just started) |
+/// | `ZAR_DAWApplicationProTools::selectionStartTC`, `selectionEndTC`, the `find...` element look-ups, `checkIf...` | any | a few accessibility reads |
+/// | `ZAR_DAWApplicationProTools::setSelectionStartTC`, `setSelectionEndTC` | the thread for passes | 30 ms per keystroke typed |
+/// | `UIElementUtilities` (every operation) | any | the accessibility calls it makes (a few) |
 /// | mode list and matrix edits | any | they write the settings file before returning |
 ///
 /// Notifications arrive on the platform's notification center, synchronously, on the thread
@@ -44,11 +49,20 @@
 /// thread (the 3-second UI refresh). An observer that touches the host's UI hands itself over to
 /// the main thread. Warnings (alerts) are always shown on the main thread, never waited for.
 ///
+/// \section driver The Pro Tools driver and the element utilities
+/// `ZAR_DAWApplicationManager::currentApplication()` is a `ZAR_DAWApplicationProTools` while
+/// Pro Tools runs: a host that wants more than the base class (the tracks found again now, the
+/// tracks put into a phase's states without a frame, the edit window's elements) casts to it.
+/// `UIElementUtilities` reads and presses elements of any application through the installed
+/// platform, by the names in `zar::ax` (AXNames.h): the same calls the driver makes.
+///
 /// \section project The session name
 /// `ZAR_DAWApplication::currentProject()` is Pro Tools' edit window title less "Edit:", so it
 /// begins with a blank: " Dialogue Session" for the window "Edit: Dialogue Session".
 
 #include "ZAR_DAWControl/ZAR_DAWControlVersion.h"
+#include "ZAR_DAWControl/accessibility/AXNames.h"
+#include "ZAR_DAWControl/accessibility/UIElementUtilities.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
@@ -57,4 +71,5 @@
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/platform/visualevents/ZAR_VisualEvent.h"
+#include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"

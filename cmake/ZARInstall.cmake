@@ -7,16 +7,16 @@ install(TARGETS ZAR_DAWControl EXPORT ZAR_DAWControlTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 # Only the public headers: what a host includes and what those include. The Linux backend (it
-# brings spdlog, libplist and RtMidi), the Pro Tools driver's internals, the accessibility helpers
-# and the logging macros stay inside the library.
+# brings spdlog, libplist and RtMidi), the facts the Pro Tools driver and the track read off Pro
+# Tools' windows and sends it, the text helpers and the logging macros stay inside the library.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/ZAR_DAWControl/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZAR_DAWControl
   FILES_MATCHING PATTERN "*.h"
   PATTERN "platform/linux" EXCLUDE
-  PATTERN "protools" EXCLUDE
-  PATTERN "accessibility" EXCLUDE
-  PATTERN "TrackUI.h" EXCLUDE
-  PATTERN "Utf8Text.h" EXCLUDE
+  PATTERN "protools/ProToolsTransport.h" EXCLUDE
+  PATTERN "protools/ProToolsUI.h" EXCLUDE
+  PATTERN "track/TrackUI.h" EXCLUDE
+  PATTERN "modes/Utf8Text.h" EXCLUDE
   PATTERN "platform/Log.h" EXCLUDE)
 install(FILES ${ZAR_VERSION_INCLUDE_DIR}/ZAR_DAWControl/ZAR_DAWControlVersion.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZAR_DAWControl)

@@ -1,7 +1,8 @@
 #pragma once
 
-// Names of the accessibility attributes, roles and actions the framework uses, as the platform
-// spells them.
+/// Names of the accessibility attributes, roles and actions the framework uses, as the platform
+/// spells them: what a host passes to `UIElementUtilities` to read the same elements. Constants;
+/// any thread.
 namespace zar::ax {
 
 inline constexpr const char* kWindowsAttribute = "AXWindows";

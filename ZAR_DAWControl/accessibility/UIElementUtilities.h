@@ -11,8 +11,11 @@
 inline constexpr const char* UIElementUtilitiesNoDescription = "No Description";
 
 /// Class-level helpers over the accessibility elements of other applications: attribute and action
-/// access, coordinate conversions, and readable descriptions. Stateless; usable from any thread.
-/// Every failure of the accessibility calls becomes nothing, 0, false or the zero rectangle.
+/// access, coordinate conversions, and readable descriptions. Stateless; usable from any thread,
+/// before or after the framework is enabled. Each call blocks for the accessibility calls it makes
+/// through the installed platform (a few per call; the lineage a few per ancestor); the coordinate
+/// conversions read the screens' frames. Every failure of the accessibility calls becomes nothing,
+/// 0, false or the zero rectangle. The names of attributes, roles and actions are in AXNames.h.
 class UIElementUtilities {
  public:
   using Element = zar::platform::AXUIElementRef;

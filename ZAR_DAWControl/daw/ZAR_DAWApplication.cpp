@@ -15,7 +15,6 @@ using zar::platform::Platform;
 namespace {
 
 constexpr double uiRefreshInterval = 3.0;
-constexpr std::uint16_t returnKeyCode = 36;
 /// The combined session state of the keyboard event source.
 constexpr std::int32_t combinedSessionState = 1;
 
@@ -475,7 +474,7 @@ void ZAR_DAWApplication::sendTextToDAWApplication(const std::string& text, bool 
         post(static_cast<std::uint16_t>(it->second));
       }
     }
-    post(returnKeyCode);
+    post(zar::platform::KeyboardLayout::returnKeyCode);
     return;
   }
 

@@ -15,12 +15,15 @@
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDIOutput.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
 #include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "ZAR_DAWControl/platform/utility/ZAR_TCHelper.h"
 #include "ZAR_DAWControl/protools/ProToolsTransport.h"
 #include "ZAR_DAWControl/protools/ProToolsUI.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 
+using zar::hui::HUICodec;
 using zar::platform::AXAttributeValue;
 using zar::platform::AXUIElementRef;
 using zar::platform::AXValueList;
@@ -67,26 +70,26 @@ std::int32_t majorVersionOf(const std::string& version) {
   return static_cast<std::int32_t>(major);
 }
 
-void sendHUI(const zar::protools::transport::Message& message) {
-  if (auto output = ZAR_MIDISystem::sharedMIDISystem()->midiOutputForEventType(zar::protools::transport::kHUIEventType)) {
+void sendHUI(const zar::hui::HUIMessage& message) {
+  if (auto output = ZAR_MIDISystem::sharedMIDISystem()->midiOutputForEventType(ZAR_MIDISystem::kHUIEventType)) {
     output->sendMIDIMessage(message);
   }
+}
+
+// Presses and releases a button of Pro Tools' transport.
+void pressTransportButton(std::uint8_t port) {
+  for (const auto& message : HUICodec::buttonPress(zar::hui::zone::transport, port)) sendHUI(message);
 }
 
 void sleepFor(double seconds) { Platform::current()->clock->sleep(seconds); }
 
 // Whether a child of the edit window is a track row: a group (or toolbar) whose title names an
-// audio or aux track, in any letter case.
+// audio or aux track.
 bool isTrackRow(const AXUIElementRef& child) {
   const auto role = UIElementUtilities::roleOfUIElement(child);
   if (!role || (*role != zar::ax::kGroupRole && *role != zar::ax::kToolbarRole)) return false;
   const auto title = UIElementUtilities::titleOfUIElement(child);
-  if (!title) return false;
-  std::string lower(*title);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower.find(" audio track") != std::string::npos || lower.find(" aux track") != std::string::npos ||
-         lower.find(" auxiliary track") != std::string::npos;
+  return title && ZAR_DAWAudioTrack::isTrackRowTitle(*title);
 }
 
 // Puts the track's input monitor and mute into the state's shape; Record and unknown states
@@ -263,8 +266,7 @@ void ZAR_DAWApplicationProTools::rehearseWithEvent(const std::shared_ptr<ZAR_Vis
   ZAR_DAWApplication::rehearseWithEvent(event);
   updateAudioTracksForMode(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore);
   selectRange(*event, zar::protools::transport::kSelectionPause);
-  using namespace zar::protools::transport;
-  for (const auto& message : {zoneSelectBytes, playPortOnBytes, zoneSelectBytes, playPortOffBytes}) sendHUI(message);
+  pressTransportButton(zar::hui::transportPort::play);
 }
 
 void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) {
@@ -297,11 +299,9 @@ void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_Visua
 
   updateAudioTracksForMode(ZAR_DAWModeRecord, ZAR_DAWEventPhaseBefore);
   selectRange(*event, zar::protools::transport::kSelectionPause);
-  using namespace zar::protools::transport;
-  for (const auto& message : {zoneSelectBytes, recPortOnBytes, zoneSelectBytes, recPortOffBytes, zoneSelectBytes,
-                              playPortOnBytes, zoneSelectBytes, playPortOffBytes}) {
-    sendHUI(message);
-  }
+  // Record arms Pro Tools' transport; Play then starts recording.
+  pressTransportButton(zar::hui::transportPort::record);
+  pressTransportButton(zar::hui::transportPort::play);
   event->setNumRecordedTakes(event->numRecordedTakes() + 1);
 }
 
@@ -310,20 +310,21 @@ void ZAR_DAWApplicationProTools::reviewWithEvent(const std::shared_ptr<ZAR_Visua
   ZAR_DAWApplication::reviewWithEvent(event);
   updateAudioTracksForMode(ZAR_DAWModeReview, ZAR_DAWEventPhaseBefore);
   selectRange(*event, zar::protools::transport::kReviewSelectionPause);
-  using namespace zar::protools::transport;
-  for (const auto& message : {zoneSelectBytes, playPortOnBytes, zoneSelectBytes, playPortOffBytes}) sendHUI(message);
+  pressTransportButton(zar::hui::transportPort::play);
 }
 
 void ZAR_DAWApplicationProTools::stopPlayback() {
   ZAR_DAWApplication::stopPlayback();
-  using namespace zar::protools::transport;
-  for (const auto& message : {zoneSelectBytes, stopPortOnBytes, zoneSelectBytes}) sendHUI(message);
+  // Stop is pressed and the zone selected again, but never released.
+  sendHUI(HUICodec::selectSwitchZone(zar::hui::zone::transport));
+  sendHUI(HUICodec::switchPort(zar::hui::transportPort::stop, true));
+  sendHUI(HUICodec::selectSwitchZone(zar::hui::zone::transport));
 }
 
 void ZAR_DAWApplicationProTools::togglePlayback() {
   const auto platform = Platform::current();
   zar::platform::KeyboardEvent space;
-  space.keyCode = zar::protools::transport::kSpaceKeyCode;
+  space.keyCode = zar::platform::KeyboardLayout::spaceKeyCode;
   space.keyDown = true;
   space.flags = zar::platform::EventFlagNone;
   space.timestamp = platform->clock->now();

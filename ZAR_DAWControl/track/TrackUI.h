@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <string_view>
 
 // What the framework knows of a Pro Tools track row.
 namespace zar::track {
@@ -13,8 +14,10 @@ inline constexpr const char* kNameFieldMarker = "Track name";
 /// The input-monitor button's value when monitoring is on.
 inline constexpr const char* kInputOnValue = "on";
 
-/// Markers that end a track's name in its row's title, in the order they are tried.
-inline constexpr std::array<const char*, 4> kNameMarkers{"- Audio Track", " audio track", "- Aux Track",
-                                                         " auxiliary track"};
+/// Markers that end a track's name in its row's title, in the order they are tried. In any letter
+/// case and with the dash left out, they also tell a track's row from the edit window's other
+/// children (`ZAR_DAWAudioTrack::isTrackRowTitle`).
+inline constexpr std::array<std::string_view, 4> kNameMarkers{"- Audio Track", " audio track", "- Aux Track",
+                                                              " auxiliary track"};
 
 }  // namespace zar::track

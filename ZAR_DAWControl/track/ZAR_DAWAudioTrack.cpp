@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cctype>
+
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/accessibility/UIElementUtilities.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
@@ -21,9 +24,6 @@ using zar::platform::Point;
 using zar::platform::Rect;
 
 namespace {
-
-/// One input-monitor press per this many seconds, across all tracks.
-constexpr double inputPressInterval = 0.2;
 
 std::mutex inputGuardMutex;
 double lastInputSetTime = 0;  // guarded by inputGuardMutex
@@ -89,6 +89,13 @@ std::string modeText(const std::shared_ptr<ZAR_DAWAudioTrackMode>& mode) {
   return mode->name().value_or("(null)");
 }
 
+std::string lowercase(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return lower;
+}
+
 }  // namespace
 
 void ZAR_DAWAudioTrack::registerUserDefaults() {
@@ -97,6 +104,26 @@ void ZAR_DAWAudioTrack::registerUserDefaults() {
       {ZAR_DAWAudioTrackNameNumRecordsPrefKey, true},
       {ZAR_DAWAudioTrackNameCueNumberPrefKey, true},
   });
+}
+
+bool ZAR_DAWAudioTrack::isTrackRowTitle(std::string_view title) {
+  const std::string lower = lowercase(title);
+  return std::any_of(zar::track::kNameMarkers.begin(), zar::track::kNameMarkers.end(), [&](std::string_view marker) {
+    // "- Audio Track" counts as " audio track": the dash is what the name is cut before, not what
+    // makes a row a track's.
+    if (marker.starts_with('-')) marker.remove_prefix(1);
+    return lower.find(lowercase(marker)) != std::string::npos;
+  });
+}
+
+std::optional<std::string> ZAR_DAWAudioTrack::nameInRowTitle(std::string_view title) {
+  // The first marker of the list that occurs at all decides, wherever another one stands.
+  for (const std::string_view marker : zar::track::kNameMarkers) {
+    if (const auto position = title.find(marker); position != std::string_view::npos) {
+      return std::string(title.substr(0, position));
+    }
+  }
+  return std::nullopt;
 }
 
 ZAR_DAWAudioTrack::ZAR_DAWAudioTrack(AXUIElementRef trackCluster) { setTrackCluster(std::move(trackCluster)); }
@@ -274,11 +301,8 @@ std::string ZAR_DAWAudioTrack::name() const {
   if (!title) {
     return {};
   }
-  // The first marker of the list that occurs at all decides, wherever another one stands.
-  for (const char* marker : zar::track::kNameMarkers) {
-    if (const auto position = title->find(marker); position != std::string::npos) {
-      return title->substr(0, position);
-    }
+  if (auto name = nameInRowTitle(*title)) {
+    return std::move(*name);
   }
   ZAR_LOG_ERROR("Couldn't get name of track cluster");
   return {};

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWTypes.h"
 #include "ZAR_DAWControl/platform/AXTypes.h"
@@ -23,6 +25,17 @@ class ZAR_DAWAudioTrack {
  public:
   /// Registers the defaults of the three record-track naming preferences (all YES).
   static void registerUserDefaults();
+
+  /// Whether a row's title names an audio or aux track: it holds " audio track", " aux track" or
+  /// " auxiliary track" in any letter case ("Dialog 1 - Audio Track ", "Bus auxiliary track"). Any
+  /// thread.
+  static bool isTrackRowTitle(std::string_view title);
+  /// The track's name in its row's title: the title up to the first marker of "- Audio Track",
+  /// " audio track", "- Aux Track", " auxiliary track" (in that order) that occurs, to the letter
+  /// ("Dialog 1 " of "Dialog 1 - Audio Track "); nothing when none occurs. Any thread.
+  static std::optional<std::string> nameInRowTitle(std::string_view title);
+  /// At most one input-monitor press per this many seconds, across all tracks.
+  static constexpr double inputPressInterval = 0.2;
 
   /// A track of the row; `index` 0 and both flags off until discovery and feedback say otherwise.
   explicit ZAR_DAWAudioTrack(zar::platform::AXUIElementRef trackCluster);
@@ -63,8 +76,8 @@ class ZAR_DAWAudioTrack {
   bool takeRowVanished() { return _rowVanished.exchange(false); }
   /// Whether the input-monitor button shows "on".
   bool inputEnabled() const;
-  /// Presses the input-monitor button when it shows the other state, at most one press per 0.2 s
-  /// across all tracks; a request inside that time is dropped.
+  /// Presses the input-monitor button when it shows the other state, at most one press per
+  /// `inputPressInterval` across all tracks; a request inside that time is dropped.
   void setInputEnabled(bool inputEnabled);
 
   /// The modes assigned to this track's position in the manager's matrix.

@@ -10,15 +10,16 @@ endfunction()
 set(prefix ${WORK_DIR}/prefix)
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
-# Only public headers: no backend, no spdlog, no generated protobuf code.
+# Only public headers: no Linux backend, no spdlog, no generated protobuf code, none of the private
+# facts and helpers.
 file(GLOB_RECURSE installed RELATIVE ${prefix}/include ${prefix}/include/*)
 foreach(header IN LISTS installed)
-  if(header MATCHES "platform/linux/|spdlog|\\.pb\\.h$|protools/|/Log\\.h$")
+  if(header MATCHES "platform/linux/|spdlog|\\.pb\\.h$|/ProToolsTransport\\.h$|/ProToolsUI\\.h$|/TrackUI\\.h$|/Utf8Text\\.h$|/Log\\.h$")
     message(FATAL_ERROR "internal header installed: ${header}")
   endif()
 endforeach()
 
-# As a CMake project would use it.
+# As a CMake project would use it; the consumer also compiles every installed header on its own.
 run(${CMAKE_COMMAND} -S ${CONSUMER_SOURCE_DIR} -B ${WORK_DIR}/build -G ${GENERATOR}
     -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_CXX_COMPILER=${CXX_COMPILER}

@@ -25,8 +25,6 @@ namespace {
 // How long the picture plays around the cue, at least.
 constexpr double kPreRoll = 1.5;
 constexpr double kPostRoll = 1.0;
-// The framework presses input monitors at most once per this time across all tracks.
-constexpr double kInputPressInterval = 0.2;
 // Generous bounds of the waits for Pro Tools; each normally ends within a second or two.
 constexpr double kDiscoveryTimeout = 10.0;
 constexpr double kHUITimeout = 10.0;
@@ -265,7 +263,7 @@ void DemoScript::play(ZAR_DAWMode mode, std::optional<std::size_t> recordPositio
   const auto fps = _options.framesPerSecond;
   // Long enough for every track's input monitor to be pressed, one press per interval, with a
   // frame to spare for each: a phase is checked when it has settled.
-  const auto framesPerPress = static_cast<std::int64_t>(std::floor(kInputPressInterval * fps)) + 2;
+  const auto framesPerPress = static_cast<std::int64_t>(std::floor(ZAR_DAWAudioTrack::inputPressInterval * fps)) + 2;
   const auto settling = static_cast<std::int64_t>(_rows.size()) * framesPerPress;
   const std::int64_t first =
       _cue->inPointFrameIndex() - std::max(static_cast<std::int64_t>(std::lround(kPreRoll * fps)), settling);

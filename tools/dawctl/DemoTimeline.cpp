@@ -6,7 +6,7 @@
 
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
-#include "ZAR_DAWControl/track/TrackUI.h"
+#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 
 namespace dawctl {
 
@@ -35,14 +35,9 @@ std::string buttonName(const HUIEvent& event) {
 
 // The track's name in a row title such as "Booth Mic - Audio Track ".
 std::string trackOfRowTitle(const std::string& title) {
-  for (const char* marker : zar::track::kNameMarkers) {
-    if (const auto at = title.find(marker); at != std::string::npos) {
-      auto name = title.substr(0, at);
-      while (!name.empty() && name.back() == ' ') name.pop_back();
-      return name;
-    }
-  }
-  return {};
+  auto name = ZAR_DAWAudioTrack::nameInRowTitle(title).value_or("");
+  while (!name.empty() && name.back() == ' ') name.pop_back();
+  return name;
 }
 
 double rounded(double seconds) { return std::round(seconds * 1000.0) / 1000.0; }

@@ -12,6 +12,7 @@
 #include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
 #include "ZAR_DAWControl/platform/linux/SystemClock.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_HUIDevice.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 #include "ZAR_DAWControl/platform/sim/LoopbackMidiPorts.h"
 
 namespace dawctl {
@@ -67,7 +68,7 @@ std::string nextStepForPorts(const std::string& api) {
 void addHuiCheckCommand(CLI::App& app) {
   auto* command = app.add_subcommand(
       "hui-check", "Wait for Pro Tools to talk HUI on the framework's MIDI ports (exit 1: no ping; 3: ports can't open)");
-  auto api = std::make_shared<std::string>("alsa");
+  auto api = std::make_shared<std::string>(ZAR_MIDISystem::kDefaultBackend);
   auto seconds = std::make_shared<double>(5.0);
   command->add_option("--api", *api, "MIDI API (loopback: in-process ports no Pro Tools reaches)")
       ->check(CLI::IsMember({"alsa", "jack", zar::sim::LoopbackMidiPorts::kApi}))

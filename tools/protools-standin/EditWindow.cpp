@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "FlatWindow.h"
+#include "ZAR_DAWControl/protools/ProToolsUI.h"
+#include "ZAR_DAWControl/track/TrackUI.h"
 
 namespace standin {
 
@@ -41,14 +43,14 @@ EditWindow::EditWindow(const std::string& session, std::vector<TrackDefinition> 
     _tracks.push_back(Track{std::move(definition), recEnabled, muted});
   }
   _window = flat_window_new();
-  gtk_window_set_title(GTK_WINDOW(_window), ("Edit: " + session).c_str());
+  gtk_window_set_title(GTK_WINDOW(_window), fmt::format("{} {}", zar::protools::kEditWindowMarker, session).c_str());
   g_signal_connect(_window, "destroy", G_CALLBACK(gtk_main_quit), nullptr);
 
   GtkWidget* content = _content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 2);
   GtkWidget* cluster = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 4);
-  setAccessibleName(cluster, "Counter Display Cluster");
-  _start = makeCounter("Edit Selection Start", Entry::start);
-  _end = makeCounter("Edit Selection End", Entry::end);
+  setAccessibleName(cluster, zar::protools::kCounterDisplayClusterTitle);
+  _start = makeCounter(zar::protools::kEditSelectionStartTitle, Entry::start);
+  _end = makeCounter(zar::protools::kEditSelectionEndTitle, Entry::end);
   gtk_container_add(GTK_CONTAINER(cluster), _start);
   gtk_container_add(GTK_CONTAINER(cluster), _end);
   gtk_container_add(GTK_CONTAINER(content), cluster);
@@ -89,7 +91,7 @@ void EditWindow::makeRow(std::size_t index) {
   Row& row = _rows[index];
   row.box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 2);
   row.name = gtk_entry_new();
-  setAccessibleName(row.name, "Track name");
+  setAccessibleName(row.name, zar::track::kNameFieldMarker);
   gtk_entry_set_width_chars(GTK_ENTRY(row.name), 16);
   gtk_editable_set_editable(GTK_EDITABLE(row.name), FALSE);
   g_signal_connect(row.name, "button-press-event", G_CALLBACK(onNameButtonPress), this);
@@ -102,9 +104,9 @@ void EditWindow::makeRow(std::size_t index) {
     return button;
   };
   gtk_container_add(GTK_CONTAINER(row.box), row.name);
-  row.rec = toggle("R", "Track Record Enable");
-  row.input = toggle("I", "TrackInput Monitor");
-  row.mute = toggle("M", "Mute");
+  row.rec = toggle("R", zar::track::kRecordEnableTitle);
+  row.input = toggle("I", zar::track::kInputMonitorTitle);
+  row.mute = toggle("M", zar::track::kMuteTitle);
   showTrack(index);
 }
 

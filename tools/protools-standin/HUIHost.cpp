@@ -21,7 +21,6 @@ namespace {
 
 constexpr guint kPingMilliseconds = 1000;
 constexpr guint kFlashMilliseconds = 500;
-constexpr std::uint8_t kLampPorts[] = {hui::stripPort::mute, hui::stripPort::solo, hui::stripPort::recordReady};
 
 void say(const std::string& line) {
   fmt::print("{}\n", line);
@@ -199,7 +198,7 @@ void HUIHost::refreshLamps(bool all) {
   std::vector<std::uint8_t> bytes;
   for (std::size_t strip = 0; strip < static_cast<std::size_t>(hui::kStripsPerBank); ++strip) {
     bool selected = false;
-    for (const std::uint8_t port : kLampPorts) {
+    for (const std::uint8_t port : hui::kHostStripLamps) {
       const bool on = lamp(strip, port);
       auto& sent = _sentLamps[strip][port];
       if (!all && sent == on) continue;

@@ -5,6 +5,7 @@
 
 #include "ZAR_DAWControl/platform/midi/ZAR_HUIDeviceDelegate.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
+#include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
 /// The framework as a HUI control surface of Pro Tools, on the MIDI system's HUI ports. Tracks
 /// are addressed by their position 0..63 in the edit window; the device brings the bank that
@@ -15,7 +16,7 @@
 /// Thread-safe.
 class ZAR_HUIDevice {
  public:
-  static constexpr std::int32_t kTrackCount = 64;
+  static constexpr std::int32_t kTrackCount = zar::hui::kTrackCount;
 
   /// A device on the shared MIDI system.
   ZAR_HUIDevice();

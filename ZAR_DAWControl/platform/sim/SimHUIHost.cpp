@@ -13,11 +13,6 @@ using hui::HUIEvent;
 
 struct SimHUIHost::Token {};
 
-namespace {
-/// The strip ports whose lamps the host drives.
-constexpr std::uint8_t kLampPorts[] = {hui::stripPort::mute, hui::stripPort::solo, hui::stripPort::recordReady};
-}  // namespace
-
 platform::MidiPortRequest SimHUIHost::defaultPortRequest(const std::string& surfacePortName, const std::string& api) {
   return platform::MidiPortRequest{api, "Pro Tools", surfacePortName, surfacePortName};
 }
@@ -339,7 +334,7 @@ void SimHUIHost::refreshLampsLocked(bool all) {
   std::vector<std::uint8_t> bytes;
   for (std::size_t strip = 0; strip < static_cast<std::size_t>(hui::kStripsPerBank); ++strip) {
     bool selected = false;
-    for (const std::uint8_t port : kLampPorts) {
+    for (const std::uint8_t port : hui::kHostStripLamps) {
       const bool on = lampLocked(strip, port);
       auto& sent = _sentLamps[strip][port];
       if (!all && sent == on) {

@@ -7,12 +7,13 @@
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/protools/ProToolsUI.h"
+#include "ZAR_DAWControl/track/TrackUI.h"
 
 namespace zar::sim {
 
 namespace {
 
-constexpr std::uint16_t kReturnKeyCode = 36;
 constexpr double kFramesPerSecond = 30;
 
 platform::Rect offset(const platform::Rect& within, double x, double y, double width, double height) {
@@ -32,10 +33,10 @@ SimApplication::Info SimProTools::infoFor(const Options& options) {
   info.processIdentifier = options.processIdentifier;
   info.bundleIdentifier = options.bundleIdentifier;
   info.bundleURL = "file:///Applications/Pro%20Tools.app/";
-  info.localizedName = "Pro Tools";
+  info.localizedName = protools::kDisplayName;
   info.infoDictionary["CFBundleIdentifier"] = options.bundleIdentifier;
-  info.infoDictionary["CFBundleName"] = "Pro Tools";
-  if (options.bundleVersion) info.infoDictionary["CFBundleVersion"] = *options.bundleVersion;
+  info.infoDictionary["CFBundleName"] = protools::kDisplayName;
+  if (options.bundleVersion) info.infoDictionary[protools::kBundleVersionKey] = *options.bundleVersion;
   return info;
 }
 
@@ -88,10 +89,10 @@ std::shared_ptr<SimElement> SimProTools::selectionEndField() const {
 }
 
 void SimProTools::buildEditWindowLocked() {
-  _editWindow = addWindow("Edit: " + *_sessionName);
+  _editWindow = addWindow(fmt::format("{} {}", protools::kEditWindowMarker, *_sessionName));
   _editWindow->setFrame(_options.editWindowFrame);
 
-  auto cluster = makeElement(ax::kGroupRole, "Counter Display Cluster");
+  auto cluster = makeElement(ax::kGroupRole, protools::kCounterDisplayClusterTitle);
   cluster->setFrame(offset(_options.editWindowFrame, 300, 40, 500, 60));
   const auto makeCounter = [&](const char* title, Entry entry, double x) {
     auto field = makeElement(ax::kTextFieldRole, std::string(title));
@@ -103,8 +104,8 @@ void SimProTools::buildEditWindowLocked() {
     });
     return cluster->addChild(field);
   };
-  _startField = makeCounter("Edit Selection Start", Entry::start, 320);
-  _endField = makeCounter("Edit Selection End", Entry::end, 470);
+  _startField = makeCounter(protools::kEditSelectionStartTitle, Entry::start, 320);
+  _endField = makeCounter(protools::kEditSelectionEndTitle, Entry::end, 470);
   _editWindow->addChild(cluster);
   showCountersLocked();
 
@@ -116,10 +117,10 @@ void SimProTools::buildEditWindowLocked() {
 void SimProTools::buildRowLocked(std::size_t index) {
   Track& track = _tracks[index];
   track.row = makeElement(ax::kGroupRole, rowTitle(track.definition));
-  track.nameField = track.row->addChild(makeElement(ax::kTextFieldRole, std::string("Track name")));
-  track.recButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("Track Record Enable")));
-  track.inputButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("TrackInput Monitor")));
-  track.muteButton = track.row->addChild(makeElement(ax::kButtonRole, std::string("Mute")));
+  track.nameField = track.row->addChild(makeElement(ax::kTextFieldRole, std::string(zar::track::kNameFieldMarker)));
+  track.recButton = track.row->addChild(makeElement(ax::kButtonRole, std::string(zar::track::kRecordEnableTitle)));
+  track.inputButton = track.row->addChild(makeElement(ax::kButtonRole, std::string(zar::track::kInputMonitorTitle)));
+  track.muteButton = track.row->addChild(makeElement(ax::kButtonRole, std::string(zar::track::kMuteTitle)));
 
   // The button finds its track when pressed: tracks move, their buttons go with them.
   track.inputButton->addAction(ax::kPressAction, "press", [this, weakButton = std::weak_ptr<SimElement>(track.inputButton)] {
@@ -444,11 +445,9 @@ void SimProTools::keyEvent(const platform::KeyboardEvent& event) {
   if (!event.keyDown) return;
   std::u32string characters = platform::KeyboardLayout::decodeUTF8(event.characters);
   if (characters.empty()) {
-    // A bare key code types the character of its key.
-    const auto c = event.keyCode == kReturnKeyCode
-                       ? std::optional<char32_t>(U'\n')
-                       : platform::KeyboardLayout::characterForKeyCode(
-                             event.keyCode, (event.flags & platform::EventFlagMaskShift) != 0);
+    // A bare key code types the character of its key (Return a line feed).
+    const auto c = platform::KeyboardLayout::characterForKeyCode(event.keyCode,
+                                                                  (event.flags & platform::EventFlagMaskShift) != 0);
     if (c) characters.push_back(*c);
   }
   for (const char32_t c : characters) {

@@ -1,28 +1,39 @@
 #include "ZAR_DAWControl/platform/utility/TypingScript.h"
 
+#include <fmt/format.h>
+
+#include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+
 namespace zar::platform {
 
 namespace {
 
 constexpr std::string_view kHead = "property sourceString : \"";
-constexpr std::string_view kBody =
-    "\nset cnt to length of sourceString"
-    "\nrepeat with i from 1 to cnt"
-    "\n    tell application \"System Events\" to keystroke character i of sourceString"
-    "\nend repeat"
-    "\ntell application \"System Events\" to key code 36";
+
+// What follows the text: type it a character at a time, then press Return.
+const std::string& body() {
+  static const std::string text = fmt::format(
+      "\nset cnt to length of sourceString"
+      "\nrepeat with i from 1 to cnt"
+      "\n    tell application \"System Events\" to keystroke character i of sourceString"
+      "\nend repeat"
+      "\ntell application \"System Events\" to key code {}",
+      KeyboardLayout::returnKeyCode);
+  return text;
+}
 
 }  // namespace
 
 std::string TypingScript::compose(std::string_view text) {
+  const std::string& tail = body();
   std::string script(kHead);
-  script.reserve(kHead.size() + text.size() + 1 + kBody.size());
+  script.reserve(kHead.size() + text.size() + 1 + tail.size());
   for (const char c : text) {
     if (c == '"' || c == '\\') script += '\\';
     script += c;
   }
   script += '"';
-  script += kBody;
+  script += tail;
   return script;
 }
 
@@ -48,7 +59,7 @@ std::optional<std::string> TypingScript::typedText(std::string_view script) {
   if (i == script.size()) return std::nullopt;  // no closing quote
   std::string_view rest = script.substr(i + 1);
   if (rest.ends_with('\n')) rest.remove_suffix(1);
-  if (rest != kBody) return std::nullopt;
+  if (rest != body()) return std::nullopt;
   return text;
 }
 

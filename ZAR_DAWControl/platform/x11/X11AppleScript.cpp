@@ -15,7 +15,7 @@ std::optional<platform::AppleScriptError> X11AppleScript::execute(const std::str
     return platform::AppleScriptError{syntaxErrorNumber, "Only the typing script can run on this desktop."};
   }
   std::u32string characters = platform::KeyboardLayout::decodeUTF8(*text);
-  characters.push_back(U'\n');  // key code 36, Return
+  characters.push_back(U'\n');  // the script's closing Return
   for (const char32_t character : characters) {
     const auto keysym = X11Keyboard::keysymForCharacter(character);
     if (!keysym) continue;

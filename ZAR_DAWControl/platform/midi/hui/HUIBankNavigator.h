@@ -4,6 +4,8 @@
 #include <optional>
 #include <vector>
 
+#include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
+
 namespace zar::hui {
 
 /// Where the window of eight channel strips stands in the session, counted from a known origin.
@@ -21,9 +23,8 @@ namespace zar::hui {
 /// not have). The owner forgets the position when the host was away, so the next move re-learns it.
 class HUIBankNavigator {
  public:
-  static constexpr int kTrackCount = 64;
   /// Bank-left presses that bring any window of a 64-track session back to the first track.
-  static constexpr int kHomingPresses = kTrackCount / 8;
+  static constexpr int kHomingPresses = kTrackCount / kStripsPerBank;
 
   /// The channel-selection ports to press, in order, to bring `track` into view; empty when it is
   /// in view already or out of 0..63. Counts the moves as done.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "ZAR_DAWControl/platform/midi/hui/HUIBankNavigator.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
 namespace zar::hui {
@@ -33,7 +32,7 @@ int HUIBankSurvey::banks() const {
   if (!_trackCount) {
     return 1;
   }
-  const int tracks = std::clamp(*_trackCount, 0, HUIBankNavigator::kTrackCount);
+  const int tracks = std::clamp(*_trackCount, 0, kTrackCount);
   return (tracks + kStripsPerBank - 1) / kStripsPerBank;
 }
 
@@ -43,7 +42,7 @@ std::optional<int> HUIBankSurvey::target() const {
   }
   // The bank's last track on the last strip: a move right that never passes the session's end,
   // wherever Pro Tools lets the last bank land.
-  const int last = _trackCount ? std::min(*_trackCount, HUIBankNavigator::kTrackCount) - 1 : 0;
+  const int last = _trackCount ? std::min(*_trackCount, kTrackCount) - 1 : 0;
   return std::min(_nextBank * kStripsPerBank + kStripsPerBank - 1, last);
 }
 

@@ -5,6 +5,8 @@
 #include <optional>
 #include <vector>
 
+#include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
+
 namespace zar::hui {
 
 /// The two lamps of a channel strip that the framework follows.
@@ -32,8 +34,6 @@ enum class HUILamp : std::uint8_t { mute = 0, recordReady = 1 };
 /// Not thread-safe; the owner locks.
 class HUILampDebouncer {
  public:
-  static constexpr int kTrackCount = 64;
-
   struct Change {
     int track = 0;
     HUILamp lamp = HUILamp::mute;

@@ -37,6 +37,8 @@ inline constexpr std::uint8_t kPortNumberMask = 0x0F;
 inline constexpr std::uint8_t kPortsPerZone = 8;
 
 inline constexpr int kStripsPerBank = 8;
+/// The tracks the framework reaches over HUI: positions 0..63, eight banks of strips.
+inline constexpr int kTrackCount = 64;
 
 namespace zone {
 /// Zones 0x00-0x07 are the channel strips of the bank in view.
@@ -57,6 +59,9 @@ inline constexpr std::uint8_t vSelect = 5;
 inline constexpr std::uint8_t insert = 6;
 inline constexpr std::uint8_t recordReady = 7;
 }  // namespace stripPort
+
+/// The strip lamps Pro Tools drives: mute, solo and record ready.
+inline constexpr std::array<std::uint8_t, 3> kHostStripLamps{stripPort::mute, stripPort::solo, stripPort::recordReady};
 
 namespace channelSelectionPort {
 inline constexpr std::uint8_t channelLeft = 0;

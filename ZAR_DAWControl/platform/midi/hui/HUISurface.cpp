@@ -84,7 +84,7 @@ std::optional<double> HUISurface::nextDeadline() const {
 }
 
 bool HUISurface::pressStripPort(int track, std::uint8_t port, double now) {
-  if (track < 0 || track >= HUIBankNavigator::kTrackCount) {
+  if (track < 0 || track >= kTrackCount) {
     return false;
   }
   std::lock_guard lock(_mutex);
@@ -110,7 +110,7 @@ void HUISurface::sendForeign(std::span<const std::uint8_t> message) {
 }
 
 std::vector<HUISurface::Change> HUISurface::setTrackCount(int count, double now) {
-  count = std::clamp(count, 0, HUIBankNavigator::kTrackCount);
+  count = std::clamp(count, 0, kTrackCount);
   std::vector<Change> changes;
   std::lock_guard lock(_mutex);
   if (_trackCount == count) {
