@@ -1,12 +1,12 @@
 #include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
 
 #include <RtMidi.h>
-#include <jack/jack.h>
 
 #include <mutex>
 #include <optional>
 
 #include "ZAR_DAWControl/platform/Log.h"
+#include "ZAR_DAWControl/platform/linux/JackMidiPortPair.h"
 #include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 
 namespace zar::native {
@@ -22,24 +22,6 @@ std::optional<RtMidi::Api> apiNamed(const std::string& name) {
     return RtMidi::UNIX_JACK;
   }
   return std::nullopt;
-}
-
-/// Whether a JACK server answers. RtMidi goes on with a client it could not open, and some of its
-/// JACK code then runs on null handles: without a server the ports are not tried at all.
-bool jackServerAnswers() {
-  // JACK prints its complaints (no server, for one) to standard error: they go to the debug log.
-  static std::once_flag quieted;
-  std::call_once(quieted, [] {
-    jack_set_error_function([](const char* text) { ZAR_LOG_DEBUG("JACK: {}", text); });
-    jack_set_info_function([](const char* text) { ZAR_LOG_DEBUG("JACK: {}", text); });
-  });
-  jack_status_t status{};
-  jack_client_t* client = jack_client_open("ZAR_DAWControl probe", JackNoStartServer, &status);
-  if (client == nullptr) {
-    return false;
-  }
-  jack_client_close(client);
-  return true;
 }
 
 bool isWarning(RtMidiError::Type type) { return type == RtMidiError::WARNING || type == RtMidiError::DEBUG_WARNING; }
@@ -161,8 +143,10 @@ std::shared_ptr<platform::MidiPortPair> RtMidiPorts::open(const platform::MidiPo
   if (!receiver) {
     return fail("no receiver given");
   }
-  if (*api == RtMidi::UNIX_JACK && !jackServerAnswers()) {
-    return fail("no JACK server is running");
+  if (*api == RtMidi::UNIX_JACK) {
+    // RtMidi's JACK ports free what JACK's process thread uses before stopping it, and crash or
+    // hang when the server goes away: JACK's ports are made with libjack directly.
+    return JackMidiPortPair::open(request, std::move(receiver), error);
   }
   try {
     auto pair = std::make_shared<RtMidiPortPair>(*api, request, std::move(receiver));
