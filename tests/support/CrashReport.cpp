@@ -23,15 +23,13 @@ namespace {
 // Everything the handler uses is made at installation: a handler may only call what is safe in
 // a signal handler (write, fork, exec, wait, sigaction, raise), and backtrace() once warmed up.
 constexpr int kSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
-constexpr const char* kSignalNames[] = {"SIGSEGV", "SIGBUS", "SIGILL", "SIGFPE", "SIGABRT"};
-constexpr int kSignalCount = sizeof kSignals / sizeof kSignals[0];
 constexpr int kMaxFrames = 64;
 constexpr const char* kAddr2line = "/usr/bin/addr2line";
 
 // The kernel's own record of each signal's action before ours, put back as it was: a sanitizer's
 // sigaction wrapper hands back its bookkeeping instead, and ThreadSanitizer's report of the crash
 // breaks off when its handler is put back through that wrapper. Opaque: only read and written back.
-unsigned long previousActions[kSignalCount][8];
+unsigned long previousActions[_NSIG][8];
 std::atomic<bool> reporting{false};
 
 char context[256];
@@ -88,8 +86,6 @@ void writeNumber(std::uintptr_t value, bool hexadecimal) {
 std::uintptr_t crashAddress([[maybe_unused]] void* ucontext) {
 #if defined(__x86_64__)
   return static_cast<std::uintptr_t>(static_cast<ucontext_t*>(ucontext)->uc_mcontext.gregs[REG_RIP]);
-#elif defined(__aarch64__)
-  return static_cast<std::uintptr_t>(static_cast<ucontext_t*>(ucontext)->uc_mcontext.pc);
 #else
   return 0;
 #endif
@@ -129,9 +125,9 @@ void writeSourceLines(void* const* frames, int count, int first) {
   }
 }
 
-void report(int signal, const char* name, const siginfo_t* info, void* ucontext) {
-  writeText("\n*** ");
-  writeText(name);
+void report(int signal, const siginfo_t* info, void* ucontext) {
+  writeText("\n*** SIG");
+  writeText(::sigabbrev_np(signal));
   if (signal != SIGABRT) {
     writeText(" at address ");
     writeNumber(reinterpret_cast<std::uintptr_t>(info->si_addr), true);
@@ -161,17 +157,15 @@ void report(int signal, const char* name, const siginfo_t* info, void* ucontext)
 }
 
 void onCrash(int signal, siginfo_t* info, void* ucontext) {
-  int index = 0;
-  while (index < kSignalCount - 1 && kSignals[index] != signal) ++index;
   if (reporting.exchange(true)) {
     // Another thread crashed first and is reporting; it ends the process.
     for (;;) ::pause();
   }
-  report(signal, kSignalNames[index], info, ucontext);
+  report(signal, info, ucontext);
   // The crash goes on as without the report: a fault returns to the instruction, which faults
   // again into the previous handler or the default action; a signal that was sent is sent again
   // and delivered when this handler returns.
-  ::syscall(SYS_rt_sigaction, signal, previousActions[index], nullptr, _NSIG / 8);
+  ::syscall(SYS_rt_sigaction, signal, previousActions[signal], nullptr, _NSIG / 8);
   if (info->si_code <= 0) ::raise(signal);
 }
 
@@ -213,9 +207,9 @@ void CrashReport::install() {
     action.sa_sigaction = &onCrash;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK;
     sigemptyset(&action.sa_mask);
-    for (int i = 0; i < kSignalCount; ++i) {
-      ::syscall(SYS_rt_sigaction, kSignals[i], nullptr, previousActions[i], _NSIG / 8);
-      ::sigaction(kSignals[i], &action, nullptr);
+    for (const int signal : kSignals) {
+      ::syscall(SYS_rt_sigaction, signal, nullptr, previousActions[signal], _NSIG / 8);
+      ::sigaction(signal, &action, nullptr);
     }
   });
 }
@@ -224,7 +218,7 @@ void CrashReport::setContext(std::string_view text) {
   // A report that reads the text while it changes prints a mix of two names at worst.
   contextLength.store(0);
   const std::size_t length = std::min(text.size(), sizeof context);
-  std::memcpy(context, text.data(), length);
+  std::copy_n(text.begin(), length, context);
   contextLength.store(length);
 }
 
