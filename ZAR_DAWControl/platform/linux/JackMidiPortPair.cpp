@@ -20,8 +20,9 @@ namespace {
 using Length = std::uint32_t;
 constexpr std::size_t kRingBufferBytes = 16 * 1024;
 
-/// Opening and closing clients go one at a time: an open after the server went away deletes the
-/// process's other clients inside libjack, which must not happen while one of them is closing.
+/// The pairs call libjack one at a time (JACK's own threads aside): an open after the server went
+/// away deletes the process's clients and unmaps libjack's shared memory, under any other call that
+/// is under way.
 std::mutex& clientsMutex() {
   static std::mutex mutex;
   return mutex;
@@ -138,13 +139,13 @@ void deliver(const std::shared_ptr<Shared>& shared, const platform::MidiReceiver
 }
 
 /// Closes the client, unless its server went away: then libjack may have deleted it already, and
-/// what JACK's threads use stays allocated with it.
-void closeClient(const std::shared_ptr<Shared>& shared) {
-  static std::vector<std::shared_ptr<Shared>> abandoned;
-  std::lock_guard lock(clientsMutex());
+/// what JACK's threads use stays allocated with it. The caller holds `clientsMutex()`.
+void closeClientLocked(const std::shared_ptr<Shared>& shared) {
+  // Never destroyed: pairs held by static objects close at exit, after it would be.
+  static auto* abandoned = new std::vector<std::shared_ptr<Shared>>;
   if (shared->client == nullptr) return;
   if (shared->gone()) {
-    abandoned.push_back(shared);
+    abandoned->push_back(shared);
   } else {
     jack_client_close(shared->client);
   }
@@ -211,26 +212,24 @@ std::shared_ptr<platform::MidiPortPair> JackMidiPortPair::open(const platform::M
   if (shared->received == nullptr || shared->toSend == nullptr) {
     return fail("no memory for JACK's ring buffers");
   }
-  {
-    std::lock_guard lock(clientsMutex());
-    shared->lossesAtOpen = serverLosses.load();
-    jack_status_t status{};
-    shared->client = jack_client_open(request.name.c_str(), JackNoStartServer, &status);
-  }
+  std::string inputName;
+  std::string outputName;
+  std::lock_guard lock(clientsMutex());
+  shared->lossesAtOpen = serverLosses.load();
+  jack_status_t status{};
+  shared->client = jack_client_open(request.name.c_str(), JackNoStartServer, &status);
   if (shared->client == nullptr) {
     return fail("no JACK server is running");
   }
-  std::string inputName;
-  std::string outputName;
   if (const auto failure = setUp(*shared, request, inputName, outputName)) {
-    closeClient(shared);
+    closeClientLocked(shared);
     return fail(*failure);
   }
   try {
     return std::make_shared<JackMidiPortPair>(Token{}, shared, std::move(inputName), std::move(outputName),
                                               std::move(receiver));
   } catch (const std::system_error& failure) {  // no thread for the delivery
-    closeClient(shared);
+    closeClientLocked(shared);
     return fail(failure.what());
   }
 }
@@ -243,7 +242,10 @@ JackMidiPortPair::JackMidiPortPair(Token, std::shared_ptr<Shared> shared, std::s
       _delivery([shared = _shared, receiver = std::move(receiver)] { deliver(shared, receiver); }) {}
 
 JackMidiPortPair::~JackMidiPortPair() {
-  closeClient(_shared);
+  {
+    std::lock_guard lock(clientsMutex());
+    closeClientLocked(_shared);
+  }
   _shared->stopping.store(true);
   _shared->arrived.release();
   // A receiver that lets go of the pair closes it on the delivery thread, which ends on its own
