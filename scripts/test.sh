@@ -55,10 +55,14 @@ if [ -d build/default ] && [[ " $presets " == *" default "* ]]; then
      cmake -S examples -B build/examples -G Ninja -DCMAKE_PREFIX_PATH="$PWD/build/install" >/dev/null &&
      cmake --build build/examples -j "$jobs"; then
     good=0
+    # An example that crashes prints a backtrace into its log (tests/support/CrashReport).
+    preload="$PWD/build/default/tests/support/libzar_crash_report_preload.so"
+    [ -f "$preload" ] || preload=""
     for example in record_take watch; do
-      if "build/examples/$example" >"$logs/example-$example.log" 2>&1; then
+      if LD_PRELOAD="$preload" "build/examples/$example" >"$logs/example-$example.log" 2>&1; then
         good=$((good + 1))
       else
+        tail -n 60 "$logs/example-$example.log"
         echo "example $example FAILED (log: $logs/example-$example.log)"
       fi
     done

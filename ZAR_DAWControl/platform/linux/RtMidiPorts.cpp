@@ -1,14 +1,12 @@
 #include "ZAR_DAWControl/platform/linux/RtMidiPorts.h"
 
 #include <RtMidi.h>
-#include <jack/jack.h>
 
-#include <atomic>
-#include <memory>
 #include <mutex>
 #include <optional>
 
 #include "ZAR_DAWControl/platform/Log.h"
+#include "ZAR_DAWControl/platform/linux/JackMidiPortPair.h"
 #include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 
 namespace zar::native {
@@ -24,26 +22,6 @@ std::optional<RtMidi::Api> apiNamed(const std::string& name) {
     return RtMidi::UNIX_JACK;
   }
   return std::nullopt;
-}
-
-struct JackClientCloser {
-  void operator()(jack_client_t* client) const { jack_client_close(client); }
-};
-using JackClient = std::unique_ptr<jack_client_t, JackClientCloser>;
-
-/// A client of the JACK server without ports, which hears when the server goes away; nothing when
-/// no server answers. RtMidi goes on with a client it could not open, and some of its JACK code
-/// then runs on null handles: without a server the ports are not tried at all. RtMidi's own
-/// clients say nothing when the server goes: their sends go on into a buffer nobody reads.
-JackClient openJackWatch() {
-  // JACK prints its complaints (no server, for one) to standard error: they go to the debug log.
-  static std::once_flag quieted;
-  std::call_once(quieted, [] {
-    jack_set_error_function([](const char* text) { ZAR_LOG_DEBUG("JACK: {}", text); });
-    jack_set_info_function([](const char* text) { ZAR_LOG_DEBUG("JACK: {}", text); });
-  });
-  jack_status_t status{};
-  return JackClient(jack_client_open("ZAR_DAWControl watch", JackNoStartServer, &status));
 }
 
 bool isWarning(RtMidiError::Type type) { return type == RtMidiError::WARNING || type == RtMidiError::DEBUG_WARNING; }
@@ -80,18 +58,8 @@ class RtMidiPortPair final : public platform::MidiPortPair {
  public:
   /// Opens the ports; `failure()` says why when they did not open. The receive callback is in
   /// place before the input opens, so the MIDI thread never sees it being set.
-  RtMidiPortPair(RtMidi::Api api, const platform::MidiPortRequest& request, platform::MidiReceiver receiver,
-                 JackClient jackWatch)
-      : _receiver(std::move(receiver)), _inputName(request.name), _outputName(request.name), _jackWatch(std::move(jackWatch)) {
-    if (_jackWatch) {
-      jack_on_info_shutdown(
-          _jackWatch.get(),
-          [](jack_status_t, const char* reason, void* self) {
-            static_cast<RtMidiPortPair*>(self)->_serverGone = true;
-            ZAR_LOG_DEBUG("JACK: the server went away: {}", reason != nullptr ? reason : "");
-          },
-          this);
-    }
+  RtMidiPortPair(RtMidi::Api api, const platform::MidiPortRequest& request, platform::MidiReceiver receiver)
+      : _receiver(std::move(receiver)), _inputName(request.name), _outputName(request.name) {
     _input = std::make_unique<RtMidiIn>(api, request.name, kInputQueueSize);
     _output = std::make_unique<RtMidiOut>(api, request.name);
     _input->setErrorCallback(&reportError, &_failure);
@@ -122,15 +90,11 @@ class RtMidiPortPair final : public platform::MidiPortPair {
     _input->cancelCallback();
     _input->closePort();
     _output->closePort();
-    _jackWatch.reset();  // before the flag its shutdown callback sets
   }
 
   const std::string& failure() const { return _failure; }
 
-  bool working() const override { return !_serverGone; }
-
   bool send(std::span<const std::uint8_t> bytes) override {
-    if (_serverGone) return false;
     std::lock_guard lock(_sendMutex);
     try {
       for (const auto& message : _splitter.split(bytes)) {
@@ -161,8 +125,6 @@ class RtMidiPortPair final : public platform::MidiPortPair {
   std::unique_ptr<RtMidiOut> _output;
   std::mutex _sendMutex;
   platform::MidiMessageSplitter _splitter;
-  JackClient _jackWatch;
-  std::atomic<bool> _serverGone{false};
 };
 }  // namespace
 
@@ -181,13 +143,13 @@ std::shared_ptr<platform::MidiPortPair> RtMidiPorts::open(const platform::MidiPo
   if (!receiver) {
     return fail("no receiver given");
   }
-  JackClient jackWatch;
   if (*api == RtMidi::UNIX_JACK) {
-    jackWatch = openJackWatch();
-    if (!jackWatch) return fail("no JACK server is running");
+    // RtMidi's JACK ports free what JACK's process thread uses before stopping it, and crash or
+    // hang when the server goes away: JACK's ports are made with libjack directly.
+    return JackMidiPortPair::open(request, std::move(receiver), error);
   }
   try {
-    auto pair = std::make_shared<RtMidiPortPair>(*api, request, std::move(receiver), std::move(jackWatch));
+    auto pair = std::make_shared<RtMidiPortPair>(*api, request, std::move(receiver));
     if (!pair->failure().empty()) {
       return fail(pair->failure());
     }

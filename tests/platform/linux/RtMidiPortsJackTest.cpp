@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -58,6 +59,37 @@ TEST(RtMidiPortsJack, DeviceAnswersPingsAndTogglesAgainstAHostOverJack) {
     EXPECT_FALSE(host->track(8)->recEnabled);
   }
   zar::platform::Platform::install(previous);
+}
+
+// The server is killed under open ports. Sends fail at once rather than wait for a server that is
+// gone; an open meanwhile fails, and has libjack delete the process's dead clients (RtMidi's ports
+// crashed when closed after that); closing doesn't touch them; a new server takes ports again.
+TEST(RtMidiPortsJack, PortsOutliveTheirServer) {
+  auto server = zar::test::startJackServer("zar-jack-test");
+  if (!server) GTEST_SKIP() << "JACK integration skipped: jackd -d dummy did not start or accept clients";
+  zar::test::Watchdog watchdog(60s, [] {
+    std::fputs("JACK server loss test hung; aborted by its watchdog\n", stderr);
+    std::abort();
+  });
+  zar::native::RtMidiPorts ports;
+  const zar::platform::MidiPortRequest request{"jack", "ZAR_DAWControl loss test", "", ""};
+  const std::vector<std::uint8_t> note{0x90, 0x40, 0x7F};
+  auto pair = ports.open(request, [](std::span<const std::uint8_t>) {});
+  ASSERT_TRUE(pair);
+  EXPECT_TRUE(pair->send(note));
+
+  server->kill(SIGKILL);
+  EXPECT_TRUE(eventually([&] { return !pair->send(note); }));
+  std::string error;
+  EXPECT_FALSE(ports.open(request, [](std::span<const std::uint8_t>) {}, &error));
+  EXPECT_EQ(error, "no JACK server is running");
+  pair.reset();
+
+  server = zar::test::startJackServer("zar-jack-test");
+  ASSERT_TRUE(server);
+  pair = ports.open(request, [](std::span<const std::uint8_t>) {});
+  ASSERT_TRUE(pair);
+  EXPECT_TRUE(pair->send(note));
 }
 
 }  // namespace
