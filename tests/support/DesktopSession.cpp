@@ -51,7 +51,7 @@ DesktopSession& DesktopSession::shared() {
   return session;
 }
 
-DesktopSession::DesktopSession(std::chrono::milliseconds jackClientTimeout) : _jackClientTimeout(jackClientTimeout) {
+DesktopSession::DesktopSession() {
   _started = startXServer() && startSessionBus() && startAccessibilityBus() && startJack();
 }
 
@@ -101,7 +101,7 @@ bool DesktopSession::startAccessibilityBus() {
 bool DesktopSession::startJack() {
   // Named after the display, which no other running session has: a later session of the same name
   // takes over the table entry of one that was killed (JACK has eight).
-  _jack = startJackServer("zar-e2e-" + _display, _jackClientTimeout);
+  _jack = startJackServer("zar-e2e-" + _display);
   if (!_jack) {
     _reason = "no JACK server: jackd -d dummy did not start";
     return false;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 
@@ -20,8 +19,8 @@ class DesktopSession {
 
   /// The session of this test program, started at the first call.
   static DesktopSession& shared();
-  /// Starts every service; JACK drops a client that doesn't answer for `jackClientTimeout`.
-  explicit DesktopSession(std::chrono::milliseconds jackClientTimeout = std::chrono::seconds(10));
+  /// Starts every service.
+  DesktopSession();
   ~DesktopSession() = default;
   DesktopSession(const DesktopSession&) = delete;
   DesktopSession& operator=(const DesktopSession&) = delete;
@@ -45,7 +44,6 @@ class DesktopSession {
   bool _started = false;
   std::string _reason;
   TemporaryDirectory _directory;
-  std::chrono::milliseconds _jackClientTimeout;
   std::string _display;  // the number, once the first server chose it
   std::unique_ptr<ChildProcess> _xvfb;
   std::unique_ptr<ChildProcess> _bus;

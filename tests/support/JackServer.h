@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 
@@ -10,10 +9,8 @@ namespace zar::test {
 
 /// Starts a private JACK server on the dummy driver under `name` and makes it the server of this
 /// process and of the programs it starts ($JACK_DEFAULT_SERVER); returns once it takes clients, or
-/// nothing when it didn't within 10 s. Stopped (gracefully) when the result is destroyed. A client
-/// that doesn't answer for `clientTimeout` is dropped; until then a client killed holds up the others.
+/// nothing when it didn't within 10 s. Stopped (gracefully) when the result is destroyed.
 /// Tests that start one hold the ctest resource lock `jack` (see tests/platform/CMakeLists.txt).
-std::unique_ptr<ChildProcess> startJackServer(const std::string& name,
-                                              std::chrono::milliseconds clientTimeout = std::chrono::seconds(10));
+std::unique_ptr<ChildProcess> startJackServer(const std::string& name);
 
 }  // namespace zar::test

@@ -65,8 +65,7 @@ const std::map<Killed, std::string> kCause{
 class X11FaultTest : public zar::test::X11FrameworkTest, public testing::WithParamInterface<Fault> {
  protected:
   void SetUp() override {
-    // A stand-in killed holds JACK's other clients up until the server drops it: not for long.
-    _session = std::make_unique<DesktopSession>(3s);
+    _session = std::make_unique<DesktopSession>();
     if (!_session->started()) GTEST_SKIP() << "X11 fault tests skipped: " << _session->reason();
     ddLogLevel = zar::platform::LogLevelInfo;
     startFramework();
