@@ -8,7 +8,6 @@
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
-#include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/platform/Logger.h"
 #include "support/ProToolsTest.h"
 
@@ -169,33 +168,6 @@ TEST_F(AudioTrackTest, OnePressPerFifthOfASecondAcrossAllTracks) {
 }
 
 // Modes, description and name.
-
-TEST_F(AudioTrackTest, ModesLiveInTheMatrixAtTheIndex) {
-  const auto matrix = ZAR_DAWApplicationManager::sharedManager()->muteRecMatrix();
-  const auto rehearse = std::make_shared<ZAR_DAWAudioTrackMode>();
-  const auto record = std::make_shared<ZAR_DAWAudioTrackMode>();
-  const auto review = std::make_shared<ZAR_DAWAudioTrackMode>();
-  ZAR_DAWAudioTrack track(row());
-  track.setIndex(5);
-  track.setRehearseMode(rehearse);
-  track.setRecordMode(record);
-  track.setReviewMode(review);
-  EXPECT_EQ(matrix->rehearseModeAtTrackIndex(5), rehearse);
-  EXPECT_EQ(matrix->recordModeAtTrackIndex(5), record);
-  EXPECT_EQ(matrix->reviewModeAtTrackIndex(5), review);
-
-  track.setIndex(6);
-  EXPECT_EQ(track.rehearseMode(), ZAR_DAWAudioTrackMode::nullTrackMode()) << "the mode belongs to the position";
-  matrix->setReviewMode(review, 6);
-  EXPECT_EQ(track.reviewMode(), review);
-
-  track.setIndex(64);
-  EXPECT_EQ(track.rehearseMode(), nullptr) << "beyond the matrix there is no mode";
-  track.setRecordMode(record);
-  EXPECT_EQ(track.recordMode(), nullptr);
-  track.setIndex(-1);
-  EXPECT_EQ(track.reviewMode(), nullptr);
-}
 
 TEST_F(AudioTrackTest, DescriptionShowsNameFlagsAndModes) {
   const auto mode = std::make_shared<ZAR_DAWAudioTrackMode>();
