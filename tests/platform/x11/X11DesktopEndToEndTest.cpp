@@ -35,18 +35,6 @@ class X11EndToEndTest : public zar::test::X11FrameworkTest {
   }
 };
 
-TEST_F(X11EndToEndTest, SetsTheSelectionTypedIntoTheCounters) {
-  launchStandIn();
-  const auto driver = attach();
-  ASSERT_TRUE(driver);
-  EXPECT_FALSE(driver->setSelectionStartTC("00:59:58:00"));
-  EXPECT_FALSE(driver->setSelectionEndTC("01:00:04:12"));
-  EXPECT_TRUE(said("selection start 00:59:58:00"));
-  EXPECT_TRUE(said("selection end 01:00:04:12"));
-  EXPECT_EQ(driver->selectionStartTC(nullptr), "00:59:58:00");
-  EXPECT_EQ(driver->selectionEndTC(nullptr), "01:00:04:12");
-}
-
 TEST_F(X11EndToEndTest, RecordsATake) {
   launchStandIn();
   const auto driver = attach();
