@@ -22,6 +22,7 @@ PacedMidiOutput::PacedMidiOutput(std::string label, std::shared_ptr<Clock> clock
 PacedMidiOutput::~PacedMidiOutput() { close(); }
 
 void PacedMidiOutput::attach(std::shared_ptr<MidiPortPair> pair) {
+  std::lock_guard sending(_sendMutex);
   std::lock_guard lock(_mutex);
   dropQueueLocked("the ports were replaced");
   _pair = std::move(pair);
@@ -29,6 +30,7 @@ void PacedMidiOutput::attach(std::shared_ptr<MidiPortPair> pair) {
 }
 
 void PacedMidiOutput::detach() {
+  std::lock_guard sending(_sendMutex);  // no send to the pair is under way when it is let go
   std::lock_guard lock(_mutex);
   dropQueueLocked("the ports closed");
   _pair.reset();
@@ -42,7 +44,8 @@ bool PacedMidiOutput::failed() const {
 
 void PacedMidiOutput::close() {
   {
-    std::lock_guard lock(_mutex);
+    std::lock_guard sending(_sendMutex);
+    std::unique_lock lock(_mutex);
     if (_closed) {
       return;
     }
@@ -51,7 +54,7 @@ void PacedMidiOutput::close() {
     // and closing never waits for the link, on any clock.
     const double now = _clock ? _clock->now() : 0;
     while (!_queue.empty()) {
-      sendHeadLocked(now);
+      sendHeadLocked(lock, now);
     }
     _progress.notify_all();
   }
@@ -68,7 +71,8 @@ void PacedMidiOutput::close() {
 
 std::optional<double> PacedMidiOutput::send(std::span<const std::uint8_t> bytes) {
   auto messages = MidiMessageSplitter().split(bytes);
-  std::lock_guard lock(_mutex);
+  std::lock_guard sending(_sendMutex);
+  std::unique_lock lock(_mutex);
   const double now = _clock ? _clock->now() : 0;
   if (messages.empty()) {
     return now;
@@ -84,7 +88,7 @@ std::optional<double> PacedMidiOutput::send(std::span<const std::uint8_t> bytes)
   }
   if (_baudRate <= 0) {
     for (std::size_t i = 0; i < messages.size(); ++i) {
-      if (!sendLocked(messages[i], now)) {
+      if (!sendLocked(lock, messages[i], now)) {
         failLocked(messages.size() - i - 1, "the port failed a send");
         return std::nullopt;
       }
@@ -94,7 +98,7 @@ std::optional<double> PacedMidiOutput::send(std::span<const std::uint8_t> bytes)
   std::size_t first = 0;
   const bool wasIdle = _queue.empty();
   if (wasIdle && now >= _linkFreeAt) {
-    if (!sendLocked(messages.front(), now)) {
+    if (!sendLocked(lock, messages.front(), now)) {
       failLocked(messages.size() - 1, "the port failed a send");
       return std::nullopt;
     }
@@ -134,18 +138,19 @@ PacedMidiOutput::Counts PacedMidiOutput::counts() const {
 }
 
 void PacedMidiOutput::run() {
-  std::unique_lock lock(_mutex);
-  while (!_closed) {
-    if (_queue.empty()) {
-      _waiter->waitUntil(lock, Clock::distantFuture);
-      continue;
+  for (;;) {
+    std::unique_lock sending(_sendMutex);
+    std::unique_lock lock(_mutex);
+    if (_closed) {
+      return;
     }
     const double now = _clock->now();
-    if (now < _linkFreeAt) {
-      _waiter->waitUntil(lock, _linkFreeAt);
+    if (_queue.empty() || now < _linkFreeAt) {
+      sending.unlock();
+      _waiter->waitUntil(lock, _queue.empty() ? Clock::distantFuture : _linkFreeAt);
       continue;
     }
-    sendHeadLocked(now);
+    sendHeadLocked(lock, now);
   }
 }
 
@@ -153,8 +158,15 @@ double PacedMidiOutput::carriedIn(std::size_t bytes) const {
   return _baudRate > 0 ? static_cast<double>(bytes) * kBitsPerByte / _baudRate : 0;
 }
 
-bool PacedMidiOutput::sendLocked(const std::vector<std::uint8_t>& message, double now) {
-  if (!_pair->send(message)) {
+bool PacedMidiOutput::sendLocked(std::unique_lock<std::mutex>& lock, const std::vector<std::uint8_t>& message,
+                                 double now) {
+  // The port is called without the lock, which `waitUntilSent` and the counts take: a port may
+  // call out (a tap, a backend that waits for room). `_sendMutex` keeps the order.
+  const auto pair = _pair;
+  lock.unlock();
+  const bool sent = pair->send(message);
+  lock.lock();
+  if (!sent) {
     _failed = true;
     failLocked(1, "the port failed a send");
     dropQueueLocked("the port failed a send");
@@ -169,11 +181,11 @@ bool PacedMidiOutput::sendLocked(const std::vector<std::uint8_t>& message, doubl
   return true;
 }
 
-void PacedMidiOutput::sendHeadLocked(double now) {
+void PacedMidiOutput::sendHeadLocked(std::unique_lock<std::mutex>& lock, double now) {
   const std::vector<std::uint8_t> next = std::move(_queue.front());
   _queue.pop_front();
   _queuedSeconds = _queue.empty() ? 0 : std::max(0.0, _queuedSeconds - carriedIn(next.size()));
-  sendLocked(next, now);
+  sendLocked(lock, next, now);
   _progress.notify_all();
 }
 

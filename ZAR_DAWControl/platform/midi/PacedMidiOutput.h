@@ -35,7 +35,8 @@ namespace zar::platform {
 /// - Messages refused, failed or dropped are counted and logged once per run of failures; the
 ///   first message sent after a run says so (a warning).
 ///
-/// Thread-safe. Sends to the pair happen under the output's lock, one at a time.
+/// Thread-safe. The pair is sent to one message at a time, in order, and without the lock that
+/// `waitUntilSent`, the counts and the queue's state take, so a pair that calls out can't hold them.
 class PacedMidiOutput {
  public:
   static constexpr double kBitsPerByte = 10;
@@ -79,9 +80,10 @@ class PacedMidiOutput {
  private:
   void run();
   double carriedIn(std::size_t bytes) const;
-  /// Sends one message now; false (the queue dropped, the failure counted) when the port fails it.
-  bool sendLocked(const std::vector<std::uint8_t>& message, double now);
-  void sendHeadLocked(double now);
+  /// Sends one message now, with `lock` (of `_mutex`) let go meanwhile; `_sendMutex` is held.
+  /// False (the queue dropped, the failure counted) when the port fails it.
+  bool sendLocked(std::unique_lock<std::mutex>& lock, const std::vector<std::uint8_t>& message, double now);
+  void sendHeadLocked(std::unique_lock<std::mutex>& lock, double now);
   void dropQueueLocked(const char* why);
   void failLocked(std::uint64_t messages, const std::string& why);
 
@@ -91,6 +93,7 @@ class PacedMidiOutput {
   const std::size_t _capacity;
   std::unique_ptr<Clock::BackgroundWaiter> _waiter;
 
+  std::mutex _sendMutex;  // held while a message is handed to the pair, and taken before `_mutex`
   mutable std::mutex _mutex;
   std::condition_variable _progress;  // a message left or was dropped
   std::shared_ptr<MidiPortPair> _pair;
