@@ -47,9 +47,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   decoderKeepsEventsWhateverTheCuts(stream, step);
 
   // The surface: the same bytes as traffic, where a byte 0xF4 or 0xF5 (undefined in MIDI, so
-  // never meaningful HUI) also makes the framework act between two chunks.
-  zar::hui::HUISurface surface([](std::span<const std::uint8_t> sent) {
+  // never meaningful HUI) also makes the framework act between two chunks. Its output refuses
+  // every seventh send, as a full queue does.
+  int sends = 0;
+  zar::hui::HUISurface surface([&sends](std::span<const std::uint8_t> sent) -> std::optional<double> {
     if (sent.empty() || sent.front() < 0x80) std::abort();
+    if (++sends % 7 == 0) return std::nullopt;
+    return 0.0;
   });
   double now = 0;
   int trackCount = -1;

@@ -111,7 +111,7 @@ TEST(ManagerStress, HostThreadsPassesAndProToolsComingAndGoing) {
     sim.runFor(0.25);
   }
   application->stopPlayback();
-  sim.midiPorts->waitUntilIdle();
+  sim.settleMIDI();
   for (std::size_t track = 0; track < 3; ++track) {
     EXPECT_EQ(proTools->trackMuted(track), track == 1) << track;
     EXPECT_EQ(proTools->inputMonitoring(track), track == 2) << track;

@@ -39,7 +39,7 @@ class ThreadFaultTest : public zar::test::EnabledProToolsTest, public testing::W
     sim.desktop->eventPoster()->setKeyboardHook({});
     sim.desktop->accessibility()->setCallHook({});
     _proTools->huiHost()->setReceiveHook({});
-    sim.midiPorts->waitUntilIdle();
+    sim.settleMIDI();
     _manager->setEnabled(false);
   }
   // Any thread. Pro Tools' HUI falls silent with it.
@@ -61,7 +61,7 @@ class ThreadFaultTest : public zar::test::EnabledProToolsTest, public testing::W
     restore();
     ASSERT_TRUE(runUntil([&] { return _driver->readyForPass(); }));
     _driver->rehearseWithEvent(zar::test::takeCue());
-    sim.midiPorts->waitUntilIdle();
+    sim.settleMIDI();
     EXPECT_EQ(_proTools->huiHost()->transportState(), SimHUIHost::TransportState::playing);
   }
 
@@ -110,7 +110,7 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
       _driver->updateDAWTrackStatesForFrameIndex(1100);
       ASSERT_EQ(_driver->audioTracks().size(), 2u) << "found again before the update acted";
       EXPECT_EQ(_driver->audioTracks()[1]->name(), "FX ");
-      sim.midiPorts->waitUntilIdle();
+      sim.settleMIDI();
       EXPECT_TRUE(_proTools->trackMuted(1)) << "the second position is muted, whichever track it holds";
       EXPECT_TRUE(runUntil([&] { return _driver->readyForPass(); })) << "the new track count's lamps learnt";
       break;
@@ -121,7 +121,7 @@ TEST_P(ThreadFaultTest, NoCrashNoHangNoStrayKeyAndTheDefinedOutcome) {
         if (posted == 5 && once()) sim.midiPorts->breakPorts(ZAR_MIDISystem::kDefaultHUIPortName);
       });
       _driver->rehearseWithEvent(event);
-      sim.midiPorts->waitUntilIdle();
+      sim.settleMIDI();
       EXPECT_EQ(host->transportState(), SimHUIHost::TransportState::stopped) << "Play never reached Pro Tools";
       // Pro Tools selects the ports again, which works only if the framework opened them again.
       expectWithoutHUIUntil([this] { zar::test::attachHUI(sim, *_proTools); });

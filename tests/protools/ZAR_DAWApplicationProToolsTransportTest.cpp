@@ -26,7 +26,7 @@ class TransportTest : public zar::test::EnabledProToolsTest {
     ASSERT_NO_FATAL_FAILURE(start(true));
     _host = _proTools->huiHost();
     sim.runFor(1.0);  // the first ping
-    sim.midiPorts->waitUntilIdle();
+    sim.settleMIDI();
     _host->clearReceivedMessages();
     sim.clock->clearSleeps();
     clearPosted();
@@ -35,7 +35,7 @@ class TransportTest : public zar::test::EnabledProToolsTest {
   // The transport zone's messages the host received: each zone select of zone 0x0E and the port
   // message that follows it, in order.
   std::vector<Message> transportMessages() {
-    sim.midiPorts->waitUntilIdle();
+    sim.settleMIDI();
     std::vector<Message> result;
     bool afterZoneSelect = false;
     for (const auto& message : _host->receivedMessages()) {
@@ -100,7 +100,7 @@ TEST_F(TransportTest, RecordNamesTheRecordTrackPressesRecordThenPlayAndCountsThe
       << "the host is brought back after the naming";
   // The record track is armed before the cue (through HUI); the other tracks are left alone.
   EXPECT_TRUE(_driver->audioTracks()[0]->recEnabled());
-  sim.midiPorts->waitUntilIdle();
+  sim.settleMIDI();
   EXPECT_TRUE(_proTools->trackRecEnabled(0)) << "the row shows what HUI armed";
   EXPECT_FALSE(_proTools->trackRecEnabled(1));
 }

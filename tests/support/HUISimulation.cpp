@@ -36,6 +36,13 @@ std::shared_ptr<sim::SimHUIHost> HUISimulation::makeHost(int trackCount, sim::Si
   return host;
 }
 
+void HUISimulation::settle() {
+  do {
+    if (system) system->waitUntilHUIOutputSent();
+    loopback->waitUntilIdle();
+  } while (system && system->huiOutputCounts().queued > 0);
+}
+
 void HUISimulation::run(double seconds) {
   runLoop->runFor(seconds);
   settle();

@@ -28,8 +28,9 @@ class HUISimulation {
   /// Runs in steps of 50 ms of virtual time until `condition` holds; false when `limit` seconds
   /// passed first.
   bool runUntil(const std::function<bool()>& condition, double limit);
-  /// Waits until all MIDI sent so far is delivered.
-  void settle() { loopback->waitUntilIdle(); }
+  /// Waits until all MIDI sent so far is delivered, the framework's HUI output included (time
+  /// moves on through its departures).
+  void settle();
   /// The button presses (not releases) the host received, as (zone, port).
   std::vector<std::pair<int, int>> pressesReceived() const;
 

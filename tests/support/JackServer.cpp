@@ -9,13 +9,14 @@ namespace zar::test {
 
 using namespace std::chrono_literals;
 
-std::unique_ptr<ChildProcess> startJackServer(const std::string& name) {
+std::unique_ptr<ChildProcess> startJackServer(const std::string& name, int periodFrames) {
   // No realtime scheduling: test machines rarely allow it and the dummy driver needs none. A client
   // the loaded machine runs late is given 10 s before the server drops it. A period of 1024 frames
   // gives each port a MIDI buffer that holds the surface's first burst (bringing the bank home)
   // even when the process callback runs late.
   auto server = std::make_unique<ChildProcess>(std::vector<std::string>{"jackd", "-n", name, "-r", "-t", "10000", "-d",
-                                                                        "dummy", "-r", "48000", "-p", "1024"});
+                                                                        "dummy", "-r", "48000", "-p",
+                                                                        std::to_string(periodFrames)});
   ::setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
   ::setenv("JACK_NO_START_SERVER", "1", 1);
   // The server takes clients a little after it starts.

@@ -28,6 +28,9 @@ class SimPlatform {
 
   /// Runs the main loop for that many seconds of virtual time.
   void runFor(double seconds) { runLoop->runFor(seconds); }
+  /// Waits until all MIDI sent so far is delivered, the framework's HUI output included (time
+  /// moves on through its departures).
+  void settleMIDI();
 
   TemporaryDirectory supportDirectory;
   std::shared_ptr<sim::VirtualClock> clock;

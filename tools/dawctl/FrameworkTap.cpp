@@ -22,6 +22,8 @@ class FrameworkTap::Clock final : public zar::platform::Clock {
   void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double deadline) override {
     _inner->waitUntil(cv, lock, deadline);
   }
+  void settle() override { _inner->settle(); }
+  std::unique_ptr<BackgroundWaiter> makeBackgroundWaiter() override { return _inner->makeBackgroundWaiter(); }
 
  private:
   const std::shared_ptr<const FrameworkTap> _tap;

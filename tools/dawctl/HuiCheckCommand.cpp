@@ -107,6 +107,7 @@ void addHuiCheckCommand(CLI::App& app) {
     }
     const bool connected = device->connected();
     const auto pings = system->huiPingCount();
+    const auto output = system->huiOutputCounts();
     {
       BackendNoiseToLog quiet;
       device.reset();
@@ -118,7 +119,7 @@ void addHuiCheckCommand(CLI::App& app) {
            "again",
            kExitFailure);
     }
-    fmt::print("connected\npings seen: {}\n", pings);
+    fmt::print("connected\npings seen: {}\nHUI messages sent: {} (not sent: {})\n", pings, output.sent, output.failed);
   });
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <thread>
 
+#include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 #include "ZAR_DAWControl/platform/x11/X11Alerts.h"
 
 namespace dawctl {
@@ -128,6 +129,8 @@ std::int64_t StandInStage::difference(std::size_t counted) const {
 }
 
 void StandInStage::letMidiArrive() {
+  // What the framework queued for the HUI link leaves first; the stand-in counts it after that.
+  ZAR_MIDISystem::sharedMIDISystem()->waitUntilHUIOutputSent();
   const auto deadline = std::chrono::steady_clock::now() + kMidiPatience;
   for (;;) {
     const auto counted = _reader.received();

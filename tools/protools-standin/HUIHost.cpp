@@ -1,8 +1,10 @@
 #include "HUIHost.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <thread>
 
 #include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
 
@@ -30,8 +32,12 @@ void say(const std::string& line) {
 }  // namespace
 
 HUIHost::HUIHost(EditWindow& window, std::shared_ptr<zar::platform::MidiPorts> ports,
-                 zar::platform::MidiPortRequest request)
-    : _window(window), _ports(std::move(ports)), _request(std::move(request)), _soloed(window.tracks().size()) {}
+                 zar::platform::MidiPortRequest request, Options options)
+    : _window(window),
+      _ports(std::move(ports)),
+      _request(std::move(request)),
+      _options(options),
+      _soloed(window.tracks().size()) {}
 
 HUIHost::~HUIHost() {
   if (_pingSource != 0) g_source_remove(_pingSource);
@@ -54,6 +60,7 @@ bool HUIHost::openPorts() {
   }
   if (_pair) return true;
   _pair = _ports->open(_request, [this](std::span<const std::uint8_t> bytes) {
+    if (_options.receiveDelay.count() > 0) std::this_thread::sleep_for(_options.receiveDelay);
     // From the MIDI thread to the main thread, in order.
     g_idle_add(onReceived, new Received{this, std::vector<std::uint8_t>(bytes.begin(), bytes.end())});
   });
@@ -83,7 +90,11 @@ gboolean HUIHost::onReceived(gpointer data) {
 }
 
 void HUIHost::handle(std::span<const std::uint8_t> bytes) {
-  _window.receivedHUI(_splitter.split(bytes).size());
+  const auto messages = _splitter.split(bytes);
+  _window.receivedHUI(messages.size());
+  if (_options.printReceived) {
+    for (const auto& message : messages) say(fmt::format("hui in {:02X}", fmt::join(message, " ")));
+  }
   if (!_selected) return;
   for (const HUIEvent& event : _decoder.decode(bytes)) {
     if (event.kind == HUIEvent::Kind::pingReply && !_answered) {

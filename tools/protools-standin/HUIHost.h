@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -26,7 +27,16 @@ namespace standin {
 /// bytes are handed to it.
 class HUIHost {
  public:
-  HUIHost(EditWindow& window, std::shared_ptr<zar::platform::MidiPorts> ports, zar::platform::MidiPortRequest request);
+  struct Options {
+    /// How long each message received holds the MIDI thread (on JACK, the client's process
+    /// callback), as a busy Pro Tools would.
+    std::chrono::microseconds receiveDelay{};
+    /// Every message received is printed ("hui in B0 0F 0E"), so a reader can tell which arrived.
+    bool printReceived = false;
+  };
+
+  HUIHost(EditWindow& window, std::shared_ptr<zar::platform::MidiPorts> ports, zar::platform::MidiPortRequest request,
+          Options options);
   ~HUIHost();
   HUIHost(const HUIHost&) = delete;
   HUIHost& operator=(const HUIHost&) = delete;
@@ -56,6 +66,7 @@ class HUIHost {
   EditWindow& _window;
   const std::shared_ptr<zar::platform::MidiPorts> _ports;
   const zar::platform::MidiPortRequest _request;
+  const Options _options;
   std::shared_ptr<zar::platform::MidiPortPair> _pair;
   zar::hui::HUIDecoder _decoder;
   zar::platform::MidiMessageSplitter _splitter;

@@ -38,6 +38,8 @@ struct Options {
   bool noHUI = false;
   std::string midiAPI = "jack";
   std::string huiPort = "ZAR_DAWControl HUI";
+  int huiReceiveDelay = 0;
+  bool printHUI = false;
   double quitAfter = 0;
 };
 
@@ -122,6 +124,10 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({"jack", "alsa"}))
       ->capture_default_str();
   app.add_option("--hui-port", options.huiPort, "The surface's MIDI ports to connect to")->capture_default_str();
+  app.add_option("--hui-receive-delay", options.huiReceiveDelay,
+                 "Microseconds each HUI message received holds the MIDI thread (JACK's process callback)")
+      ->check(CLI::Range(0, 100000));
+  app.add_flag("--print-hui", options.printHUI, "Print every HUI message received (\"hui in B0 0F 0E\")");
   app.add_option("--quit-after", options.quitAfter, "Quit after this many seconds")->check(CLI::PositiveNumber);
   CLI11_PARSE(app, argc, argv);
 
@@ -142,7 +148,9 @@ int main(int argc, char** argv) {
   if (!options.noHUI) {
     hui = std::make_unique<standin::HUIHost>(window, std::make_shared<zar::native::RtMidiPorts>(),
                                              zar::platform::MidiPortRequest{options.midiAPI, kApplicationName,
-                                                                            options.huiPort, options.huiPort});
+                                                                            options.huiPort, options.huiPort},
+                                             standin::HUIHost::Options{
+                                                 std::chrono::microseconds(options.huiReceiveDelay), options.printHUI});
     window.setTrackChangedCallback([&hui](std::size_t) { hui->trackChanged(); });
     hui->start();
   }

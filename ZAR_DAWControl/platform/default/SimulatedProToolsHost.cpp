@@ -52,6 +52,14 @@ SimulatedProToolsHost::~SimulatedProToolsHost() {
   }
 }
 
+void SimulatedProToolsHost::settle() {
+  const auto system = ZAR_MIDISystem::sharedMIDISystem();
+  do {
+    system->waitUntilHUIOutputSent();
+    _loopback->waitUntilIdle();
+  } while (system->huiOutputCounts().queued > 0);
+}
+
 std::shared_ptr<sim::SimProTools> SimulatedProToolsHost::launchProTools(sim::SimProTools::Options options) {
   quitProTools();
   options.processIdentifier = _desktop->workspace()->unusedProcessIdentifier();

@@ -60,8 +60,9 @@ class SimulatedProToolsHost {
 
   /// Runs the main loop for that many seconds of the platform's clock. Main thread.
   void runFor(double seconds) { _platform->mainRunLoop->runFor(seconds); }
-  /// Returns once all MIDI sent so far between the framework and Pro Tools has been delivered.
-  void settle() { _loopback->waitUntilIdle(); }
+  /// Returns once all MIDI sent so far between the framework and Pro Tools has been delivered, the
+  /// framework's paced HUI output included (which takes its time, or moves virtual time on).
+  void settle();
 
   const std::shared_ptr<Platform>& platform() const { return _platform; }
   const std::shared_ptr<sim::SimDesktop>& desktop() const { return _desktop; }

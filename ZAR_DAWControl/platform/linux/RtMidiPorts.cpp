@@ -43,6 +43,15 @@ void reportError(RtMidiError::Type type, const std::string& text, void* userData
   ZAR_LOG_ERROR("RtMidi: {}", text);
 }
 
+/// While a message is sent, whatever RtMidi reports (it calls back instead of throwing once a
+/// callback is set, and reports a refused send as a mere warning) is collected in `userData`.
+void collectSendFailure(RtMidiError::Type /*type*/, const std::string& text, void* userData) {
+  auto* failure = static_cast<std::string*>(userData);
+  if (failure->empty()) {
+    *failure = text;
+  }
+}
+
 /// The index of the first port whose name contains `text`.
 std::optional<unsigned int> portContaining(RtMidi& midi, const std::string& text) {
   const unsigned int count = midi.getPortCount();
@@ -94,17 +103,30 @@ class RtMidiPortPair final : public platform::MidiPortPair {
 
   const std::string& failure() const { return _failure; }
 
+  /// False when RtMidi reported anything while sending: the message did not go out. The reason is
+  /// logged once per run of failures (the caller counts them).
   bool send(std::span<const std::uint8_t> bytes) override {
     std::lock_guard lock(_sendMutex);
+    std::string failure;
+    _output->setErrorCallback(&collectSendFailure, &failure);
     try {
       for (const auto& message : _splitter.split(bytes)) {
         _output->sendMessage(message.data(), message.size());
+        if (!failure.empty()) break;
       }
-      return true;
     } catch (const RtMidiError& error) {
-      ZAR_LOG_ERROR("MIDI send on \"{}\" failed: {}", _outputName, error.getMessage());
-      return false;
+      failure = error.getMessage();
     }
+    _output->setErrorCallback(&reportError, nullptr);
+    if (failure.empty()) {
+      _sendFailing = false;
+      return true;
+    }
+    if (!_sendFailing) {
+      ZAR_LOG_WARN("MIDI send on \"{}\" failed: {}", _outputName, failure);
+      _sendFailing = true;
+    }
+    return false;
   }
 
   std::string inputName() const override { return _inputName; }
@@ -125,6 +147,7 @@ class RtMidiPortPair final : public platform::MidiPortPair {
   std::unique_ptr<RtMidiOut> _output;
   std::mutex _sendMutex;
   platform::MidiMessageSplitter _splitter;
+  bool _sendFailing = false;  // guarded by _sendMutex
 };
 }  // namespace
 

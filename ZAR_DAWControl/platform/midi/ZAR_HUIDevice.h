@@ -26,6 +26,8 @@ class ZAR_HUIDevice {
   /// was made.
   bool connected() const;
   /// Flips the record enable of the track at `trackIndex`; positions outside 0..63 are ignored.
+  /// The press (with the bank moves before it) leaves at the pace of the HUI link, so it may reach
+  /// Pro Tools after this returns (see `ZAR_MIDISystem`).
   void toggleTrackRecEnabledForTrackIndex(std::int32_t trackIndex);
   /// Flips the mute of the track at `trackIndex`; positions outside 0..63 are ignored.
   void toggleTrackMuteForTrackIndex(std::int32_t trackIndex);

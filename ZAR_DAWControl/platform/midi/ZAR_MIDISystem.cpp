@@ -1,6 +1,7 @@
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "ZAR_DAWControl/platform/Log.h"
@@ -19,6 +20,8 @@ std::string preference(const char* key, const char* fallback) {
   const auto value = defaults ? defaults->stringForKey(key) : std::nullopt;
   return value && !value->empty() ? *value : std::string(fallback);
 }
+
+std::shared_ptr<zar::platform::Clock> platformClock() { return zar::platform::Platform::current()->clock; }
 }  // namespace
 
 std::shared_ptr<ZAR_MIDISystem> ZAR_MIDISystem::sharedMIDISystem() {
@@ -43,23 +46,38 @@ zar::platform::MidiPortRequest ZAR_MIDISystem::huiPortRequestFromPreferences() {
                                         preference(kHUIInputPortPrefKey, ""), preference(kHUIOutputPortPrefKey, "")};
 }
 
+double ZAR_MIDISystem::huiBaudRateFromPreferences() {
+  const auto defaults = zar::platform::Platform::current()->userDefaults;
+  const auto value = defaults ? defaults->objectForKey(kHUIBaudRatePrefKey) : std::nullopt;
+  if (!value) {
+    return kDefaultHUIBaudRate;
+  }
+  std::optional<double> rate;
+  if (const auto* integer = value->get<std::int64_t>()) {
+    rate = static_cast<double>(*integer);
+  } else if (const auto* real = value->get<double>()) {
+    rate = *real;
+  }
+  if (!rate || !std::isfinite(*rate) || *rate < 0) {
+    ZAR_LOG_WARN("The preference \"{}\" is not a number of bits per second; the HUI output keeps MIDI's {} baud",
+                 kHUIBaudRatePrefKey, kDefaultHUIBaudRate);
+    return kDefaultHUIBaudRate;
+  }
+  return *rate;
+}
+
 ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
-                               zar::platform::MidiPortRequest huiRequest)
+                               zar::platform::MidiPortRequest huiRequest, double huiBaudRate)
     : _ports(std::move(ports)),
       _huiRequest(std::move(huiRequest)),
-      _huiSurface([this](std::span<const std::uint8_t> bytes) {
-        // Sent under the lock rather than from a copy: on the MIDI thread a copy could outlive
-        // every other owner, and closing the ports there would wait for that very thread.
-        std::lock_guard lock(_pairMutex);
-        if (_huiPair && !_huiPair->send(bytes) && !_huiPairBroken) {
-          _huiPairBroken = true;
-          ZAR_LOG_ERROR("The HUI MIDI ports stopped working; they are opened again at the next pass");
-        }
-      }) {}
+      _huiOutput(std::make_unique<zar::platform::PacedMidiOutput>("HUI output", platformClock(), huiBaudRate,
+                                                                  kHUIOutputCapacity)),
+      _huiSurface([this](std::span<const std::uint8_t> bytes) { return _huiOutput->send(bytes); }) {}
 
 ZAR_MIDISystem::~ZAR_MIDISystem() {
-  // Close before the surface goes: closing waits for a receive callback that uses it, and that
-  // callback may be sending, so the pair is closed outside the lock.
+  // Nothing more leaves (the rest of a press under way first). Then the ports close, outside the
+  // lock: closing waits for a receive callback that uses the surface, which may be sending.
+  _huiOutput->close();
   std::shared_ptr<zar::platform::MidiPortPair> pair;
   {
     std::lock_guard lock(_pairMutex);
@@ -87,16 +105,14 @@ bool ZAR_MIDISystem::openHUIPort() {
   std::shared_ptr<zar::platform::MidiPortPair> broken;
   {
     std::lock_guard pairLock(_pairMutex);
-    if (_huiPair && !_huiPairBroken && !_huiPair->working()) {
-      _huiPairBroken = true;
-      ZAR_LOG_WARN("The HUI MIDI ports stopped working (their MIDI server went away); they are opened again when it is back");
-    }
-    if (_huiPair && !_huiPairBroken) {
+    if (_huiPair && !_huiOutput->failed() && _huiPair->working()) {
       return true;
     }
-    if (_huiPairBroken) {
+    if (_huiPair) {
+      ZAR_LOG_WARN("The HUI MIDI ports stopped working{}; they are opened again",
+                   _huiPair->working() ? "" : " (their MIDI server went away)");
       broken = std::exchange(_huiPair, nullptr);
-      _huiPairBroken = false;
+      _huiOutput->detach();
     }
   }
   broken.reset();
@@ -122,6 +138,7 @@ bool ZAR_MIDISystem::openHUIPort() {
   ZAR_LOG_INFO("HUI MIDI ports open: in \"{}\", out \"{}\"", pair->inputName(), pair->outputName());
   std::lock_guard pairLock(_pairMutex);
   _huiPair = std::move(pair);
+  _huiOutput->attach(_huiPair);
   return true;
 }
 
@@ -165,12 +182,12 @@ bool ZAR_MIDISystem::pressHUIStripPort(int track, std::uint8_t port) {
 }
 
 bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
-  if (!huiPortsOpen()) {
-    return false;
-  }
-  _huiSurface.sendForeign(message);
-  return true;
+  return huiPortsOpen() && _huiSurface.sendForeign(message);
 }
+
+zar::platform::PacedMidiOutput::Counts ZAR_MIDISystem::huiOutputCounts() const { return _huiOutput->counts(); }
+
+void ZAR_MIDISystem::waitUntilHUIOutputSent() { _huiOutput->waitUntilSent(); }
 
 std::string ZAR_MIDISystem::huiPortDescription() const {
   std::lock_guard lock(_pairMutex);

@@ -9,6 +9,7 @@
 
 #include "ZAR_DAWControl/platform/MidiPorts.h"
 #include "ZAR_DAWControl/platform/RunLoop.h"
+#include "ZAR_DAWControl/platform/midi/PacedMidiOutput.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUISurface.h"
 
 class ZAR_HUIDeviceDelegate;
@@ -21,6 +22,19 @@ class ZAR_MIDIOutput;
 /// thread when they become due between two MIDI messages (a lamp that held for the debounce window
 /// is reported by a timer of the main run loop); the two never overlap and keep their order.
 ///
+/// Everything for the HUI output leaves at the pace of a HUI link (`zar::platform::PacedMidiOutput`):
+/// a real HUI is a MIDI cable, and Pro Tools reads its HUI port at its own pace, so a burst (the
+/// bank survey, eight bank-left presses, a pass that arms and mutes many tracks) queues and leaves
+/// one message at a time instead of overrunning a port's buffer. A message to an idle link leaves
+/// at once, on the caller's thread; the queue goes out from a thread of the output. A bank move and
+/// the press it leads to are queued whole or refused whole. What is refused (more than
+/// `kHUIOutputCapacity` messages waiting, ports not open) or fails on the port is logged once per
+/// run of failures and counted (`huiOutputCounts`); a toggle that never reached Pro Tools is still
+/// corrected by its lamp. When the ports fail a send the queue is dropped (its presses address a
+/// bank that Pro Tools, once back, no longer shows) and the ports are opened again at the next
+/// `openHUIPort`. When the system goes, what waits leaves at once (a Stop sent just before the host
+/// quits still reaches Pro Tools), without waiting for the link.
+///
 /// Preferences (host's user defaults, read when the shared system is made):
 /// - "ZAR_MIDIBackend": "alsa" (default: works without a server and shows hardware and network
 ///   MIDI interfaces), "jack", or "loopback" for the simulated Pro Tools.
@@ -28,6 +42,10 @@ class ZAR_MIDIOutput;
 ///   default "ZAR_DAWControl HUI".
 /// - "ZAR_MIDIHUIInputPort", "ZAR_MIDIHUIOutputPort": when set, connect to existing ports whose
 ///   names contain these texts instead of making virtual ports.
+/// - "ZAR_MIDIHUIBaudRate": the pace of the HUI output in bits per second, ten bits a byte on the
+///   wire; default 31250, MIDI's rate (a three-byte message every 0.96 ms). 0 sends every message
+///   at once, as fast as the port takes them. A value that is not a number of zero or more is
+///   logged and the default used.
 class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
  public:
   /// The event type whose output is the HUI output.
@@ -36,8 +54,14 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   static constexpr const char* kHUIPortNamePrefKey = "ZAR_MIDIHUIPortName";
   static constexpr const char* kHUIInputPortPrefKey = "ZAR_MIDIHUIInputPort";
   static constexpr const char* kHUIOutputPortPrefKey = "ZAR_MIDIHUIOutputPort";
+  static constexpr const char* kHUIBaudRatePrefKey = "ZAR_MIDIHUIBaudRate";
   static constexpr const char* kDefaultBackend = "alsa";
   static constexpr const char* kDefaultHUIPortName = "ZAR_DAWControl HUI";
+  static constexpr double kDefaultHUIBaudRate = 31250;
+  /// Messages that may wait for the HUI link: about four seconds of it at MIDI's rate. A pass that
+  /// arms and mutes 64 tracks sends about 1,000 (a channel move before most presses), the bank
+  /// survey about 100.
+  static constexpr std::size_t kHUIOutputCapacity = 4096;
 
   /// What a HUI device holds while it lives: its delegate and the track count it last passed on.
   /// The system holds it weakly; while one is alive the system answers Pro Tools' pings.
@@ -51,8 +75,11 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   static std::shared_ptr<ZAR_MIDISystem> sharedMIDISystem();
   /// The HUI ports the preferences name.
   static zar::platform::MidiPortRequest huiPortRequestFromPreferences();
+  /// The pace of the HUI output the preferences set.
+  static double huiBaudRateFromPreferences();
 
-  ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports, zar::platform::MidiPortRequest huiRequest);
+  ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports, zar::platform::MidiPortRequest huiRequest,
+                 double huiBaudRate = huiBaudRateFromPreferences());
   ~ZAR_MIDISystem();
   ZAR_MIDISystem(const ZAR_MIDISystem&) = delete;
   ZAR_MIDISystem& operator=(const ZAR_MIDISystem&) = delete;
@@ -74,10 +101,16 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   /// How many tracks the session shows on HUI; then tells `delegate` every lamp known.
   void setHUITrackCount(int count, const std::shared_ptr<ZAR_HUIDeviceDelegate>& delegate);
   std::uint64_t huiPingCount() const;
-  /// Brings `track` into view and presses and releases the strip's port.
+  /// Brings `track` into view and presses and releases the strip's port, queued for the HUI link;
+  /// false when the ports are not open or the track is outside 0..63.
   bool pressHUIStripPort(int track, std::uint8_t port);
-  /// Sends one message on the HUI output; false when the ports are not open.
+  /// Sends one message on the HUI output; false when the ports are not open or it was refused.
   bool sendHUIMessage(std::span<const std::uint8_t> message);
+  /// What became of the messages for the HUI output so far, and how many wait.
+  zar::platform::PacedMidiOutput::Counts huiOutputCounts() const;
+  /// Returns once every message queued for the HUI output has left (or was dropped), waiting
+  /// through the platform clock: on a virtual clock time moves on to the last departure.
+  void waitUntilHUIOutputSent();
   /// The ports' names as other programs see them, or empty when not open.
   std::string huiPortDescription() const;
 
@@ -96,13 +129,14 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
 
   std::shared_ptr<zar::platform::MidiPorts> _ports;
   zar::platform::MidiPortRequest _huiRequest;
+  /// Made before the surface that sends through it, and closed before the ports.
+  const std::unique_ptr<zar::platform::PacedMidiOutput> _huiOutput;
   zar::hui::HUISurface _huiSurface;
   std::mutex _mutex;  // opening, and the attachments
   std::vector<std::weak_ptr<HUIAttachment>> _attachments;
   bool _openFailing = false;  // guarded by _mutex: the last open failed, and was logged
-  mutable std::mutex _pairMutex;  // the open ports, and sends through them; never held while they close
+  mutable std::mutex _pairMutex;  // the open ports; never held while they close
   std::shared_ptr<zar::platform::MidiPortPair> _huiPair;
-  bool _huiPairBroken = false;  // guarded by _pairMutex
   /// Held while the surface's changes are worked out and told, so reports keep their order.
   std::recursive_mutex _deliveryMutex;
   std::mutex _tickMutex;

@@ -93,20 +93,22 @@ bool HUISurface::pressStripPort(int track, std::uint8_t port, double now) {
     _navigator.forget();
     _view = View::unknown;
   }
-  moveLocked(_navigator.movesToShow(track), now);
-  pressLocked(static_cast<std::uint8_t>(track - *_navigator.offset()), port);
-  if (const auto lamp = followedLamp(port)) {
-    _debouncer.toggled(track, *lamp, now);
+  const auto moves = _navigator.movesToShow(track);
+  std::vector<std::uint8_t> press;
+  appendPressLocked(press, static_cast<std::uint8_t>(track - *_navigator.offset()), port);
+  const auto arrives = moveLocked(moves, now, press);
+  if (const auto lamp = followedLamp(port); lamp && arrives) {
+    _debouncer.toggled(track, *lamp, *arrives);
   }
   return true;
 }
 
-void HUISurface::sendForeign(std::span<const std::uint8_t> message) {
+bool HUISurface::sendForeign(std::span<const std::uint8_t> message) {
   std::lock_guard lock(_mutex);
   if (message.size() == 3 && message[0] == kControlChange && message[1] == kSwitchZoneController) {
     _foreignZone = message[2];
   }
-  sendLocked(message);
+  return sendLocked(message).has_value();
 }
 
 std::vector<HUISurface::Change> HUISurface::setTrackCount(int count, double now) {
@@ -160,33 +162,45 @@ std::optional<int> HUISurface::bankOffset() const {
 
 bool HUISurface::connectedLocked(double now) const { return _lastPing && now - *_lastPing < kConnectionTimeout; }
 
-void HUISurface::sendLocked(std::span<const std::uint8_t> bytes) {
-  if (_sink) {
-    _sink(bytes);
-  }
+std::optional<double> HUISurface::sendLocked(std::span<const std::uint8_t> bytes) {
+  return _sink ? _sink(bytes) : std::nullopt;
 }
 
-void HUISurface::pressLocked(std::uint8_t zone, std::uint8_t port) {
+void HUISurface::appendPressLocked(std::vector<std::uint8_t>& bytes, std::uint8_t zone, std::uint8_t port) const {
   for (const HUIMessage& message : HUICodec::buttonPress(zone, port)) {
-    sendLocked(message);
+    bytes.insert(bytes.end(), message.begin(), message.end());
   }
   if (_foreignZone) {
-    sendLocked(HUICodec::selectSwitchZone(*_foreignZone));
+    const auto select = HUICodec::selectSwitchZone(*_foreignZone);
+    bytes.insert(bytes.end(), select.begin(), select.end());
   }
 }
 
-void HUISurface::moveLocked(const std::vector<std::uint8_t>& moves, double now) {
-  if (moves.empty()) {
-    return;
-  }
+std::optional<double> HUISurface::moveLocked(const std::vector<std::uint8_t>& moves, double now,
+                                             std::span<const std::uint8_t> then) {
+  std::vector<std::uint8_t> bytes;
   for (const std::uint8_t move : moves) {
-    pressLocked(zone::channelSelection, move);
+    appendPressLocked(bytes, zone::channelSelection, move);
   }
-  _view = View::settling;
-  _movedAt = now;
-  _survey.movedAway();
-  const int first = *_navigator.offset();
-  _debouncer.keepPendingOnlyFor(first, first + kStripsPerBank - 1, now);
+  bytes.insert(bytes.end(), then.begin(), then.end());
+  if (bytes.empty()) {
+    return now;
+  }
+  const auto arrives = sendLocked(bytes);
+  if (!arrives) {
+    // The host never saw these moves, which the navigator has counted.
+    _navigator.forget();
+    _view = View::unknown;
+    return std::nullopt;
+  }
+  if (!moves.empty()) {
+    _view = View::settling;
+    _movedAt = std::max(now, *arrives);
+    _survey.movedAway();
+    const int first = *_navigator.offset();
+    _debouncer.keepPendingOnlyFor(first, first + kStripsPerBank - 1, now);
+  }
+  return std::max(now, *arrives);
 }
 
 void HUISurface::forgetPositionLocked() {

@@ -19,8 +19,12 @@ namespace zar::hui {
 /// The surface side of one HUI port pair: what the host has said over time (pings, lamps) and
 /// what the surface has done (its bank moves). Bytes from the host come in through `receive`;
 /// bytes to the host go out through the sink given at construction, always whole messages and
-/// never two senders interleaved. Time is passed in, so the model runs on any clock; `tick` does
-/// what is due at a time and `nextDeadline` says when the next thing is due.
+/// never two senders interleaved, and the moves that bring a track into view together with the
+/// press that follows them in one call. The sink takes a call whole or refuses it, and says by
+/// when the host will have it (a paced output may hold it a while): a move settles, and a toggle's
+/// lamp waits for the host, from then on. A refused move leaves the bank unknown, so the next
+/// move learns it again. Time is passed in, so the model runs on any clock; `tick` does what is
+/// due at a time and `nextDeadline` says when the next thing is due.
 ///
 /// Knowing which tracks are in view: the host never says which track the first strip shows. When
 /// the host starts talking (the first ping answered, or the first after it was away) the surface
@@ -35,7 +39,9 @@ namespace zar::hui {
 /// Thread-safe: the MIDI thread feeds it while host threads press buttons.
 class HUISurface {
  public:
-  using Sink = std::function<void(std::span<const std::uint8_t>)>;
+  /// Sends whole messages that belong together; returns when the host will have them (a time of
+  /// the clock passed in), or nothing when they were refused.
+  using Sink = std::function<std::optional<double>(std::span<const std::uint8_t>)>;
   using Change = HUILampDebouncer::Change;
 
   /// A host that has not pinged for this long is gone.
@@ -59,10 +65,10 @@ class HUISurface {
   /// Brings `track` into view and presses and releases the strip's `port`; the lamp of that port
   /// is unknown until the host shows it again. False when the track is outside 0..63.
   bool pressStripPort(int track, std::uint8_t port, double now);
-  /// Sends a message of another sender (the transport). A zone it selects is restored after
-  /// the surface's own presses, so a press of ours between its zone select and its port message
-  /// cannot redirect that port.
-  void sendForeign(std::span<const std::uint8_t> message);
+  /// Sends a message of another sender (the transport); false when the sink refused it. A zone it
+  /// selects is restored after the surface's own presses, so a press of ours between its zone
+  /// select and its port message cannot redirect that port.
+  bool sendForeign(std::span<const std::uint8_t> message);
   /// How many tracks the session shows on HUI (clamped to 64). A new count after a known one means
   /// tracks came or went: positions and lamps are learned again. Returns the lamp changes due.
   std::vector<Change> setTrackCount(int count, double now);
@@ -82,10 +88,14 @@ class HUISurface {
   using StripLamps = std::array<std::array<std::optional<bool>, 2>, kStripsPerBank>;
 
   bool connectedLocked(double now) const;
-  void sendLocked(std::span<const std::uint8_t> bytes);
-  void pressLocked(std::uint8_t zone, std::uint8_t port);
-  /// Sends the moves and holds lamps until the host has shown the new bank.
-  void moveLocked(const std::vector<std::uint8_t>& moves, double now);
+  std::optional<double> sendLocked(std::span<const std::uint8_t> bytes);
+  /// A press and release of `port` in `zone`, and the foreign zone selected again after it.
+  void appendPressLocked(std::vector<std::uint8_t>& bytes, std::uint8_t zone, std::uint8_t port) const;
+  /// Sends the moves, then `then` (a press in the new bank), as one, and holds lamps until the
+  /// host has shown the new bank. Returns when the host will have it all, or nothing when it was
+  /// refused: the bank is then unknown.
+  std::optional<double> moveLocked(const std::vector<std::uint8_t>& moves, double now,
+                                   std::span<const std::uint8_t> then = {});
   void forgetPositionLocked();
   /// Settles a bank, surveys further, sweeps: everything due by `now`.
   void advanceLocked(double now, std::vector<Change>& changes);

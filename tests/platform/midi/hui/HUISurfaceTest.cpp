@@ -66,7 +66,13 @@ class HUISurfaceTest : public testing::Test {
   }
 
   Bytes _sent;
-  HUISurface _surface{[this](std::span<const std::uint8_t> bytes) { _sent.insert(_sent.end(), bytes.begin(), bytes.end()); }};
+  bool _refuse = false;  // the output refuses what is sent
+  double _arrives = 0;   // when the output says the host has it
+  HUISurface _surface{[this](std::span<const std::uint8_t> bytes) -> std::optional<double> {
+    if (_refuse) return std::nullopt;
+    _sent.insert(_sent.end(), bytes.begin(), bytes.end());
+    return _arrives;
+  }};
 };
 
 TEST_F(HUISurfaceTest, LampsTheHostSentBeforeItSawAMoveAreNotTakenForTheNewBank) {
@@ -97,6 +103,23 @@ TEST_F(HUISurfaceTest, AHostThatWasAwayIsLearnedAgainAndAResetForgetsItsLamps) {
   _surface.receive(reset, 3.5, true);
   EXPECT_FALSE(_surface.bankOffset());
   EXPECT_TRUE(_surface.knownLamps().empty());
+}
+
+TEST_F(HUISurfaceTest, AMoveSettlesOnceTheHostHasItAndOneTheOutputRefusedIsLearnedAgain) {
+  ASSERT_NO_FATAL_FAILURE(learnHomeBank({}));
+  namespace select = zar::hui::channelSelectionPort;
+  _arrives = 1.5;  // the output holds the move and the press until then
+  ASSERT_TRUE(_surface.pressStripPort(12, port::mute, 1.0));
+  EXPECT_EQ(_surface.nextDeadline(), 1.5 + HUISurface::kBankSettleTime);
+  _refuse = true;
+  ASSERT_TRUE(_surface.pressStripPort(40, port::mute, 1.1));
+  _refuse = false;
+  ASSERT_TRUE(_surface.pressStripPort(40, port::mute, 1.2));
+  std::vector<int> expected(5, select::channelRight);  // track 12 onto the last strip
+  expected.insert(expected.end(), 8, select::bankLeft);  // the refused moves never happened: home first
+  expected.insert(expected.end(), 4, select::bankRight);
+  expected.push_back(select::channelRight);
+  EXPECT_EQ(moves(), expected);
 }
 
 }  // namespace
