@@ -75,8 +75,9 @@ ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
       _huiSurface([this](std::span<const std::uint8_t> bytes) { return _huiOutput->send(bytes); }) {}
 
 ZAR_MIDISystem::~ZAR_MIDISystem() {
-  // Nothing more leaves (the rest of a press under way first). Then the ports close, outside the
-  // lock: closing waits for a receive callback that uses the surface, which may be sending.
+  // What waits for the HUI link leaves at once, and nothing more is taken. Then the ports close,
+  // outside the lock: closing waits for a receive callback that uses the surface, which may be
+  // sending (and is refused now).
   _huiOutput->close();
   std::shared_ptr<zar::platform::MidiPortPair> pair;
   {
