@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 #include "support/JackServer.h"
 
@@ -16,24 +16,10 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// The processes whose parent is `parent` and whose name (as the kernel keeps it) is `name`.
-std::vector<pid_t> childrenNamed(pid_t parent, const std::string& name) {
-  std::vector<pid_t> children;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    std::ifstream stat(entry.path() / "stat");
-    std::string line;
-    if (!std::getline(stat, line)) continue;
-    // pid (comm) state ppid ...: the name may hold spaces and parentheses; it ends at the last ')'.
-    const auto open = line.find('(');
-    const auto close = line.rfind(')');
-    if (open == std::string::npos || close == std::string::npos) continue;
-    std::istringstream rest(line.substr(close + 1));
-    char state = 0;
-    pid_t ppid = 0;
-    rest >> state >> ppid;
-    if (ppid == parent && line.substr(open + 1, close - open - 1) == name) children.push_back(std::stoi(line));
-  }
-  return children;
+// The processes that `parent` started.
+std::vector<pid_t> childrenOf(pid_t parent) {
+  std::ifstream file("/proc/" + std::to_string(parent) + "/task/" + std::to_string(parent) + "/children");
+  return {std::istream_iterator<pid_t>(file), std::istream_iterator<pid_t>()};
 }
 
 void killAndReap(pid_t pid) {
@@ -124,7 +110,7 @@ void DesktopSession::kill(Service service) {
       const auto reply = owner.waitForLine("uint32", 10s);
       if (!reply) break;
       const pid_t launcher = std::stoi(reply->substr(reply->find("uint32") + 6));
-      const auto daemons = childrenNamed(launcher, "dbus-daemon");
+      const auto daemons = childrenOf(launcher);
       killAndReap(launcher);
       for (const pid_t daemon : daemons) killAndReap(daemon);
       break;

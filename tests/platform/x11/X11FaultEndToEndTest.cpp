@@ -34,25 +34,14 @@ struct Fault {
   Moment moment;
 };
 
-std::string nameOf(Killed killed) {
-  switch (killed) {
-    case Killed::standIn: return "StandIn";
-    case Killed::xServer: return "XServer";
-    case Killed::sessionBus: return "SessionBus";
-    case Killed::accessibilityBus: return "AccessibilityBus";
-    case Killed::jack: return "Jack";
-  }
-  return "";
-}
+const char* const kKilledNames[] = {"StandIn", "XServer", "SessionBus", "AccessibilityBus", "Jack"};
+const char* const kMomentNames[] = {"Idle", "MidPass", "MidTyping"};
 
-std::string nameOf(Moment moment) {
-  switch (moment) {
-    case Moment::idle: return "Idle";
-    case Moment::midPass: return "MidPass";
-    case Moment::midTyping: return "MidTyping";
-  }
-  return "";
-}
+// The service of the desktop that each is (the stand-in is none).
+const std::map<Killed, Service> kServices{{Killed::xServer, Service::xServer},
+                                          {Killed::sessionBus, Service::sessionBus},
+                                          {Killed::accessibilityBus, Service::accessibilityBus},
+                                          {Killed::jack, Service::jack}};
 
 // The line that says what went away; each is logged once however long the service stays away.
 const std::map<Killed, std::string> kCause{
@@ -140,12 +129,10 @@ TEST_P(X11FaultTest, TheHostLivesSaysRemovedAndFindsProToolsAgainWithHUIAndKeys)
     ASSERT_TRUE(said("counter start open"));
   }
 
-  switch (killed) {
-    case Killed::standIn: _standIn->kill(SIGKILL); break;
-    case Killed::xServer: _session->kill(Service::xServer); break;
-    case Killed::sessionBus: _session->kill(Service::sessionBus); break;
-    case Killed::accessibilityBus: _session->kill(Service::accessibilityBus); break;
-    case Killed::jack: _session->kill(Service::jack); break;
+  if (killed == Killed::standIn) {
+    _standIn->kill(SIGKILL);
+  } else {
+    _session->kill(kServices.at(killed));
   }
   stop = true;
   if (work.valid()) {
@@ -162,12 +149,8 @@ TEST_P(X11FaultTest, TheHostLivesSaysRemovedAndFindsProToolsAgainWithHUIAndKeys)
   }
 
   const auto restarted = std::chrono::steady_clock::now();
-  switch (killed) {
-    case Killed::standIn: break;
-    case Killed::xServer: ASSERT_TRUE(_session->restart(Service::xServer)) << _session->reason(); break;
-    case Killed::sessionBus: ASSERT_TRUE(_session->restart(Service::sessionBus)) << _session->reason(); break;
-    case Killed::accessibilityBus: ASSERT_TRUE(_session->restart(Service::accessibilityBus)) << _session->reason(); break;
-    case Killed::jack: ASSERT_TRUE(_session->restart(Service::jack)) << _session->reason(); break;
+  if (killed != Killed::standIn) {
+    ASSERT_TRUE(_session->restart(kServices.at(killed))) << _session->reason();
   }
   // The stand-in of a desktop gone, or on a bus gone, is started again; after JACK it opens new
   // ports by itself.
@@ -178,8 +161,8 @@ TEST_P(X11FaultTest, TheHostLivesSaysRemovedAndFindsProToolsAgainWithHUIAndKeys)
       << "Pro Tools not found again with HUI";
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - restarted).count();
   RecordProperty("recovery_ms", static_cast<int>(seconds * 1000));
-  std::printf("%s killed %s: Pro Tools found again with HUI %.2f s after the restart\n", nameOf(killed).c_str(),
-              nameOf(moment).c_str(), seconds);
+  std::printf("%s killed %s: Pro Tools found again with HUI %.2f s after the restart\n",
+              kKilledNames[static_cast<int>(killed)], kMomentNames[static_cast<int>(moment)], seconds);
   if (newStandIn) {
     EXPECT_EQ(posted(), (std::vector<std::string>{ZAR_DAWApplicationRemovedNotification, ZAR_DAWApplicationAddedNotification}));
   } else {
@@ -211,7 +194,8 @@ std::vector<Fault> everyFault() {
 
 INSTANTIATE_TEST_SUITE_P(EveryService, X11FaultTest, testing::ValuesIn(everyFault()),
                          [](const testing::TestParamInfo<Fault>& fault) {
-                           return nameOf(fault.param.killed) + nameOf(fault.param.moment);
+                           return std::string(kKilledNames[static_cast<int>(fault.param.killed)]) +
+                                  kMomentNames[static_cast<int>(fault.param.moment)];
                          });
 
 }  // namespace
