@@ -26,7 +26,7 @@ struct Reply {
   explicit operator bool() const { return reply != nullptr; }
 };
 
-constexpr auto kReconnectInterval = std::chrono::seconds(1);
+constexpr auto kDisplayReconnectInterval = std::chrono::seconds(1);
 
 bool hasDisplay() {
   const char* display = std::getenv("DISPLAY");
@@ -58,7 +58,7 @@ X11Display::~X11Display() {
 
 bool X11Display::connectLocked() {
   const auto now = std::chrono::steady_clock::now();
-  if (_generation > 0 && now - _lastAttempt < kReconnectInterval) return false;
+  if (_generation > 0 && now - _lastAttempt < kDisplayReconnectInterval) return false;
   if (!hasDisplay()) return false;
   _lastAttempt = now;
   if (_root != 0 && !_lost) {  // it worked until now
@@ -88,7 +88,7 @@ bool X11Display::connectLocked() {
 
 bool X11Display::connectWatchLocked() {
   const auto now = std::chrono::steady_clock::now();
-  if (_watch != nullptr && now - _lastWatchAttempt < kReconnectInterval) return false;
+  if (_watch != nullptr && now - _lastWatchAttempt < kDisplayReconnectInterval) return false;
   if (!hasDisplay()) return false;
   _lastWatchAttempt = now;
   if (_watch != nullptr) xcb_disconnect(_watch);
