@@ -37,10 +37,11 @@ std::shared_ptr<sim::SimHUIHost> HUISimulation::makeHost(int trackCount, sim::Si
 }
 
 void HUISimulation::settle() {
-  do {
-    if (system) system->waitUntilHUIOutputSent();
+  if (system) {
+    system->waitUntilHUIOutputSent([this] { loopback->waitUntilIdle(); });
+  } else {
     loopback->waitUntilIdle();
-  } while (system && system->huiOutputCounts().queued > 0);
+  }
 }
 
 void HUISimulation::run(double seconds) {

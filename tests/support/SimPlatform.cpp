@@ -35,11 +35,7 @@ SimPlatform::SimPlatform(sim::SimDispatch::Mode dispatchMode)
 SimPlatform::~SimPlatform() { platform::Platform::install(_previous); }
 
 void SimPlatform::settleMIDI() {
-  const auto system = ZAR_MIDISystem::sharedMIDISystem();
-  do {
-    system->waitUntilHUIOutputSent();
-    midiPorts->waitUntilIdle();
-  } while (system->huiOutputCounts().queued > 0);
+  ZAR_MIDISystem::sharedMIDISystem()->waitUntilHUIOutputSent([this] { midiPorts->waitUntilIdle(); });
 }
 
 }  // namespace zar::test

@@ -53,11 +53,7 @@ SimulatedProToolsHost::~SimulatedProToolsHost() {
 }
 
 void SimulatedProToolsHost::settle() {
-  const auto system = ZAR_MIDISystem::sharedMIDISystem();
-  do {
-    system->waitUntilHUIOutputSent();
-    _loopback->waitUntilIdle();
-  } while (system->huiOutputCounts().queued > 0);
+  ZAR_MIDISystem::sharedMIDISystem()->waitUntilHUIOutputSent([this] { _loopback->waitUntilIdle(); });
 }
 
 std::shared_ptr<sim::SimProTools> SimulatedProToolsHost::launchProTools(sim::SimProTools::Options options) {

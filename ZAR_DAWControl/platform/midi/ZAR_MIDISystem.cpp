@@ -188,7 +188,12 @@ bool ZAR_MIDISystem::sendHUIMessage(std::span<const std::uint8_t> message) {
 
 zar::platform::PacedMidiOutput::Counts ZAR_MIDISystem::huiOutputCounts() const { return _huiOutput->counts(); }
 
-void ZAR_MIDISystem::waitUntilHUIOutputSent() { _huiOutput->waitUntilSent(); }
+void ZAR_MIDISystem::waitUntilHUIOutputSent(const std::function<void()>& waitForDelivery) {
+  do {
+    _huiOutput->waitUntilSent();
+    if (waitForDelivery) waitForDelivery();
+  } while (waitForDelivery && _huiOutput->counts().queued > 0);
+}
 
 std::string ZAR_MIDISystem::huiPortDescription() const {
   std::lock_guard lock(_pairMutex);

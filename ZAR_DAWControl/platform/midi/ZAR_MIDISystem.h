@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -109,8 +110,10 @@ class ZAR_MIDISystem : public std::enable_shared_from_this<ZAR_MIDISystem> {
   /// What became of the messages for the HUI output so far, and how many wait.
   zar::platform::PacedMidiOutput::Counts huiOutputCounts() const;
   /// Returns once every message queued for the HUI output has left (or was dropped), waiting
-  /// through the platform clock: on a virtual clock time moves on to the last departure.
-  void waitUntilHUIOutputSent();
+  /// through the platform clock: on a virtual clock time moves on to the last departure. Given the
+  /// ports' own wait for delivery, it also waits until what they carried arrived, and until what
+  /// the output queued meanwhile (answers to what arrived) left and arrived too.
+  void waitUntilHUIOutputSent(const std::function<void()>& waitForDelivery = {});
   /// The ports' names as other programs see them, or empty when not open.
   std::string huiPortDescription() const;
 
