@@ -68,6 +68,7 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWSettingsFileStatus.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/platform/visualevents/ZAR_VisualEvent.h"

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config
-  protobuf-compiler libprotobuf-dev
+  protobuf-compiler libprotobuf-dev zlib1g-dev
   libspdlog-dev libfmt-dev
   libplist-dev libplist-utils
   librtmidi-dev libasound2-dev libjack-jackd2-dev jackd2

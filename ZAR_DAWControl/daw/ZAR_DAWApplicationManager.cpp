@@ -57,6 +57,13 @@ std::shared_ptr<ZAR_DAWAudioTrackModeList> ZAR_DAWApplicationManager::trackModeL
   return _trackModeList;
 }
 
+std::vector<ZAR_DAWSettingsFileStatus> ZAR_DAWApplicationManager::settingsFileStatuses() const {
+  std::vector<ZAR_DAWSettingsFileStatus> statuses = trackModeList()->settingsFileStatuses();
+  const auto matrix = muteRecMatrix()->settingsFileStatuses();
+  statuses.insert(statuses.end(), matrix.begin(), matrix.end());
+  return statuses;
+}
+
 zar::platform::TimerRef ZAR_DAWApplicationManager::refreshTimer() const {
   std::lock_guard lock(_propertyMutex);
   return _refreshTimer;

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWApplication.h"
+#include "ZAR_DAWControl/modes/ZAR_DAWSettingsFileStatus.h"
 #include "ZAR_DAWControl/platform/RunLoop.h"
 #include "ZAR_DAWControl/platform/Workspace.h"
 
@@ -41,6 +43,9 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
   void setAllowed(bool allowed) { _allowed.store(allowed); }
   std::shared_ptr<ZAR_DAWMuteRecMatrix> muteRecMatrix() const;
   std::shared_ptr<ZAR_DAWAudioTrackModeList> trackModeList() const;
+  /// What the host was told with "ZAR_DAWSettingsFileStatus" that still holds, for the list's file
+  /// then the matrix's: what was found when they were read, and saves failing now. Any thread.
+  std::vector<ZAR_DAWSettingsFileStatus> settingsFileStatuses() const;
   zar::platform::TimerRef refreshTimer() const;
 
   /// Starts the 2.5-second discovery timer and runs a first pass on the calling thread.

@@ -2,12 +2,15 @@
 
 // Every name and value the framework exports to the host.
 
-// Notifications, posted on the platform's notification center with no object.
+// Notifications, posted on the platform's notification center with no object unless said.
 inline constexpr const char* ZAR_DAWApplicationAddedNotification = "ZAR_DAWApplicationAdded";
 inline constexpr const char* ZAR_DAWApplicationRemovedNotification = "ZAR_DAWApplicationRemoved";
 inline constexpr const char* ZAR_DAWApplicationRecordStartedNotification = "ZAR_DAWApplicationRecordStarted";
 inline constexpr const char* ZAR_DAWApplicationSelectionChangedNotification = "ZAR_DAWApplicationSelectionChanged";
 inline constexpr const char* ZAR_DAWApplicationTrackNamesChangedNotification = "ZAR_DAWApplicationTrackNamesChanged";
+/// Posted with a `ZAR_DAWSettingsFileStatus` as its object when a settings file is found damaged,
+/// can't be saved, or is saved again (see ZAR_DAWSettingsFileStatus.h for the thread).
+inline constexpr const char* ZAR_DAWSettingsFileStatusNotification = "ZAR_DAWSettingsFileStatus";
 /// A name for the host's own use; the framework never posts it.
 inline constexpr const char* ZAR_DAWAudioTrackRecTracksChangedNotification = "ZAR_DAWAudioTrackRecTracksChanged";
 

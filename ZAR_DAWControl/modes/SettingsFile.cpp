@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <memory>
 
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/modes/SavedCopy.h"
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 
@@ -13,11 +15,38 @@ namespace zar::modes {
 namespace {
 
 using platform::FileRead;
+using Event = ZAR_DAWSettingsFileStatus::Event;
 
 std::shared_ptr<platform::FileUtility> currentFiles() { return platform::Platform::current()->fileUtility; }
 
 std::string pathIn(platform::FileUtility& files, const std::string& fileName) {
   return (std::filesystem::path(files.applicationSupportDirectoryPath()) / fileName).string();
+}
+
+std::string lastSavedPath(const std::string& path) { return path + std::string(SavedCopy::suffix); }
+
+void post(const std::vector<ZAR_DAWSettingsFileStatus>& statuses) {
+  if (statuses.empty()) return;
+  const auto center = platform::Platform::current()->notificationCenter;
+  if (!center) return;
+  for (const auto& status : statuses) {
+    center->post(ZAR_DAWSettingsFileStatusNotification, status);
+  }
+}
+
+/// The copy of the last save beside `path`, when there is an intact one.
+std::optional<SavedCopy> lastSaved(platform::FileUtility& files, const std::string& path) {
+  const std::string where = lastSavedPath(path);
+  const FileRead read = files.read(where, SettingsFile::maximumSize + 1024);
+  if (read.status == FileRead::Status::missing) return std::nullopt;
+  std::optional<SavedCopy> copy;
+  if (read.status == FileRead::Status::read) copy = SavedCopy::decode(read.content);
+  if (!copy) {
+    ZAR_LOG_WARN("The copy of the last save of {} ({}) is damaged; the file is read as it is, and the copy is replaced "
+                 "at the next save",
+                 path, where);
+  }
+  return copy;
 }
 
 }  // namespace
@@ -32,43 +61,121 @@ std::optional<std::string> SettingsFile::path() const {
   return pathIn(*files, _fileName);
 }
 
-bool SettingsFile::exists() const {
-  const auto files = currentFiles();
-  return files && files->fileExists(pathIn(*files, _fileName));
-}
-
-bool SettingsFile::readInto(google::protobuf::MessageLite& message, std::string_view what) const {
+SettingsFile::Loaded SettingsFile::readInto(google::protobuf::MessageLite& message, std::string_view what) const {
   message.Clear();
   const auto files = currentFiles();
   if (!files) {
-    return true;
+    return Loaded::missing;
   }
   const std::string where = pathIn(*files, _fileName);
   const FileRead file = files->read(where, maximumSize);
-  std::string problem;
-  switch (file.status) {
-    case FileRead::Status::missing:
-      return true;
-    case FileRead::Status::notRegular:
-      ZAR_LOG_ERROR("Settings file {} is not a regular file; it is ignored and not written over", where);
-      return false;
-    case FileRead::Status::tooLarge:
-      problem = "is too large to be " + std::string(what);
-      break;
-    case FileRead::Status::failed:
-      problem = "can't be read (" + file.failure + ")";
-      break;
-    case FileRead::Status::read:
-      if (message.ParseFromString(file.content)) {
-        return true;
+  const std::optional<SavedCopy> saved = lastSaved(*files, where);
+  Statuses toPost;
+  Loaded loaded = Loaded::refused;
+  {
+    const std::lock_guard lock(_mutex);
+    _trustedChecksum.reset();
+    _found.reset();
+    switch (file.status) {
+      case FileRead::Status::missing:
+        // Gone since it was saved. A copy that names no earlier file is a first save that never
+        // finished: nothing was there to lose.
+        if (saved && saved->previousChecksum) {
+          foundDamaged(where, {}, "is missing", true, toPost);
+        }
+        loaded = Loaded::missing;
+        break;
+      case FileRead::Status::notRegular:
+        ZAR_LOG_ERROR("Settings file {} is not a regular file; it is ignored and not written over", where);
+        break;
+      case FileRead::Status::tooLarge:
+        foundDamaged(where, "unreadable", "is too large to be " + std::string(what), saved.has_value(), toPost);
+        break;
+      case FileRead::Status::failed:
+        foundDamaged(where, "unreadable", "can't be read (" + file.failure + ")", saved.has_value(), toPost);
+        break;
+      case FileRead::Status::read: {
+        const std::uint32_t checksum = SavedCopy::checksum(file.content);
+        if (saved && saved->content != file.content && saved->previousChecksum != checksum) {
+          foundDamaged(where, "damaged",
+                       fmt::format("is not what was last saved there ({} bytes where {} were saved)",
+                                   file.content.size(), saved->content.size()),
+                       true, toPost);
+        } else if (!message.ParseFromString(file.content)) {
+          foundDamaged(where, "unreadable", "does not hold " + std::string(what), saved.has_value(), toPost);
+          message.Clear();
+        } else {
+          if (saved && saved->content != file.content) {
+            ZAR_LOG_WARN("Settings file {} is as it was before its last save, which did not finish; it is read as it is",
+                         where);
+          }
+          _trustedChecksum = checksum;
+          loaded = Loaded::taken;
+        }
+        break;
       }
-      problem = "does not hold " + std::string(what);
-      break;
+    }
   }
-  ZAR_LOG_ERROR("Settings file {} {}; it is ignored, and kept aside before it is written over", where, problem);
-  const std::lock_guard lock(_mutex);
-  _keepAsideBeforeWriting = true;
-  return false;
+  post(toPost);
+  return loaded;
+}
+
+void SettingsFile::keepAsideAsRead(const std::string& tag, Event event, const std::string& description) const {
+  const auto files = currentFiles();
+  if (!files) {
+    return;
+  }
+  const std::string where = pathIn(*files, _fileName);
+  Statuses toPost;
+  {
+    const std::lock_guard lock(_mutex);
+    ZAR_DAWSettingsFileStatus status{event, where, description, {}, {}};
+    const platform::FileChange kept = files->keepAside(where, tag, keptCopies);
+    if (kept.done) {
+      status.keptCopyPath = kept.path;
+      status.description += " It is kept as " + kept.path + ".";
+    } else {
+      _keepAsideBeforeWriting = tag;
+      status.description += " It is kept aside before it is written over.";
+    }
+    ZAR_LOG_ERROR("Settings file {}: {}", where, status.description);
+    found(std::move(status), toPost);
+  }
+  post(toPost);
+}
+
+void SettingsFile::foundDamaged(const std::string& path, const std::string& tag, const std::string& problem,
+                                bool lastSavedExists, Statuses& toPost) const {
+  const auto files = currentFiles();
+  ZAR_DAWSettingsFileStatus status{Event::damaged, path, "Settings file " + path + " " + problem + ".", {}, {}};
+  if (!tag.empty()) {
+    status.description += " Its content is not used";
+    if (const platform::FileChange kept = files->keepAside(path, tag, keptCopies); kept.done) {
+      status.keptCopyPath = kept.path;
+      status.description += "; it is kept as " + kept.path + ".";
+    } else {
+      _keepAsideBeforeWriting = tag;
+      status.description += "; it is kept aside before it is written over.";
+    }
+  }
+  if (lastSavedExists) {
+    // The next save replaces the copy of the last one, which is what the user had.
+    if (const platform::FileChange kept = files->keepAside(lastSavedPath(path), "kept", keptCopies); kept.done) {
+      status.lastSavedCopyPath = kept.path;
+    } else {
+      _keepLastSavedBeforeWriting = true;
+      status.lastSavedCopyPath = lastSavedPath(path);
+    }
+    status.description += " The last version saved is kept as " + status.lastSavedCopyPath +
+                          " (dawctl settings restore brings it back).";
+  }
+  ZAR_LOG_ERROR("{}", status.description);
+  found(std::move(status), toPost);
+}
+
+void SettingsFile::found(ZAR_DAWSettingsFileStatus status, Statuses& toPost) const {
+  _found = status;
+  toPost.push_back(std::move(status));
 }
 
 bool SettingsFile::write(std::string_view content) const {
@@ -77,35 +184,80 @@ bool SettingsFile::write(std::string_view content) const {
     return false;
   }
   const std::string where = pathIn(*files, _fileName);
-  const std::lock_guard lock(_mutex);
-  if (_keepAsideBeforeWriting && files->fileExists(where)) {
-    const platform::FileChange kept = files->keepAside(where, "unreadable", keptUnreadableCopies);
-    if (!kept.done) {
-      logWriteFailure(where, "no copy of the unreadable file could be kept (" + kept.failure + "), so it is not written over");
-      return false;
+  const std::string saved = lastSavedPath(where);
+  Statuses toPost;
+  bool written = false;
+  {
+    const std::lock_guard lock(_mutex);
+    std::optional<std::string> refusal;
+    if (_keepAsideBeforeWriting && files->fileExists(where)) {
+      const platform::FileChange kept = files->keepAside(where, *_keepAsideBeforeWriting, keptCopies);
+      if (kept.done) {
+        ZAR_LOG_ERROR("Settings file {} was not used; kept it as {} before writing over it", where, kept.path);
+      } else {
+        refusal = "no copy of the file as it was found could be kept (" + kept.failure + "), so it is not written over";
+      }
     }
-    ZAR_LOG_ERROR("Settings file {} could not be read; kept it as {} before writing over it", where, kept.path);
+    if (!refusal && _keepLastSavedBeforeWriting && files->fileExists(saved)) {
+      const platform::FileChange kept = files->keepAside(saved, "kept", keptCopies);
+      if (kept.done) {
+        ZAR_LOG_ERROR("Kept the last version saved of {} as {} before saving again", where, kept.path);
+      } else {
+        refusal = "no copy of its last saved version could be kept (" + kept.failure + "), so it is not written over";
+      }
+    }
+    if (refusal) {
+      writeFailed(where, *refusal, toPost);
+    } else {
+      _keepAsideBeforeWriting.reset();
+      _keepLastSavedBeforeWriting = false;
+      // The copy first: a save cut short between the two leaves the file as it was, which the
+      // copy names as the one it replaced.
+      if (!files->write(saved, SavedCopy::encode(content, _trustedChecksum)).done &&
+          !files->remove(saved).done) {
+        ZAR_LOG_ERROR("The copy of the last save of {} can be neither written nor removed", where);
+      }
+      const platform::FileChange change = files->write(where, content);
+      if (!change.done) {
+        writeFailed(where, change.failure, toPost);
+      } else {
+        written = true;
+        _trustedChecksum = SavedCopy::checksum(content);
+        if (_writeFailing) {
+          _writeFailing = false;
+          _failing.reset();
+          ZAR_LOG_WARN("Settings file {} is written again", where);
+          toPost.push_back({Event::writtenAgain, where, "Settings file " + where + " is written again.", {}, {}});
+        }
+      }
+    }
   }
-  _keepAsideBeforeWriting = false;
-  const platform::FileChange written = files->write(where, content);
-  if (!written.done) {
-    logWriteFailure(where, written.failure);
-    return false;
-  }
-  if (_writeFailing) {
-    _writeFailing = false;
-    ZAR_LOG_WARN("Settings file {} is written again", where);
-  }
-  return true;
+  post(toPost);
+  return written;
 }
 
-void SettingsFile::logWriteFailure(const std::string& path, const std::string& failure) const {
+void SettingsFile::writeFailed(const std::string& path, const std::string& failure, Statuses& toPost) const {
   // Once for a run of failed writes: every assignment saves, and the log would fill with the same.
-  if (!_writeFailing) {
-    _writeFailing = true;
-    ZAR_LOG_ERROR("Can't write settings file {}: {}; changes are kept in memory and written at the next save that works",
-                  path, failure);
+  if (_writeFailing) {
+    return;
   }
+  _writeFailing = true;
+  ZAR_DAWSettingsFileStatus status{
+      Event::notWritten, path,
+      "Can't write settings file " + path + ": " + failure +
+          ". Changes are kept in memory only and are lost when the host quits, unless a later save works.",
+      {}, {}};
+  ZAR_LOG_ERROR("{}", status.description);
+  _failing = status;
+  toPost.push_back(std::move(status));
+}
+
+std::vector<ZAR_DAWSettingsFileStatus> SettingsFile::standingStatuses() const {
+  const std::lock_guard lock(_mutex);
+  std::vector<ZAR_DAWSettingsFileStatus> statuses;
+  if (_found) statuses.push_back(*_found);
+  if (_failing) statuses.push_back(*_failing);
+  return statuses;
 }
 
 }  // namespace zar::modes

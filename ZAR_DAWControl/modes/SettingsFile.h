@@ -1,10 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "ZAR_DAWControl/modes/ZAR_DAWSettingsFileStatus.h"
 
 namespace google::protobuf {
 class MessageLite;
@@ -17,20 +21,37 @@ namespace zar::modes {
 /// later (or a support directory that moves) is honoured. Without a file utility there is no file:
 /// nothing is read and writes go nowhere.
 ///
-/// Nothing the user had is lost. A file that is there but whose content isn't taken (it doesn't
-/// parse, is too large or can't be read) is left as it is and, before it is first written over,
-/// kept aside beside it as `<name>.unreadable-<time>`; the newest `keptUnreadableCopies` such
-/// copies stay. If no copy can be made, the file is not written over. A failed write leaves the
-/// old file whole. Each is logged at error level with the path; a failing write once, until a
-/// write succeeds again (which is logged as a warning). Something that isn't a regular file (a
-/// FIFO, a device) is neither read nor replaced.
+/// Nothing the user had is lost:
+/// - Every save first writes a copy of the content beside the file, `<name>.last-saved` (see
+///   `SavedCopy`). At the next read, a file that is not what that copy holds (cut, changed, gone)
+///   is damaged even when it parses. A file with no copy beside it (one from another machine or
+///   another program) is read as it is. A copy that can't be written is removed, so it is never
+///   compared with a newer file; if it can't be removed either, it is left for the next save.
+/// - A damaged file (not what was last saved, unparsable, too large, unreadable) is not used, left
+///   in place, and kept aside at once as `<name>.<tag>-<time>`: `damaged` when it differs from the
+///   last save, `unreadable` otherwise. The copy of the last save is kept as
+///   `<name>.last-saved.kept-<time>`, since the next save replaces it. The newest `keptCopies` of
+///   each stay, and keeping the same file at every start makes no new copy. A copy that can't be
+///   made now is made before the first write over the file; if it can't be made then, nothing is
+///   written over it.
+/// - A failed write leaves the old file whole.
+/// Each is logged at error level with the path and told to the host with
+/// "ZAR_DAWSettingsFileStatus": a failing write once, until a write works again (told too).
+/// Something that isn't a regular file (a FIFO, a device) is neither read nor replaced.
 class SettingsFile {
  public:
   /// Content above this size is not taken as a settings message: no real file comes near it (a
   /// thousand modes take about 50 KB), and refusing it keeps a stray huge file from being
   /// expanded into memory as millions of modes.
   static constexpr std::size_t maximumSize = std::size_t{16} << 20;
-  static constexpr std::size_t keptUnreadableCopies = 3;
+  static constexpr std::size_t keptCopies = 3;
+
+  /// What a read found.
+  enum class Loaded {
+    missing,  ///< no file: the message is empty
+    taken,    ///< the message holds the file's content
+    refused,  ///< the file is there but its content is not used: the message is empty
+  };
 
   explicit SettingsFile(std::string fileName);
   SettingsFile(const SettingsFile&) = delete;
@@ -38,21 +59,40 @@ class SettingsFile {
 
   /// The full path, or nothing without a file utility.
   std::optional<std::string> path() const;
-  bool exists() const;
-  /// Fills `message` from the file; a missing file reads as empty content. False when the content
-  /// is not taken (see above); `what` names the expected content for the log ("a mode list").
-  bool readInto(google::protobuf::MessageLite& message, std::string_view what) const;
-  /// Replaces the file atomically (keeping an unreadable one aside first); false when it was not
+  /// Fills `message` from the file (see above); `what` names the expected content for the log
+  /// ("a mode list").
+  Loaded readInto(google::protobuf::MessageLite& message, std::string_view what) const;
+  /// Keeps the file, as it was read, aside as `<name>.<tag>-<time>` now (or before the first write
+  /// over it, if it can't be now) and tells the host `event` with `description`: for content that
+  /// parsed but can't all be used.
+  void keepAsideAsRead(const std::string& tag, ZAR_DAWSettingsFileStatus::Event event,
+                       const std::string& description) const;
+  /// Replaces the file atomically (keeping a damaged one aside first); false when it was not
   /// written.
   bool write(std::string_view content) const;
+  /// What still holds of what the host was told: what was found at the read, and the failing
+  /// write while writes fail.
+  std::vector<ZAR_DAWSettingsFileStatus> standingStatuses() const;
 
  private:
-  void logWriteFailure(const std::string& path, const std::string& failure) const;
+  using Statuses = std::vector<ZAR_DAWSettingsFileStatus>;
+  /// Records what was found at the read, to be posted once the lock is released.
+  void found(ZAR_DAWSettingsFileStatus status, Statuses& toPost) const;
+  /// `tag` empty: the file is missing, so there is nothing to keep aside.
+  void foundDamaged(const std::string& path, const std::string& tag, const std::string& problem, bool lastSavedExists,
+                    Statuses& toPost) const;
+  void writeFailed(const std::string& path, const std::string& failure, Statuses& toPost) const;
 
   const std::string _fileName;
   mutable std::mutex _mutex;
-  mutable bool _keepAsideBeforeWriting = false;
+  /// The checksum of the file on disk when the framework wrote it or found it as it last saved it.
+  mutable std::optional<std::uint32_t> _trustedChecksum;
+  /// The tag to keep the file aside with before the next write, when that couldn't be done at once.
+  mutable std::optional<std::string> _keepAsideBeforeWriting;
+  mutable bool _keepLastSavedBeforeWriting = false;
   mutable bool _writeFailing = false;
+  mutable std::optional<ZAR_DAWSettingsFileStatus> _found;
+  mutable std::optional<ZAR_DAWSettingsFileStatus> _failing;
 };
 
 }  // namespace zar::modes

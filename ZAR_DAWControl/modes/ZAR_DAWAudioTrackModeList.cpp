@@ -127,23 +127,25 @@ void ZAR_DAWAudioTrackModeList::saveChanges() const {
 }
 
 void ZAR_DAWAudioTrackModeList::restoreListFromFile() {
-  if (!_file.exists()) {
-    for (const DefaultMode& values : defaultModes) {
-      auto mode = std::make_shared<ZAR_DAWAudioTrackMode>();
-      mode->setBeforeState(values.before);
-      mode->setDuringState(values.during);
-      mode->setAfterState(values.after);
-      mode->setName(values.name);
-      const std::lock_guard lock(_mutex);
-      _internalModeList->push_back(std::move(mode));
-    }
-    saveChanges();
-    return;
-  }
   google::protobuf::Arena arena;
   auto& message = *google::protobuf::Arena::CreateMessage<ZAR_ProtoDAWAudioTrackModeList>(&arena);
-  if (!_file.readInto(message, "a mode list")) {
-    return;
+  switch (_file.readInto(message, "a mode list")) {
+    case zar::modes::SettingsFile::Loaded::missing:
+      for (const DefaultMode& values : defaultModes) {
+        auto mode = std::make_shared<ZAR_DAWAudioTrackMode>();
+        mode->setBeforeState(values.before);
+        mode->setDuringState(values.during);
+        mode->setAfterState(values.after);
+        mode->setName(values.name);
+        const std::lock_guard lock(_mutex);
+        _internalModeList->push_back(std::move(mode));
+      }
+      saveChanges();
+      return;
+    case zar::modes::SettingsFile::Loaded::refused:
+      return;
+    case zar::modes::SettingsFile::Loaded::taken:
+      break;
   }
   ModeSequence restored;
   restored.reserve(static_cast<std::size_t>(message.modes_size()));
@@ -158,6 +160,10 @@ void ZAR_DAWAudioTrackModeList::restoreListFromFile() {
   }
   const std::lock_guard lock(_mutex);
   _internalModeList->insert(_internalModeList->end(), restored.begin(), restored.end());
+}
+
+std::vector<ZAR_DAWSettingsFileStatus> ZAR_DAWAudioTrackModeList::settingsFileStatuses() const {
+  return _file.standingStatuses();
 }
 
 std::shared_ptr<ZAR_DAWAudioTrackModeList::ModeSequence> ZAR_DAWAudioTrackModeList::internalModeList() const {

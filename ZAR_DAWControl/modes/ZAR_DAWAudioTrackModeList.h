@@ -14,9 +14,9 @@
 
 /// The user's ordered list of track modes, kept in "AudioTrackModeList.bin" in the application
 /// support directory. Every structural change rewrites the file at once. A missing file means a
-/// first start; an unparsable one is ignored, left as it is and kept aside before the next save
-/// writes over it; a failed write leaves the list in memory as it is (`zar::modes::SettingsFile`
-/// says what is logged). The null mode is never part of the list.
+/// first start; a damaged one (unparsable, or not what was last saved there) is ignored, left as
+/// it is and kept aside; a failed write leaves the list in memory as it is. `zar::modes::SettingsFile`
+/// says what is logged, kept and told to the host. The null mode is never part of the list.
 class ZAR_DAWAudioTrackModeList {
  public:
   using ModeSequence = std::vector<std::shared_ptr<ZAR_DAWAudioTrackMode>>;
@@ -55,9 +55,11 @@ class ZAR_DAWAudioTrackModeList {
   /// Writes the whole list to the file.
   void saveChanges() const;
   /// Appends the modes of the file to the list, or the default modes (and saves them) when there
-  /// is no file. Content that does not parse adds nothing and writes nothing. An entry with the
-  /// null uuid is skipped (logged): taken in, it would be the mode of every unassigned position.
+  /// is no file. A damaged file adds nothing and writes nothing. An entry with the null uuid is
+  /// skipped (logged): taken in, it would be the mode of every unassigned position.
   void restoreListFromFile();
+  /// What the host was told about the list file that still holds (see `SettingsFile`).
+  std::vector<ZAR_DAWSettingsFileStatus> settingsFileStatuses() const;
 
   std::shared_ptr<ModeSequence> internalModeList() const;
   /// Replaces the sequence; an absent one stands for an empty list. Does not save. Absent entries

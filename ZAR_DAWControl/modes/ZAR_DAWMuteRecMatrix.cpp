@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "ZAR_DAWControl/modes/Utf8Text.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
 
@@ -29,9 +31,7 @@ ZAR_DAWMuteRecMatrix::ZAR_DAWMuteRecMatrix(const std::shared_ptr<ZAR_DAWAudioTra
   _rehearseModes.fill(none);
   _recordModes.fill(none);
   _reviewModes.fill(none);
-  if (_file.exists()) {
-    restoreMatrixFromFile();
-  } else {
+  if (restoreFromFile() == zar::modes::SettingsFile::Loaded::missing) {
     saveChanges();
   }
 }
@@ -76,11 +76,14 @@ void ZAR_DAWMuteRecMatrix::saveChanges() const {
   _file.write(message.SerializeAsString());
 }
 
-void ZAR_DAWMuteRecMatrix::restoreMatrixFromFile() {
+void ZAR_DAWMuteRecMatrix::restoreMatrixFromFile() { restoreFromFile(); }
+
+zar::modes::SettingsFile::Loaded ZAR_DAWMuteRecMatrix::restoreFromFile() {
   google::protobuf::Arena arena;
   auto& message = *google::protobuf::Arena::CreateMessage<ZAR_ProtoDAWMuteRecMatrix>(&arena);
-  if (!_file.readInto(message, "a mode matrix")) {
-    return;
+  const zar::modes::SettingsFile::Loaded loaded = _file.readInto(message, "a mode matrix");
+  if (loaded == zar::modes::SettingsFile::Loaded::refused) {
+    return loaded;
   }
   // Entry i of each stored list names the mode of position i; positions past the end of a short
   // list, and every position once the list is gone, keep the null mode, as an unknown uuid does.
@@ -88,28 +91,47 @@ void ZAR_DAWMuteRecMatrix::restoreMatrixFromFile() {
   // uuid with bad bytes still finds its mode.
   const google::protobuf::RepeatedPtrField<std::string>* stored[] = {
       &message.rehearsemodeuuids(), &message.recordmodeuuids(), &message.reviewmodeuuids()};
-  std::array<ModeColumn, 3> columns;
-  for (ModeColumn& column : columns) column.fill(ZAR_DAWAudioTrackMode::nullTrackMode());
-  if (const auto list = audioTrackModeList()) {
-    std::vector<std::string> uuids;
-    for (const auto* entries : stored) {
-      const auto used = std::min(static_cast<std::size_t>(entries->size()), trackCount);
-      for (std::size_t index = 0; index < used; ++index) {
-        uuids.push_back(zar::modes::utf8TextFromBytes(entries->Get(static_cast<int>(index))));
-      }
-    }
-    const auto modes = list->modesWithUUIDs(uuids);
-    auto next = modes.begin();
-    for (std::size_t column = 0; column < columns.size(); ++column) {
-      const auto used = std::min(static_cast<std::size_t>(stored[column]->size()), trackCount);
-      std::copy_n(next, used, columns[column].begin());
-      next += static_cast<std::ptrdiff_t>(used);
+  std::vector<std::string> uuids;
+  for (const auto* entries : stored) {
+    const auto used = std::min(static_cast<std::size_t>(entries->size()), trackCount);
+    for (std::size_t index = 0; index < used; ++index) {
+      uuids.push_back(zar::modes::utf8TextFromBytes(entries->Get(static_cast<int>(index))));
     }
   }
-  const std::lock_guard lock(_mutex);
-  _rehearseModes = std::move(columns[0]);
-  _recordModes = std::move(columns[1]);
-  _reviewModes = std::move(columns[2]);
+  const auto list = audioTrackModeList();
+  const auto none = ZAR_DAWAudioTrackMode::nullTrackMode();
+  const ModeSequence modes = list ? list->modesWithUUIDs(uuids) : ModeSequence(uuids.size(), none);
+  std::array<ModeColumn, 3> columns;
+  for (ModeColumn& column : columns) column.fill(none);
+  auto next = modes.begin();
+  for (std::size_t column = 0; column < columns.size(); ++column) {
+    const auto used = std::min(static_cast<std::size_t>(stored[column]->size()), trackCount);
+    std::copy_n(next, used, columns[column].begin());
+    next += static_cast<std::ptrdiff_t>(used);
+  }
+  // Assignments whose modes the list lacks read as no mode and are saved so at the next save; the
+  // file as it was keeps them, in case the list comes back.
+  std::size_t notFound = 0;
+  for (std::size_t index = 0; index < uuids.size(); ++index) {
+    if (modes[index] == none && uuids[index] != ZAR_DAWAudioTrackModeNullUUID) ++notFound;
+  }
+  {
+    const std::lock_guard lock(_mutex);
+    _rehearseModes = std::move(columns[0]);
+    _recordModes = std::move(columns[1]);
+    _reviewModes = std::move(columns[2]);
+  }
+  if (notFound > 0) {
+    _file.keepAsideAsRead("modes-not-found", ZAR_DAWSettingsFileStatus::Event::modesNotFound,
+                          fmt::format("{} of its assignments name modes that the mode list doesn't have; they read as "
+                                      "no mode.",
+                                      notFound));
+  }
+  return loaded;
+}
+
+std::vector<ZAR_DAWSettingsFileStatus> ZAR_DAWMuteRecMatrix::settingsFileStatuses() const {
+  return _file.standingStatuses();
 }
 
 ZAR_DAWMuteRecMatrix::ModeColumn ZAR_DAWMuteRecMatrix::rehearseModes() const { return column(_rehearseModes); }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "ZAR_DAWControl/modes/SettingsFile.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
@@ -12,8 +13,9 @@
 
 /// The mode of every track position (0 to 63) for rehearsing, recording and reviewing, kept in
 /// "RecMuteMatrix.bin" as mode uuids and resolved through the mode list. Every entry always holds
-/// a mode; the null mode means none is assigned. Each assignment rewrites the file at once; an
-/// unparsable file is kept aside before it is written over (see `zar::modes::SettingsFile`).
+/// a mode; the null mode means none is assigned. Each assignment rewrites the file at once; a
+/// damaged file is kept aside, and so is a file whose assignments name modes the list doesn't have
+/// (see `zar::modes::SettingsFile`).
 ///
 /// Track indexes outside 0 to 63, negative ones included, have no entries: setters ignore them
 /// and getters return nothing (which is not the null mode).
@@ -41,11 +43,14 @@ class ZAR_DAWMuteRecMatrix {
 
   /// Writes all 3 x 64 entries to the file.
   void saveChanges() const;
-  /// Replaces every entry with the mode that the file names; writes nothing. A file whose content
-  /// is not taken (it does not parse, is too large or can't be read) changes nothing. A position that the file has no entry for (a short list, or no
-  /// file at all, which reads as empty) gets the null mode, as an unknown uuid does; so does every
-  /// position once the list is gone, since nothing can be resolved then.
+  /// Replaces every entry with the mode that the file names; writes nothing. A damaged file changes
+  /// nothing. A position that the file has no entry for (a short list, or no file at all, which
+  /// reads as empty) gets the null mode, as an unknown uuid does; so does every position once the
+  /// list is gone, since nothing can be resolved then. When any entry names a mode the list lacks,
+  /// the file is kept aside as `RecMuteMatrix.bin.modes-not-found-<time>` and the host told.
   void restoreMatrixFromFile();
+  /// What the host was told about the matrix file that still holds (see `SettingsFile`).
+  std::vector<ZAR_DAWSettingsFileStatus> settingsFileStatuses() const;
 
   /// Copies of the columns. The setters replace a whole column without saving; absent entries in
   /// it are stored as the null mode.
@@ -61,6 +66,8 @@ class ZAR_DAWMuteRecMatrix {
   void setAudioTrackModeList(const std::shared_ptr<ZAR_DAWAudioTrackModeList>& list);
 
  private:
+  using ModeSequence = ZAR_DAWAudioTrackModeList::ModeSequence;
+  zar::modes::SettingsFile::Loaded restoreFromFile();
   void setMode(ModeColumn& column, std::shared_ptr<ZAR_DAWAudioTrackMode> mode, std::int32_t trackIndex);
   std::shared_ptr<ZAR_DAWAudioTrackMode> modeAt(const ModeColumn& column, std::int32_t trackIndex) const;
   ModeColumn column(const ModeColumn& column) const;

@@ -51,8 +51,13 @@ class FileUtility {
   virtual FileChange write(const std::string& path, std::string_view content) = 0;
   /// Keeps the file at `path`, as it is now, under a new name beside it:
   /// `<name>.<tag>-<UTC time>` (with `-2`, `-3` ... when that is taken), so that a later write
-  /// over `path` can't lose it. Of the copies with this tag, only the newest `keep` stay.
+  /// over `path` can't lose it. Of the copies with this tag, only the newest `keep` stay. When the
+  /// newest copy with this tag already holds the file as it is now, no other is made and that copy
+  /// is the result: keeping the same file aside at every start fills no folder.
   virtual FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) = 0;
+  /// Removes the regular file at `path`; done when nothing is there afterwards. Anything else at
+  /// the path (a directory, a FIFO) is left and the removal fails.
+  virtual FileChange remove(const std::string& path) = 0;
 
   /// The whole regular file, or nothing when it can't be read.
   std::optional<std::string> readFile(const std::string& path) {

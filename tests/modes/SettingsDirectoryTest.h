@@ -33,6 +33,7 @@ class FaultyFiles final : public platform::FileUtility {
   platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override {
     return failKeepAside.empty() ? _files.keepAside(path, tag, keep) : platform::FileChange{false, {}, failKeepAside};
   }
+  platform::FileChange remove(const std::string& path) override { return _files.remove(path); }
 
  private:
   native::LocalFileUtility _files;
@@ -58,8 +59,11 @@ class SettingsDirectoryTest : public ::testing::Test {
   std::optional<std::string> contentOf(const std::string& fileName) const {
     return native::LocalFileUtility(directory.path()).readFile(path(fileName));
   }
+  /// A settings file as another program or machine writes it: with no copy of a save beside it.
   void putFile(const std::string& fileName, const std::string& content) const {
-    ASSERT_TRUE(native::LocalFileUtility(directory.path()).writeFileAtomically(path(fileName), content));
+    native::LocalFileUtility disk(directory.path());
+    ASSERT_TRUE(disk.remove(path(fileName) + ".last-saved").done);
+    ASSERT_TRUE(disk.writeFileAtomically(path(fileName), content));
   }
   std::vector<std::string> entries() const { return directory.entries(); }
   std::vector<std::string> logged(platform::LogFlag flag) const { return logger->messages(flag); }

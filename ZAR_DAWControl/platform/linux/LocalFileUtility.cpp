@@ -82,20 +82,30 @@ std::optional<std::tuple<std::string, unsigned>> copyOrder(const std::string& na
   return std::tuple{stamp, counter};
 }
 
-/// Removes the oldest copies beyond `keep`, never `made`.
-void pruneCopies(const fs::path& directory, const std::string& prefix, const std::string& made, std::size_t keep) {
+/// The copies starting with `prefix` in `directory`, oldest first.
+std::vector<std::string> copiesIn(const fs::path& directory, const std::string& prefix) {
   std::vector<std::tuple<std::string, unsigned, std::string>> copies;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(directory, error)) {
     const std::string name = entry.path().filename().string();
-    if (const auto order = copyOrder(name, prefix); order && name != made) {
+    if (const auto order = copyOrder(name, prefix)) {
       copies.emplace_back(std::get<0>(*order), std::get<1>(*order), name);
     }
   }
   std::sort(copies.begin(), copies.end());
+  std::vector<std::string> names;
+  for (auto& copy : copies) names.push_back(std::move(std::get<2>(copy)));
+  return names;
+}
+
+/// Removes the oldest copies beyond `keep`, never `made`.
+void pruneCopies(const fs::path& directory, const std::string& prefix, const std::string& made, std::size_t keep) {
+  std::vector<std::string> copies = copiesIn(directory, prefix);
+  std::erase(copies, made);
   const std::size_t others = keep > 0 ? keep - 1 : 0;
+  std::error_code error;
   for (std::size_t i = 0; i + others < copies.size(); ++i) {
-    fs::remove(directory / std::get<2>(copies[i]), error);
+    fs::remove(directory / copies[i], error);
   }
 }
 
@@ -233,6 +243,19 @@ FileChange LocalFileUtility::keepAside(const std::string& path, const std::strin
   }
   const fs::path target(*resolved);
   const std::string prefix = target.filename().string() + "." + tag + "-";
+  // A copy is a second link to the file: the newest copy is the file as it is now when both are
+  // the same inode.
+  struct stat file {};
+  if (::stat(target.c_str(), &file) != 0) {
+    return failed(errorText(errno));
+  }
+  if (const auto copies = copiesIn(directoryOf(target), prefix); !copies.empty()) {
+    const fs::path newest = directoryOf(target) / copies.back();
+    struct stat copy {};
+    if (::lstat(newest.c_str(), &copy) == 0 && copy.st_ino == file.st_ino && copy.st_dev == file.st_dev) {
+      return FileChange{true, newest.string(), {}};
+    }
+  }
   const std::string stamp =
       fmt::format("{:%Y%m%dT%H%M%SZ}", fmt::gmtime(std::chrono::system_clock::to_time_t(std::chrono::system_clock::now())));
   for (int attempt = 1; attempt <= 100; ++attempt) {
@@ -248,6 +271,20 @@ FileChange LocalFileUtility::keepAside(const std::string& path, const std::strin
     }
   }
   return failed(errorText(EEXIST));
+}
+
+FileChange LocalFileUtility::remove(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    return errno == ENOENT ? FileChange{true, {}, {}} : failed(errorText(errno));
+  }
+  if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+    return failed("not a regular file");
+  }
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+    return failed(errorText(errno));
+  }
+  return FileChange{true, {}, {}};
 }
 
 }  // namespace zar::native

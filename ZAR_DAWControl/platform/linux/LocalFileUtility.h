@@ -28,6 +28,8 @@ class LocalFileUtility final : public platform::FileUtility {
   platform::FileRead read(const std::string& path, std::size_t maximumSize) override;
   platform::FileChange write(const std::string& path, std::string_view content) override;
   platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override;
+  /// A symbolic link at `path` is removed itself, not the file it names.
+  platform::FileChange remove(const std::string& path) override;
 
  private:
   std::string _directory;

@@ -39,9 +39,19 @@ platform::FileChange MemoryFileUtility::keepAside(const std::string& path, const
   if (found == _files.end()) {
     return {false, {}, "no such file"};
   }
-  const std::string copy = path + "." + tag + "-" + std::to_string(++_copyCount);
-  _files.insert_or_assign(copy, found->second);
-  return {true, copy, {}};
+  std::string& newest = _newestCopies[path + "." + tag];
+  if (const auto copy = _files.find(newest); copy != _files.end() && copy->second == found->second) {
+    return {true, newest, {}};
+  }
+  newest = path + "." + tag + "-" + std::to_string(++_copyCount);
+  _files.insert_or_assign(newest, found->second);
+  return {true, newest, {}};
+}
+
+platform::FileChange MemoryFileUtility::remove(const std::string& path) {
+  const std::lock_guard lock(_mutex);
+  _files.erase(path);
+  return {true, {}, {}};
 }
 
 std::map<std::string, std::string> MemoryFileUtility::files() const {

@@ -12,6 +12,7 @@ namespace zar::sim {
 /// touches the disk. Writes always succeed and replace the whole content at once. A copy kept aside
 /// is named `<path>.<tag>-<n>`, counting copies from 1, as there is no wall clock to name it by;
 /// every copy stays as long as the object (no older ones are pruned).
+/// A copy of a file as it already is, with the same tag, is not made twice.
 class MemoryFileUtility final : public platform::FileUtility {
  public:
   explicit MemoryFileUtility(std::string applicationSupportDirectory);
@@ -21,6 +22,7 @@ class MemoryFileUtility final : public platform::FileUtility {
   platform::FileRead read(const std::string& path, std::size_t maximumSize) override;
   platform::FileChange write(const std::string& path, std::string_view content) override;
   platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override;
+  platform::FileChange remove(const std::string& path) override;
 
   /// Every file with its content, by path.
   std::map<std::string, std::string> files() const;
@@ -30,6 +32,8 @@ class MemoryFileUtility final : public platform::FileUtility {
   mutable std::mutex _mutex;
   std::map<std::string, std::string> _files;
   std::size_t _copyCount = 0;
+  /// The newest copy made of each file with each tag, by `<path>.<tag>`.
+  std::map<std::string, std::string> _newestCopies;
 };
 
 }  // namespace zar::sim
