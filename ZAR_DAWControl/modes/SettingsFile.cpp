@@ -98,7 +98,7 @@ SettingsFile::Loaded SettingsFile::readInto(google::protobuf::MessageLite& messa
         const std::uint32_t checksum = SavedCopy::checksum(file.content);
         if (saved && saved->content != file.content && saved->previousChecksum != checksum) {
           foundDamaged(where, "damaged",
-                       fmt::format("is not what was last saved there ({} bytes where {} were saved)",
+                       fmt::format("is not what was last saved there (its {} bytes differ from the {} saved)",
                                    file.content.size(), saved->content.size()),
                        true, toPost);
         } else if (!message.ParseFromString(file.content)) {

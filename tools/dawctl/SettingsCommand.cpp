@@ -9,17 +9,26 @@
 #include <charconv>
 #include <filesystem>
 #include <memory>
+#include <cstring>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "CommandLine.h"
 #include "Commands.h"
 #include "SettingsSession.h"
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/modes/SavedCopy.h"
+#include "ZAR_DAWControl/modes/SettingsFile.h"
+#include "ZAR_DAWControl/modes/Utf8Text.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
+#include "ZAR_DAWControl/platform/NotificationObservation.h"
+#include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
+#include "ZAR_DAWControl/platform/linux/SynchronousNotificationCenter.h"
 
 namespace dawctl {
 
@@ -100,32 +109,196 @@ std::int32_t parseTrack(const std::string& text) {
   return track;
 }
 
+// The settings content of a file: a copy of a save holds it after its header; any other file is
+// the content itself.
+std::string settingsContent(const std::string& content, bool& isSavedCopy) {
+  const auto copy = zar::modes::SavedCopy::decode(content);
+  isSavedCopy = copy.has_value();
+  return copy ? copy->content : content;
+}
+
+// The settings message the file's name says (a copy is named after its file), else nothing.
+const char* namedFileOf(const std::string& file) {
+  const std::string name = std::filesystem::path(file).filename().string();
+  for (const char* fileName : {ZAR_DAWAudioTrackModeList::fileName, ZAR_DAWMuteRecMatrix::fileName}) {
+    if (name.rfind(fileName, 0) == 0) return fileName;
+  }
+  return nullptr;
+}
+
 void decode(const std::string& file) {
-  const auto content = zar::native::LocalFileUtility(".").readFile(file);
-  if (!content) failSettingsCommand(fmt::format("cannot read {}", file), kExitFailure);
+  const auto read = zar::native::LocalFileUtility(".").readFile(file);
+  if (!read) failSettingsCommand(fmt::format("cannot read {}", file), kExitFailure);
+  bool isSavedCopy = false;
+  const std::string content = settingsContent(*read, isSavedCopy);
   ZAR_ProtoDAWAudioTrackModeList list;
   ZAR_ProtoDAWMuteRecMatrix matrix;
-  const std::string name = std::filesystem::path(file).filename().string();
   // The file's own name decides first; otherwise the message that explains every field, and the
   // list before the matrix.
-  const bool matrixFirst = name == ZAR_DAWMuteRecMatrix::fileName;
+  const char* named = namedFileOf(file);
+  const bool matrixFirst = named != nullptr && std::string_view(named) == ZAR_DAWMuteRecMatrix::fileName;
   const google::protobuf::Message* chosen = nullptr;
-  if (matrixFirst && parsesCleanly(matrix, *content)) {
+  if (matrixFirst && parsesCleanly(matrix, content)) {
     chosen = &matrix;
-  } else if (parsesCleanly(list, *content)) {
+  } else if (parsesCleanly(list, content)) {
     chosen = &list;
-  } else if (parsesCleanly(matrix, *content)) {
+  } else if (parsesCleanly(matrix, content)) {
     chosen = &matrix;
-  } else if (list.ParseFromString(*content)) {
+  } else if (list.ParseFromString(content)) {
     chosen = &list;
-  } else if (matrix.ParseFromString(*content)) {
+  } else if (matrix.ParseFromString(content)) {
     chosen = &matrix;
   } else {
     failSettingsCommand(fmt::format("{} is neither a mode list nor a mode matrix", file), kExitFailure);
   }
   std::string text;
   google::protobuf::TextFormat::PrintToString(*chosen, &text);
+  if (isSavedCopy) fmt::print("# the copy of a save, as the framework wrote it\n");
   fmt::print("# {}\n{}", chosen->GetTypeName(), text);
+}
+
+// What a copy beside a settings file holds, in a few words.
+std::string summary(const std::string& fileName, const std::string& content) {
+  if (std::string_view(fileName) == ZAR_DAWAudioTrackModeList::fileName) {
+    ZAR_ProtoDAWAudioTrackModeList list;
+    if (!list.ParseFromString(content)) return "not a mode list";
+    return fmt::format("{} modes", list.modes_size());
+  }
+  ZAR_ProtoDAWMuteRecMatrix matrix;
+  if (!matrix.ParseFromString(content)) return "not a mode matrix";
+  std::size_t assigned = 0;
+  for (const auto* uuids : {&matrix.rehearsemodeuuids(), &matrix.recordmodeuuids(), &matrix.reviewmodeuuids()}) {
+    assigned += static_cast<std::size_t>(
+        std::count_if(uuids->begin(), uuids->end(), [](const std::string& uuid) { return uuid != ZAR_DAWAudioTrackModeNullUUID; }));
+  }
+  return fmt::format("{} assignments", assigned);
+}
+
+// `settings status`: reads both files as the framework does at a start (keeping a damaged file
+// aside as it would), says what it found, and lists the copies beside each file. True when
+// neither file is damaged.
+bool status(const std::string& directoryOption) {
+  const std::string directory = settingsDirectory(directoryOption);
+  auto platform = std::make_shared<zar::platform::Platform>();
+  platform->fileUtility = std::make_shared<zar::native::LocalFileUtility>(directory);
+  platform->notificationCenter = std::make_shared<zar::native::SynchronousNotificationCenter>();
+  zar::platform::Platform::install(platform);
+  std::vector<ZAR_DAWSettingsFileStatus> statuses;
+  const zar::platform::NotificationObservation observation(
+      platform->notificationCenter, ZAR_DAWSettingsFileStatusNotification,
+      [&statuses](const zar::platform::Notification& notification) {
+        statuses.push_back(std::any_cast<ZAR_DAWSettingsFileStatus>(notification.object));
+      });
+  bool sound = true;
+  std::set<std::string> listUuids;
+  ZAR_ProtoDAWMuteRecMatrix storedMatrix;
+  bool bothTaken = true;
+  for (const char* fileName : {ZAR_DAWAudioTrackModeList::fileName, ZAR_DAWMuteRecMatrix::fileName}) {
+    const std::string where = (std::filesystem::path(directory) / fileName).string();
+    const zar::modes::SettingsFile file(fileName);
+    ZAR_ProtoDAWAudioTrackModeList list;
+    const bool isList = std::string_view(fileName) == ZAR_DAWAudioTrackModeList::fileName;
+    statuses.clear();
+    const auto loaded = file.readInto(isList ? static_cast<google::protobuf::MessageLite&>(list) : storedMatrix,
+                                      isList ? "a mode list" : "a mode matrix");
+    bothTaken = bothTaken && loaded == zar::modes::SettingsFile::Loaded::taken;
+    if (isList) {
+      for (const auto& mode : list.modes()) listUuids.insert(zar::modes::utf8TextFromBytes(mode.uuid()));
+    }
+    const bool hasCopy = zar::native::LocalFileUtility(directory).fileExists(where + std::string(zar::modes::SavedCopy::suffix));
+    fmt::print("{}: ", where);
+    if (!statuses.empty()) {
+      sound = false;
+      fmt::print("damaged\n  {}\n", statuses.front().description);
+      if (!statuses.front().lastSavedCopyPath.empty()) {
+        fmt::print("  to bring back the last version saved: dawctl settings restore {}{}\n",
+                   std::filesystem::path(statuses.front().lastSavedCopyPath).filename().string(),
+                   directoryOption.empty() ? "" : " --dir " + directoryOption);
+      }
+    } else if (loaded == zar::modes::SettingsFile::Loaded::missing) {
+      fmt::print("missing (the host's next start makes it)\n");
+    } else if (loaded == zar::modes::SettingsFile::Loaded::refused) {
+      sound = false;
+      fmt::print("not a regular file; the framework neither reads nor replaces it\n");
+    } else {
+      const auto content = zar::native::LocalFileUtility(directory).readFile(where).value_or("");
+      fmt::print("{} ({}{})\n", hasCopy ? "as last saved" : "read as it is", summary(fileName, content),
+                 hasCopy ? "" : "; no copy of a save beside it, so damage that still parses can't be told");
+    }
+    std::vector<std::string> copies;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+      const std::string name = entry.path().filename().string();
+      if (name.size() > std::strlen(fileName) && name.rfind(std::string(fileName) + ".", 0) == 0) copies.push_back(name);
+    }
+    std::sort(copies.begin(), copies.end());
+    for (const std::string& name : copies) {
+      const auto content = zar::native::LocalFileUtility(directory).readFile((std::filesystem::path(directory) / name).string());
+      bool isSavedCopy = false;
+      const std::string held = content ? settingsContent(*content, isSavedCopy) : std::string();
+      fmt::print("  beside it: {} ({}{})\n", name, isSavedCopy ? "a copy of a save: " : "",
+                 content ? summary(fileName, held) : "can't be read");
+    }
+  }
+  if (bothTaken) {
+    std::size_t notFound = 0;
+    for (const auto* uuids : {&storedMatrix.rehearsemodeuuids(), &storedMatrix.recordmodeuuids(), &storedMatrix.reviewmodeuuids()}) {
+      for (int index = 0; index < std::min(uuids->size(), 64); ++index) {
+        const std::string uuid = zar::modes::utf8TextFromBytes(uuids->Get(index));
+        if (uuid != ZAR_DAWAudioTrackModeNullUUID && !listUuids.contains(uuid)) ++notFound;
+      }
+    }
+    if (notFound > 0) {
+      fmt::print("{} assignments name modes that the list doesn't have: the host's next start reads them as no mode "
+                 "and keeps the matrix aside\n",
+                 notFound);
+    }
+  }
+  fmt::print("dawctl settings restore COPY{} puts a copy in place of its file\n",
+             directoryOption.empty() ? "" : " --dir " + directoryOption);
+  return sound;
+}
+
+// `settings restore`: puts the content of a copy beside a settings file (a copy of a save, or a
+// file kept aside) in place of that file, keeping the file as it is aside first, and writes the
+// copy of the save with it so that the next start takes it as saved.
+void restore(const std::string& directoryOption, const std::string& copyName) {
+  const std::string directory = settingsDirectory(directoryOption);
+  zar::native::LocalFileUtility disk(directory);
+  const std::string copyPath = copyName.find('/') == std::string::npos
+                                   ? (std::filesystem::path(directory) / copyName).string()
+                                   : copyName;
+  const char* fileName = namedFileOf(copyPath);
+  if (fileName == nullptr) {
+    failSettingsCommand(fmt::format("{} is not named after {} or {}", copyName, ZAR_DAWAudioTrackModeList::fileName,
+                                    ZAR_DAWMuteRecMatrix::fileName));
+  }
+  const auto read = disk.readFile(copyPath);
+  if (!read) failSettingsCommand(fmt::format("cannot read {}", copyPath), kExitFailure);
+  bool isSavedCopy = false;
+  const std::string content = settingsContent(*read, isSavedCopy);
+  const bool isList = std::string_view(fileName) == ZAR_DAWAudioTrackModeList::fileName;
+  ZAR_ProtoDAWAudioTrackModeList list;
+  ZAR_ProtoDAWMuteRecMatrix matrix;
+  if (!(isList ? list.ParseFromString(content) : matrix.ParseFromString(content))) {
+    failSettingsCommand(fmt::format("{} does not hold {}", copyPath, isList ? "a mode list" : "a mode matrix"),
+                        kExitFailure);
+  }
+  const std::string target = (std::filesystem::path(directory) / fileName).string();
+  std::string keptNote;
+  if (disk.fileExists(target) && disk.readFile(target) != content) {
+    const auto kept = disk.keepAside(target, "replaced", zar::modes::SettingsFile::keptCopies);
+    if (!kept.done) failSettingsCommand(fmt::format("cannot keep {} aside: {}", target, kept.failure), kExitFailure);
+    keptNote = fmt::format("; the file as it was is kept as {}", std::filesystem::path(kept.path).filename().string());
+  }
+  const std::string savedPath = target + std::string(zar::modes::SavedCopy::suffix);
+  if (!disk.writeFileAtomically(savedPath, zar::modes::SavedCopy::encode(content, std::nullopt)) ||
+      !disk.writeFileAtomically(target, content)) {
+    failSettingsCommand(fmt::format("cannot write {}", target), kExitFailure);
+  }
+  fmt::print("restored {} from {} ({}){}\n", fileName, std::filesystem::path(copyPath).filename().string(),
+             summary(fileName, content), keptNote);
+  fmt::print("a host that is running saves its own modes over it at its next change; restart it to read them\n");
 }
 
 CLI::App* withDirectory(CLI::App* command, const std::shared_ptr<DirectoryChoice>& directory) {
@@ -263,6 +436,24 @@ void addSettingsCommand(CLI::App& app) {
                  modeLabel(opened.matrix->recordModeAtTrackIndex(index)),
                  modeLabel(opened.matrix->reviewModeAtTrackIndex(index)));
     });
+  }
+  {
+    auto directory = std::make_shared<DirectoryChoice>();
+    auto* command = settings->add_subcommand(
+        "status", "Say whether the two files are as last saved, and list the copies kept beside them");
+    addDirectoryOptions(*command, directory, false);
+    command->callback([directory] {
+      if (!status(checkedDirectory("settings", *directory))) throw CLI::RuntimeError(kExitFailure);
+    });
+  }
+  {
+    auto directory = std::make_shared<DirectoryChoice>();
+    auto copy = std::make_shared<std::string>();
+    auto* command = settings->add_subcommand(
+        "restore", "Put a copy kept beside a settings file (as settings status lists them) in place of that file");
+    addDirectoryOptions(*command, directory, false);
+    command->add_option("COPY", *copy, "The copy's name in the settings directory, or its path")->required();
+    command->callback([directory, copy] { restore(checkedDirectory("settings", *directory), *copy); });
   }
   {
     auto file = std::make_shared<std::string>();

@@ -5,31 +5,71 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <vector>
 
+#include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/modes/SavedCopy.h"
 #include "ZAR_DAWControl/modes/SettingsFile.h"
-#include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
+#include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/linux/SynchronousNotificationCenter.h"
 
 namespace dawctl {
 
+namespace {
+
+using Status = ZAR_DAWSettingsFileStatus;
+
+const char* const settingsFileNames[] = {ZAR_DAWAudioTrackModeList::fileName, ZAR_DAWMuteRecMatrix::fileName};
+
+}  // namespace
+
 void failSettingsCommand(const std::string& message, int exitCode) { failCommand("settings", message, exitCode); }
 
+std::string settingsDirectory(const std::string& directory) {
+  return directory.empty() ? zar::native::LocalFileUtility::defaultApplicationSupportDirectory(
+                                 zar::platform::HostIdentity{}.applicationName)
+                           : directory;
+}
+
 SettingsSession::SettingsSession(const std::string& directory)
-    : _directory(directory.empty() ? zar::native::LocalFileUtility::defaultApplicationSupportDirectory(
-                                         zar::platform::HostIdentity{}.applicationName)
-                                   : directory),
+    : _directory(settingsDirectory(directory)),
       _disk(_directory),
       _memory(std::make_shared<zar::sim::MemoryFileUtility>(_directory)) {
-  load<ZAR_ProtoDAWAudioTrackModeList>(ZAR_DAWAudioTrackModeList::fileName, "a mode list");
-  load<ZAR_ProtoDAWMuteRecMatrix>(ZAR_DAWMuteRecMatrix::fileName, "a mode matrix");
+  for (const char* fileName : settingsFileNames) {
+    load(path(fileName));
+    load(path(fileName) + std::string(zar::modes::SavedCopy::suffix));
+  }
   auto platform = std::make_shared<zar::platform::Platform>();
   platform->fileUtility = _memory;
+  platform->notificationCenter = std::make_shared<zar::native::SynchronousNotificationCenter>();
   zar::platform::Platform::install(platform);
+  std::vector<Status> statuses;
+  const zar::platform::NotificationObservation observation(
+      platform->notificationCenter, ZAR_DAWSettingsFileStatusNotification,
+      [&statuses](const zar::platform::Notification& notification) {
+        statuses.push_back(std::any_cast<Status>(notification.object));
+      });
   list = std::make_shared<ZAR_DAWAudioTrackModeList>();
   matrix = std::make_unique<ZAR_DAWMuteRecMatrix>(list);
+  for (const Status& status : statuses) {
+    if (status.event == Status::Event::damaged) {
+      failSettingsCommand(fmt::format("{} is damaged and left as it is; dawctl settings status{} says what is wrong "
+                                      "and how to bring back its last saved version",
+                                      status.path, directory.empty() ? "" : " --dir " + directory),
+                          kExitFailure);
+    }
+  }
+  // The paths of copies made in memory mean nothing on disk; the copy is made at the commit.
+  for (const Status& status : statuses) {
+    if (status.event == Status::Event::modesNotFound) {
+      fmt::print(stderr, "dawctl settings: {}: {}\n", status.path,
+                 status.description.substr(0, status.description.find(" It is kept")));
+    }
+  }
 }
 
 std::shared_ptr<ZAR_DAWAudioTrackMode> SettingsSession::resolve(const std::string& text, bool allowNone) const {
@@ -47,15 +87,42 @@ std::shared_ptr<ZAR_DAWAudioTrackMode> SettingsSession::resolve(const std::strin
 }
 
 void SettingsSession::commit() {
-  bool directoryMade = false;
-  for (const auto& [where, content] : _memory->files()) {
+  const auto files = _memory->files();
+  // The framework keeps a copy aside in memory as `<file>.<tag>-<n>`; on disk the same copy is
+  // made, before the file is written, for each file that is written.
+  std::vector<std::pair<std::string, std::string>> keptAside;  // file, tag
+  std::vector<std::string> changed;
+  for (const auto& [where, content] : files) {
     const auto original = _original.find(where);
     if (original != _original.end() && original->second == content) continue;
-    if (!directoryMade) {
-      _disk.applicationSupportDirectoryPath();
-      directoryMade = true;
+    std::string file;
+    for (const char* fileName : settingsFileNames) {
+      for (const std::string& known : {path(fileName), path(fileName) + std::string(zar::modes::SavedCopy::suffix)}) {
+        if (where == known) changed.push_back(where);
+        if (where.size() > known.size() + 1 && where.compare(0, known.size() + 1, known + ".") == 0 &&
+            known.size() > file.size()) {
+          file = known;
+        }
+      }
     }
-    if (!_disk.writeFileAtomically(where, content)) failSettingsCommand(fmt::format("cannot write {}", where), kExitFailure);
+    if (!file.empty() && std::find(changed.begin(), changed.end(), where) == changed.end()) {
+      const std::string tagged = where.substr(file.size() + 1);
+      keptAside.emplace_back(file, tagged.substr(0, tagged.rfind('-')));
+    }
+  }
+  if (changed.empty()) return;
+  _disk.applicationSupportDirectoryPath();
+  for (const auto& [file, tag] : keptAside) {
+    if (std::find(changed.begin(), changed.end(), file) == changed.end() || !_disk.fileExists(file)) continue;
+    const auto kept = _disk.keepAside(file, tag, zar::modes::SettingsFile::keptCopies);
+    if (!kept.done) failSettingsCommand(fmt::format("cannot keep {} aside: {}", file, kept.failure), kExitFailure);
+  }
+  // Each copy of a save before its file, as the framework writes them.
+  std::sort(changed.begin(), changed.end(), [](const std::string& a, const std::string& b) { return a > b; });
+  for (const std::string& where : changed) {
+    if (!_disk.writeFileAtomically(where, files.at(where))) {
+      failSettingsCommand(fmt::format("cannot write {}", where), kExitFailure);
+    }
   }
 }
 
@@ -63,16 +130,10 @@ std::string SettingsSession::path(const char* fileName) const {
   return (std::filesystem::path(_directory) / fileName).string();
 }
 
-template <typename Message>
-void SettingsSession::load(const char* fileName, const char* what) {
-  const std::string where = path(fileName);
+void SettingsSession::load(const std::string& where) {
   if (!_disk.fileExists(where)) return;
   const std::optional<std::string> content = _disk.readFile(where);
   if (!content) failSettingsCommand(fmt::format("cannot read {}", where), kExitFailure);
-  Message message;
-  if (content->size() > zar::modes::SettingsFile::maximumSize || !message.ParseFromString(*content)) {
-    failSettingsCommand(fmt::format("{} does not hold {}; it is left as it is", where, what), kExitFailure);
-  }
   _memory->writeFileAtomically(where, *content);
   _original.emplace(where, *content);
 }

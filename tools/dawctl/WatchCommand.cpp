@@ -35,6 +35,10 @@ std::string trackList(const ZAR_DAWApplication& application) {
 
 // What a notification tells the host, as one line.
 std::string describe(const zar::platform::Notification& notification) {
+  if (notification.name == ZAR_DAWSettingsFileStatusNotification) {
+    return fmt::format("{}: {}", notification.name,
+                       std::any_cast<const ZAR_DAWSettingsFileStatus&>(notification.object).description);
+  }
   const auto application = ZAR_DAWApplicationManager::sharedManager()->currentApplication();
   if (!application || notification.name == ZAR_DAWApplicationRemovedNotification) {
     return notification.name;
