@@ -45,10 +45,9 @@ std::uint32_t SavedCopy::checksum(std::string_view content) {
   return static_cast<std::uint32_t>(crc);
 }
 
-std::string SavedCopy::encode(std::string_view content, std::optional<std::uint32_t> previousChecksum) {
+std::string SavedCopy::encode(std::string_view content) {
   std::string bytes(header);
-  bytes += fmt::format("length {} crc32 {:08x} previous {}\n", content.size(), checksum(content),
-                       previousChecksum ? fmt::format("{:08x}", *previousChecksum) : std::string("none"));
+  bytes += fmt::format("length {} crc32 {:08x}\n", content.size(), checksum(content));
   bytes += content;
   return bytes;
 }
@@ -58,15 +57,8 @@ std::optional<SavedCopy> SavedCopy::decode(std::string_view bytes) {
   const auto length = field<std::size_t>(bytes, "length", 10);
   if (!length || !skip(bytes, " ")) return std::nullopt;
   const auto crc = field<std::uint32_t>(bytes, "crc32", 16);
-  if (!crc || !skip(bytes, " ")) return std::nullopt;
-  SavedCopy copy;
-  if (!skip(bytes, "previous none")) {
-    copy.previousChecksum = field<std::uint32_t>(bytes, "previous", 16);
-    if (!copy.previousChecksum) return std::nullopt;
-  }
-  if (!skip(bytes, "\n") || bytes.size() != *length || checksum(bytes) != *crc) return std::nullopt;
-  copy.content = std::string(bytes);
-  return copy;
+  if (!crc || !skip(bytes, "\n") || bytes.size() != *length || checksum(bytes) != *crc) return std::nullopt;
+  return SavedCopy{std::string(bytes)};
 }
 
 }  // namespace zar::modes

@@ -15,23 +15,20 @@ namespace zar::modes {
 /// The copy is a short text header, then the content byte for byte:
 ///
 ///     ZAR_DAWControl last saved settings 1
-///     length 1234 crc32 0a1b2c3d previous 4e5f6a7b
+///     length 1234 crc32 0a1b2c3d
 ///
-/// `crc32` checks the copy itself; `previous` is the checksum of the file the save replaced
-/// ("none" when there was none, or it was not one the framework trusted), so that a file left as it
-/// was by a save that never finished is not taken for damage.
+/// The checksum checks the copy itself: a damaged copy is never taken for the last save.
 struct SavedCopy {
   /// What follows a settings file's name to name its copy.
   static constexpr std::string_view suffix = ".last-saved";
 
   /// The copy's bytes.
-  static std::string encode(std::string_view content, std::optional<std::uint32_t> previousChecksum);
+  static std::string encode(std::string_view content);
   /// The copy in `bytes`; nothing when they are not a whole copy whose checksum holds.
   static std::optional<SavedCopy> decode(std::string_view bytes);
   static std::uint32_t checksum(std::string_view content);
 
   std::string content;
-  std::optional<std::uint32_t> previousChecksum;
 };
 
 }  // namespace zar::modes

@@ -49,6 +49,12 @@ std::optional<SavedCopy> lastSaved(platform::FileUtility& files, const std::stri
   return copy;
 }
 
+void removeLastSaved(platform::FileUtility& files, const std::string& path) {
+  if (const platform::FileChange removed = files.remove(lastSavedPath(path)); !removed.done) {
+    ZAR_LOG_ERROR("The copy of the last save of {} can be neither written nor removed ({})", path, removed.failure);
+  }
+}
+
 }  // namespace
 
 SettingsFile::SettingsFile(std::string fileName) : _fileName(std::move(fileName)) {}
@@ -74,13 +80,10 @@ SettingsFile::Loaded SettingsFile::readInto(google::protobuf::MessageLite& messa
   Loaded loaded = Loaded::refused;
   {
     const std::lock_guard lock(_mutex);
-    _trustedChecksum.reset();
     _found.reset();
     switch (file.status) {
       case FileRead::Status::missing:
-        // Gone since it was saved. A copy that names no earlier file is a first save that never
-        // finished: nothing was there to lose.
-        if (saved && saved->previousChecksum) {
+        if (saved) {
           foundDamaged(where, {}, "is missing", true, toPost);
         }
         loaded = Loaded::missing;
@@ -94,9 +97,8 @@ SettingsFile::Loaded SettingsFile::readInto(google::protobuf::MessageLite& messa
       case FileRead::Status::failed:
         foundDamaged(where, "unreadable", "can't be read (" + file.failure + ")", saved.has_value(), toPost);
         break;
-      case FileRead::Status::read: {
-        const std::uint32_t checksum = SavedCopy::checksum(file.content);
-        if (saved && saved->content != file.content && saved->previousChecksum != checksum) {
+      case FileRead::Status::read:
+        if (saved && saved->content != file.content) {
           foundDamaged(where, "damaged",
                        fmt::format("is not what was last saved there (its {} bytes differ from the {} saved)",
                                    file.content.size(), saved->content.size()),
@@ -105,15 +107,9 @@ SettingsFile::Loaded SettingsFile::readInto(google::protobuf::MessageLite& messa
           foundDamaged(where, "unreadable", "does not hold " + std::string(what), saved.has_value(), toPost);
           message.Clear();
         } else {
-          if (saved && saved->content != file.content) {
-            ZAR_LOG_WARN("Settings file {} is as it was before its last save, which did not finish; it is read as it is",
-                         where);
-          }
-          _trustedChecksum = checksum;
           loaded = Loaded::taken;
         }
         break;
-      }
     }
   }
   post(toPost);
@@ -211,18 +207,19 @@ bool SettingsFile::write(std::string_view content) const {
     } else {
       _keepAsideBeforeWriting.reset();
       _keepLastSavedBeforeWriting = false;
-      // The copy first: a save cut short between the two leaves the file as it was, which the
-      // copy names as the one it replaced.
-      if (!files->write(saved, SavedCopy::encode(content, _trustedChecksum)).done &&
-          !files->remove(saved).done) {
-        ZAR_LOG_ERROR("The copy of the last save of {} can be neither written nor removed", where);
+      // The copy first: a save cut short between the two leaves a file that differs from the copy,
+      // which is then told as damage with the copy, the newer of the two, ready to come back. A
+      // copy that can't be written, or whose file can't, is removed: it must never name content
+      // the file doesn't hold.
+      if (!files->write(saved, SavedCopy::encode(content)).done) {
+        removeLastSaved(*files, where);
       }
       const platform::FileChange change = files->write(where, content);
       if (!change.done) {
+        removeLastSaved(*files, where);
         writeFailed(where, change.failure, toPost);
       } else {
         written = true;
-        _trustedChecksum = SavedCopy::checksum(content);
         if (_writeFailing) {
           _writeFailing = false;
           _failing.reset();

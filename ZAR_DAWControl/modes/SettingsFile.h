@@ -25,8 +25,8 @@ namespace zar::modes {
 /// - Every save first writes a copy of the content beside the file, `<name>.last-saved` (see
 ///   `SavedCopy`). At the next read, a file that is not what that copy holds (cut, changed, gone)
 ///   is damaged even when it parses. A file with no copy beside it (one from another machine or
-///   another program) is read as it is. A copy that can't be written is removed, so it is never
-///   compared with a newer file; if it can't be removed either, it is left for the next save.
+///   another program) is read as it is. The copy is written before the file; when either write
+///   fails, the copy is removed, so that it never names content the file doesn't hold.
 /// - A damaged file (not what was last saved, unparsable, too large, unreadable) is not used, left
 ///   in place, and kept aside at once as `<name>.<tag>-<time>`: `damaged` when it differs from the
 ///   last save, `unreadable` otherwise. The copy of the last save is kept as
@@ -85,8 +85,6 @@ class SettingsFile {
 
   const std::string _fileName;
   mutable std::mutex _mutex;
-  /// The checksum of the file on disk when the framework wrote it or found it as it last saved it.
-  mutable std::optional<std::uint32_t> _trustedChecksum;
   /// The tag to keep the file aside with before the next write, when that couldn't be done at once.
   mutable std::optional<std::string> _keepAsideBeforeWriting;
   mutable bool _keepLastSavedBeforeWriting = false;

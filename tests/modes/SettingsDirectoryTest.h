@@ -14,29 +14,32 @@
 
 namespace zar::test {
 
-/// Local files whose writes and copies fail on request, with the reason a full or read-only disk
-/// would give.
+/// Files (local ones, or any others) whose writes and copies fail on request, with the reason a
+/// full or read-only disk would give.
 class FaultyFiles final : public platform::FileUtility {
  public:
-  explicit FaultyFiles(std::string directory) : _files(std::move(directory)) {}
-  std::string failWrites;     ///< writes fail with this reason unless empty
-  std::string failKeepAside;  ///< copies fail with this reason unless empty
+  explicit FaultyFiles(std::string directory) : _files(std::make_shared<native::LocalFileUtility>(std::move(directory))) {}
+  explicit FaultyFiles(std::shared_ptr<platform::FileUtility> files) : _files(std::move(files)) {}
+  std::string failWrites;           ///< writes fail with this reason unless empty
+  std::string failWritesEndingWith; ///< ... only those to paths ending so, unless empty
+  std::string failKeepAside;        ///< copies fail with this reason unless empty
 
-  std::string applicationSupportDirectoryPath() override { return _files.applicationSupportDirectoryPath(); }
-  bool fileExists(const std::string& path) override { return _files.fileExists(path); }
+  std::string applicationSupportDirectoryPath() override { return _files->applicationSupportDirectoryPath(); }
+  bool fileExists(const std::string& path) override { return _files->fileExists(path); }
   platform::FileRead read(const std::string& path, std::size_t maximumSize) override {
-    return _files.read(path, maximumSize);
+    return _files->read(path, maximumSize);
   }
   platform::FileChange write(const std::string& path, std::string_view content) override {
-    return failWrites.empty() ? _files.write(path, content) : platform::FileChange{false, {}, failWrites};
+    const bool fails = !failWrites.empty() && (failWritesEndingWith.empty() || path.ends_with(failWritesEndingWith));
+    return fails ? platform::FileChange{false, {}, failWrites} : _files->write(path, content);
   }
   platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override {
-    return failKeepAside.empty() ? _files.keepAside(path, tag, keep) : platform::FileChange{false, {}, failKeepAside};
+    return failKeepAside.empty() ? _files->keepAside(path, tag, keep) : platform::FileChange{false, {}, failKeepAside};
   }
-  platform::FileChange remove(const std::string& path) override { return _files.remove(path); }
+  platform::FileChange remove(const std::string& path) override { return _files->remove(path); }
 
  private:
-  native::LocalFileUtility _files;
+  std::shared_ptr<platform::FileUtility> _files;
 };
 
 /// A fixture whose platform keeps the settings files in a fresh temporary directory and captures

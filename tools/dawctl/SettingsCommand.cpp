@@ -292,7 +292,7 @@ void restore(const std::string& directoryOption, const std::string& copyName) {
     keptNote = fmt::format("; the file as it was is kept as {}", std::filesystem::path(kept.path).filename().string());
   }
   const std::string savedPath = target + std::string(zar::modes::SavedCopy::suffix);
-  if (!disk.writeFileAtomically(savedPath, zar::modes::SavedCopy::encode(content, std::nullopt)) ||
+  if (!disk.writeFileAtomically(savedPath, zar::modes::SavedCopy::encode(content)) ||
       !disk.writeFileAtomically(target, content)) {
     failSettingsCommand(fmt::format("cannot write {}", target), kExitFailure);
   }
