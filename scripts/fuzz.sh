@@ -11,6 +11,7 @@ cd "$(dirname "$0")/.."
 targets=(
   zar_fuzz_mode_list
   zar_fuzz_mute_rec_matrix
+  zar_fuzz_settings_pair
   zar_fuzz_preferences
   zar_fuzz_midi_splitter
   zar_fuzz_timecode

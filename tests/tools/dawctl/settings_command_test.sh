@@ -75,6 +75,23 @@ grep -q 'track 63: rehearse="Play" record=none review=none' "$work/show" || fail
 "$dawctl" settings show --dir "$dir" >"$work/show"
 grep -q 'track 63' "$work/show" && fail "cleared assignment still shown"
 
+# Damage that still parses (a byte changed in a mode's name) refuses every command but status,
+# which names it with the copy of the last save; restore brings that back.
+cp "$list" "$work/list.good"
+perl -pi -e 's/Mute/Mutf/' "$list"
+refused settings show --dir "$dir"
+if "$dawctl" settings status --dir "$dir" >"$work/status"; then fail "status found no damage"; fi
+grep -q "AudioTrackModeList.bin is not what was last saved there" "$work/status" || fail "damage not named"
+copy=$(sed -n 's/.*to bring back the last version saved: dawctl settings restore \([^ ]*\) .*/\1/p' "$work/status")
+[ -n "$copy" ] || fail "no copy to bring back named"
+"$dawctl" settings restore "$copy" --dir "$dir" >/dev/null
+cmp -s "$list" "$work/list.good" || fail "restore did not bring back the last save"
+"$dawctl" settings status --dir "$dir" >"$work/status" || fail "restored files still damaged"
+grep -q "RecMuteMatrix.bin: as last saved" "$work/status" || fail "matrix not as last saved"
+"$dawctl" settings decode "$list.last-saved" >"$work/decoded"
+grep -q '^# the copy of a save' "$work/decoded" || fail "copy of a save not decoded"
+refused settings restore "$work/named-by-content" --dir "$dir"
+
 # A file that does not parse is neither used nor overwritten.
 printf '\xff\xff\xffnot a message' >"$list"
 cp "$list" "$work/list.before"

@@ -24,4 +24,9 @@ grep -qxF '[   5.050] ZAR_DAWApplicationRemoved' "$work/out" || fail "no Removed
 [ "$(grep -c 'ZAR_DAWApplicationAdded' "$work/out")" -eq 1 ] || fail "Added more than once"
 [ "$(grep -c 'ZAR_DAWApplicationRemoved' "$work/out")" -eq 1 ] || fail "Removed more than once"
 [ -f "$work/support/AudioTrackModeList.bin" ] && [ -f "$work/support/RecMuteMatrix.bin" ] || fail "no settings files"
+# A settings file damaged since its last save is told before anything else.
+printf 'x' >>"$work/support/RecMuteMatrix.bin"
+"$dawctl" watch --virtual-time --seconds 1 --dir "$work/support" >"$work/out" 2>/dev/null
+head -n 1 "$work/out" | grep -q "^\[   0.000\] ZAR_DAWSettingsFileStatus: Settings file .*/RecMuteMatrix.bin is not what was last saved there" ||
+  fail "the damaged matrix is not told first"
 echo "watch: ok"
