@@ -19,7 +19,8 @@
 #include "ZAR_DAWControl/platform/sim/MemoryFileUtility.h"
 #include "modes/SettingsDirectoryTest.h"
 
-namespace {
+// Named apart: the unity builds put this file in one unit with the list's and the matrix's tests.
+namespace settings_file_test {
 
 using zar::modes::SavedCopy;
 using Event = ZAR_DAWSettingsFileStatus::Event;
@@ -272,4 +273,4 @@ TEST(SavedCopy, OnlyAWholeCopyWhoseChecksumHoldsIsTaken) {
   EXPECT_FALSE(SavedCopy::decode(bytes + "x").has_value());
 }
 
-}  // namespace
+}  // namespace settings_file_test
