@@ -20,9 +20,9 @@ namespace zar::native {
 ///
 /// The file is read once, at construction. A change is made in memory at once, where any thread
 /// reads it at once, and written to the file soon after by a thread of the store's own: the whole
-/// domain, atomically. The storing thread neither serialises nor writes, so its cost doesn't grow
-/// with the domain (a 100 MB file takes as long to write as it does). Changes that come while a
-/// write is under way are written together by the next one. `synchronize` waits for the file; the
+/// domain, atomically. The storing thread neither serialises nor writes: its cost doesn't grow with
+/// the domain, only the writer's does. Changes that come while a write is under way are written
+/// together by the next one. `synchronize` waits for the file; the
 /// destructor waits for the last change's write, and so does the process's exit for a store never
 /// destroyed (the one held by the platform installed for good). A write that fails is logged at
 /// error level once for a run of failures, and at warning level when a write works again; the
@@ -59,7 +59,7 @@ class PlistUserDefaults final : public platform::UserDefaults {
   std::optional<platform::PropertyValue> objectForKey(const std::string& key) const override;
   void setObject(const std::string& key, platform::PropertyValue value) override;
   void removeObjectForKey(const std::string& key) override;
-  /// After a failed write with no change since, writes once more. Never call it on the writer.
+  /// After a failed write with no change since, writes once more.
   bool synchronize() override;
 
   /// The file the domain persists to; nothing when it is kept in memory only.
