@@ -16,7 +16,8 @@ struct Slot {
 };
 
 // Never destroyed: a MIDI or pool thread may still ask for the platform while the process exits,
-// after static destructors have run.
+// after static destructors have run. (So neither are its services: the preferences store writes its
+// last change at exit by itself.)
 Slot& slot() {
   static Slot* const instance = new Slot;
   return *instance;

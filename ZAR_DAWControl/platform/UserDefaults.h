@@ -9,7 +9,8 @@
 namespace zar::platform {
 
 /// The per-user defaults store. Registered defaults are held in memory only; stored values take
-/// precedence over them and persist. Safe from any thread.
+/// precedence over them and persist: a stored value is read back at once, and saved soon after
+/// (and before the process ends). Safe from any thread.
 class UserDefaults {
  public:
   virtual ~UserDefaults() = default;
@@ -21,6 +22,9 @@ class UserDefaults {
   /// Stores a value and makes it last.
   virtual void setObject(const std::string& key, PropertyValue value) = 0;
   virtual void removeObjectForKey(const std::string& key) = 0;
+  /// Waits until everything stored so far is saved, or saving it failed; whether it is saved
+  /// (false, too, for a store that keeps its values in memory only).
+  virtual bool synchronize() = 0;
 
   /// NO when absent.
   bool boolForKey(const std::string& key) const;

@@ -2,7 +2,10 @@
 
 #include <fcntl.h>
 #include <plist/plist.h>
+#include <pthread.h>
 #include <pwd.h>
+#include <sched.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <limits>
 #include <system_error>
@@ -19,6 +23,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
 #include "ZAR_DAWControl/platform/linux/PropertyListNesting.h"
 
 namespace zar::native {
@@ -184,18 +189,71 @@ plist_t toNode(const PropertyValue& value) {
       value.storage);
 }
 
+/// The stores that have a writer, with the process that made each. Never destroyed: a store held
+/// for good (by the platform installed for the process's life) outlives static destruction.
+struct LivePreferenceStores {
+  std::mutex mutex;
+  std::map<PlistUserDefaults*, pid_t> stores;
+};
+
+LivePreferenceStores& livePreferenceStores();
+
+/// At exit, the last change of every store that is never destroyed reaches its file. A child
+/// forked without exec has none of its parent's writers: it leaves their files to the parent.
+void synchronizeLivePreferenceStores() {
+  LivePreferenceStores& live = livePreferenceStores();
+  const std::lock_guard lock(live.mutex);
+  for (const auto& [store, process] : live.stores) {
+    if (process == ::getpid()) store->synchronize();
+  }
+}
+
+LivePreferenceStores& livePreferenceStores() {
+  static LivePreferenceStores* const instance = [] {
+    auto* made = new LivePreferenceStores;
+    std::atexit(synchronizeLivePreferenceStores);
+    return made;
+  }();
+  return *instance;
+}
+
 }  // namespace
 
 void PlistUserDefaults::NodeDeleter::operator()(void* node) const { plist_free(node); }
 
-PlistUserDefaults::PlistUserDefaults(std::optional<std::string> path, std::shared_ptr<platform::Logger> logger)
-    : _path(std::move(path)), _logger(std::move(logger)), _files(std::string()) {
+PlistUserDefaults::PlistUserDefaults(std::optional<std::string> path, std::shared_ptr<platform::Logger> logger,
+                                     std::shared_ptr<platform::FileUtility> files)
+    : _path(std::move(path)),
+      _logger(std::move(logger)),
+      _files(files ? std::move(files) : std::make_shared<LocalFileUtility>(std::string())) {
   if (_path) {
-    load(*_path);
+    load(*_path);  // which may keep the domain in memory only
+  }
+  if (_path) {
+    _inFile = _stored;
+    _writer = std::thread([this] { writeChanges(); });
+    LivePreferenceStores& live = livePreferenceStores();
+    const std::lock_guard lock(live.mutex);
+    live.stores.emplace(this, ::getpid());
   }
 }
 
-PlistUserDefaults::~PlistUserDefaults() = default;
+PlistUserDefaults::~PlistUserDefaults() {
+  if (!_writer.joinable()) {
+    return;
+  }
+  {
+    LivePreferenceStores& live = livePreferenceStores();
+    const std::lock_guard lock(live.mutex);
+    live.stores.erase(this);
+  }
+  {
+    const std::lock_guard lock(_mutex);
+    _stopping = true;
+  }
+  _changed.notify_one();
+  _writer.join();
+}
 
 std::string PlistUserDefaults::defaultPath(const std::string& bundleIdentifier) {
   std::string name = bundleIdentifier;
@@ -209,7 +267,7 @@ std::string PlistUserDefaults::defaultPath(const std::string& bundleIdentifier) 
 
 void PlistUserDefaults::load(const std::string& path) {
   using Status = platform::FileRead::Status;
-  const platform::FileRead file = _files.read(path, std::numeric_limits<std::uint32_t>::max());
+  const platform::FileRead file = _files->read(path, std::numeric_limits<std::uint32_t>::max());
   switch (file.status) {
     case Status::missing:
       return;
@@ -267,7 +325,7 @@ void PlistUserDefaults::load(const std::string& path) {
     const std::string name = key != nullptr ? key : "";
     std::free(key);
     if (auto value = fromNode(item)) {
-      _stored.insert_or_assign(name, std::move(*value));
+      _stored.insert_or_assign(name, std::make_shared<const PropertyValue>(std::move(*value)));
     } else {
       log(LogFlag::warning, __func__, __LINE__,
           fmt::format("Preference \"{}\" in {} holds a date or uid; it is kept in the file but can't be read", name,
@@ -307,14 +365,18 @@ void PlistUserDefaults::registerDefaults(const PropertyDictionary& defaults) {
 }
 
 std::optional<PropertyValue> PlistUserDefaults::objectForKey(const std::string& key) const {
-  const std::lock_guard lock(_mutex);
-  if (const auto stored = _stored.find(key); stored != _stored.end()) {
-    return stored->second;
+  std::shared_ptr<const PropertyValue> stored;
+  {
+    const std::lock_guard lock(_mutex);
+    if (const auto found = _stored.find(key); found != _stored.end()) {
+      stored = found->second;
+    } else if (const auto registered = _registered.find(key); registered != _registered.end()) {
+      return registered->second;
+    } else {
+      return std::nullopt;
+    }
   }
-  if (const auto registered = _registered.find(key); registered != _registered.end()) {
-    return registered->second;
-  }
-  return std::nullopt;
+  return *stored;  // copied outside the lock: a large value holds up no other thread
 }
 
 void PlistUserDefaults::setObject(const std::string& key, PropertyValue value) {
@@ -324,29 +386,116 @@ void PlistUserDefaults::setObject(const std::string& key, PropertyValue value) {
                     maximumNesting));
     return;
   }
-  std::uint64_t generation = 0;
-  std::string xml;
-  {
-    const std::lock_guard lock(_mutex);
-    _stored.insert_or_assign(key, std::move(value));
-    _unrepresentable.erase(key);
-    generation = ++_generation;
-    if (_path) xml = serialize();
-  }
-  write(generation, xml);
+  change(key, std::make_shared<const PropertyValue>(std::move(value)));
 }
 
-void PlistUserDefaults::removeObjectForKey(const std::string& key) {
-  std::uint64_t generation = 0;
-  std::string xml;
+void PlistUserDefaults::removeObjectForKey(const std::string& key) { change(key, nullptr); }
+
+void PlistUserDefaults::change(const std::string& key, std::shared_ptr<const PropertyValue> value) {
+  // Values let go of here are released after the lock: freeing a large one holds up nobody.
+  std::shared_ptr<const PropertyValue> replaced;
+  std::shared_ptr<const PropertyValue> superseded;
   {
     const std::lock_guard lock(_mutex);
-    _stored.erase(key);
-    _unrepresentable.erase(key);
-    generation = ++_generation;
-    if (_path) xml = serialize();
+    if (value) {
+      replaced = std::exchange(_stored[key], value);
+    } else if (const auto stored = _stored.find(key); stored != _stored.end()) {
+      replaced = std::move(stored->second);
+      _stored.erase(stored);
+    }
+    if (!_path) {
+      return;
+    }
+    // Even a key that isn't stored is written as removed: the file may hold it as a date.
+    superseded = std::exchange(_pending[key], std::move(value));
+    ++_generation;
   }
-  write(generation, xml);
+  _changed.notify_one();
+}
+
+bool PlistUserDefaults::synchronize() {
+  if (!_path) {
+    return false;
+  }
+  std::unique_lock lock(_mutex);
+  if (_writtenGeneration == _generation) {
+    return true;
+  }
+  if (_pending.empty() && _attemptedGeneration == _generation) {
+    // The last write failed and nothing has changed since: try once more.
+    ++_generation;
+    _writeAgain = true;
+    _changed.notify_one();
+  }
+  const std::uint64_t generation = _generation;
+  _written.wait(lock, [&] { return _attemptedGeneration >= generation; });
+  return _writtenGeneration >= generation;
+}
+
+void PlistUserDefaults::writeChanges() {
+  // A batch thread never takes the processor from the thread that wakes it: otherwise, on a busy
+  // machine, the storing thread waited milliseconds for the writer's serialisation to yield. Where
+  // the policy is refused, the writer runs as any other thread.
+  const sched_param batch{};
+  ::pthread_setschedparam(::pthread_self(), SCHED_BATCH, &batch);
+  std::unique_lock lock(_mutex);
+  for (;;) {
+    _changed.wait(lock, [this] { return !_pending.empty() || _writeAgain || _stopping; });
+    if (_pending.empty() && !_writeAgain) {
+      return;  // stopping, with everything written
+    }
+    Values changes = std::exchange(_pending, {});
+    const std::uint64_t generation = _generation;
+    _writeAgain = false;
+    lock.unlock();
+    for (auto& [key, value] : changes) {
+      _unrepresentable.erase(key);
+      if (value) {
+        _inFile.insert_or_assign(key, std::move(value));
+      } else {
+        _inFile.erase(key);
+      }
+    }
+    changes.clear();
+    const bool written = writeFile();
+    lock.lock();
+    _attemptedGeneration = generation;
+    if (written) {
+      _writtenGeneration = generation;
+    }
+    _written.notify_all();
+  }
+}
+
+bool PlistUserDefaults::writeFile() {
+  const fs::path target(*_path);
+  std::error_code error;
+  if (target.has_parent_path()) {
+    fs::create_directories(target.parent_path(), error);
+  }
+  platform::FileChange written;
+  try {
+    const std::string xml = serialize();
+    written = xml.empty() ? platform::FileChange{false, {}, "libplist made no XML of it"} : _files->write(*_path, xml);
+  } catch (const std::exception& failure) {  // memory for the text of a large domain, say
+    written.failure = failure.what();
+  }
+  if (!written.done) {
+    // Once for a run of failures: every change writes, and the log would fill with the same.
+    if (!_writeFailing) {
+      _writeFailing = true;
+      log(LogFlag::error, __func__, __LINE__,
+          fmt::format("Can't write preferences file {}: {}; the preferences are kept in memory and written at the "
+                      "next change",
+                      *_path, written.failure));
+    }
+    return false;
+  }
+  if (_writeFailing) {
+    _writeFailing = false;
+    log(LogFlag::warning, __func__, __LINE__, fmt::format("Preferences file {} is written again", *_path));
+  }
+  return true;
 }
 
 std::string PlistUserDefaults::serialize() const {
@@ -354,8 +503,8 @@ std::string PlistUserDefaults::serialize() const {
   for (const auto& [key, node] : _unrepresentable) {
     plist_dict_set_item(root.get(), key.c_str(), plist_copy(node.get()));
   }
-  for (const auto& [key, value] : _stored) {
-    plist_dict_set_item(root.get(), key.c_str(), toNode(value));
+  for (const auto& [key, value] : _inFile) {
+    plist_dict_set_item(root.get(), key.c_str(), toNode(*value));
   }
   char* text = nullptr;
   std::uint32_t length = 0;
@@ -363,26 +512,6 @@ std::string PlistUserDefaults::serialize() const {
   std::string xml = text != nullptr ? std::string(text, length) : std::string();
   plist_to_xml_free(text);
   return xml;
-}
-
-void PlistUserDefaults::write(std::uint64_t generation, const std::string& xml) {
-  if (!_path) {
-    return;
-  }
-  const std::lock_guard lock(_writeMutex);
-  if (generation <= _writtenGeneration) {
-    return;  // a later change has been written already and holds this one too
-  }
-  const fs::path target(*_path);
-  std::error_code error;
-  if (target.has_parent_path()) {
-    fs::create_directories(target.parent_path(), error);
-  }
-  if (xml.empty() || !_files.writeFileAtomically(*_path, xml)) {
-    log(LogFlag::error, __func__, __LINE__, fmt::format("Can't write preferences file {}", *_path));
-    return;
-  }
-  _writtenGeneration = generation;
 }
 
 void PlistUserDefaults::log(LogFlag flag, const char* function, int line, std::string message) const {

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -12,14 +14,19 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "ZAR_DAWControl/platform/Platform.h"
+#include "ZAR_DAWControl/platform/linux/LocalFileUtility.h"
 #include "ZAR_DAWControl/platform/linux/PlistUserDefaults.h"
 #include "support/CapturingLogger.h"
 #include "support/TemporaryDirectory.h"
+#include "support/Watchdog.h"
 
 namespace {
 
@@ -95,6 +102,57 @@ PropertyValue nestedValue(std::size_t arrays) {
   for (std::size_t i = 1; i < arrays; ++i) value = PropertyArray{value};
   return value;
 }
+
+/// The local file system, counting writes; while held, a write waits until it is let go.
+class HeldFiles final : public zar::platform::FileUtility {
+ public:
+  void hold() {
+    const std::lock_guard lock(_mutex);
+    _held = true;
+  }
+  void letGo() {
+    const std::lock_guard lock(_mutex);
+    _held = false;
+    _changed.notify_all();
+  }
+  /// Waits until a write waits for the hold.
+  void waitForAHeldWrite() {
+    std::unique_lock lock(_mutex);
+    _changed.wait(lock, [this] { return _waiting > 0; });
+  }
+  int writes() const {
+    const std::lock_guard lock(_mutex);
+    return _writes;
+  }
+
+  std::string applicationSupportDirectoryPath() override { return _local.applicationSupportDirectoryPath(); }
+  bool fileExists(const std::string& path) override { return _local.fileExists(path); }
+  zar::platform::FileRead read(const std::string& path, std::size_t maximumSize) override {
+    return _local.read(path, maximumSize);
+  }
+  zar::platform::FileChange write(const std::string& path, std::string_view content) override {
+    {
+      std::unique_lock lock(_mutex);
+      ++_waiting;
+      _changed.notify_all();
+      _changed.wait(lock, [this] { return !_held; });
+      --_waiting;
+      ++_writes;
+    }
+    return _local.write(path, content);
+  }
+  zar::platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override {
+    return _local.keepAside(path, tag, keep);
+  }
+
+ private:
+  zar::native::LocalFileUtility _local{std::string()};
+  mutable std::mutex _mutex;
+  std::condition_variable _changed;
+  bool _held = false;
+  int _waiting = 0;
+  int _writes = 0;
+};
 
 class PlistUserDefaultsTest : public ::testing::Test {
  protected:
@@ -213,6 +271,7 @@ TEST_F(PlistUserDefaultsTest, BadFilesAreMovedAsideByteForByteWithoutHarm) {
     EXPECT_THAT(errors(), ElementsAre(testing::AllOf(HasSubstr(path), HasSubstr(temp.file(names[0])), HasSubstr(reason))));
 
     defaults.setBool(true, "fresh");
+    ASSERT_TRUE(defaults.synchronize());
     EXPECT_EQ(readAll(temp.file(names[0])), content) << "the kept file is never touched again";
     EXPECT_TRUE(PlistUserDefaults(path, logger).boolForKey("fresh"));
   }
@@ -228,6 +287,7 @@ TEST_F(PlistUserDefaultsTest, NestingUpToTheLimitIsTakenAndNoDeeperValueIsStored
   EXPECT_TRUE(defaults.objectForKey("deepest").has_value());
   EXPECT_FALSE(defaults.objectForKey("too deep").has_value());
   EXPECT_THAT(errors(), ElementsAre(HasSubstr("too deep")));
+  ASSERT_TRUE(defaults.synchronize());
   EXPECT_TRUE(PlistUserDefaults(path, logger).objectForKey("deepest").has_value()) << "and the file reads back";
 }
 
@@ -243,6 +303,7 @@ TEST_F(PlistUserDefaultsTest, WhatCantBeMovedOrIsNoRegularFileLeavesTheDomainInM
     EXPECT_EQ(defaults.path(), std::nullopt);
     defaults.setInteger(4, "kept");
     EXPECT_EQ(defaults.integerForKey("kept"), 4);
+    EXPECT_FALSE(defaults.synchronize()) << "nothing is written";
     EXPECT_EQ(readAll("/proc/version"), before);
     EXPECT_THAT(errors(), ElementsAre(HasSubstr("memory only"))) << "one error, and no write attempt after it";
   }
@@ -257,6 +318,7 @@ TEST_F(PlistUserDefaultsTest, SymlinkStaysALinkWhenWrittenAndWhenItsFileIsMovedA
   writeAll(temp.file("dotfiles/prefs.plist"), "broken");
   PlistUserDefaults defaults(path, logger);
   defaults.setInteger(5, "value");  // written through both links to the file the bad one left
+  ASSERT_TRUE(defaults.synchronize());
   EXPECT_TRUE(fs::is_symlink(path) && fs::is_symlink(temp.file("hop")));
   EXPECT_EQ(temp.entries("dotfiles").size(), 2u) << "the bad file went aside beside its target";
   EXPECT_EQ(PlistUserDefaults(path, logger).integerForKey("value"), 5);
@@ -281,12 +343,14 @@ TEST_F(PlistUserDefaultsTest, DatesAreHiddenButWrittenBackUntilTheirKeyChanges) 
   EXPECT_EQ(logger->statements()[0].flag, LogFlag::warning);
 
   defaults.setInteger(6, "plain");
+  ASSERT_TRUE(defaults.synchronize());
   const Plist root = parseFile(path);
   ASSERT_TRUE(root && plist_dict_get_item(root.get(), "when") && plist_dict_get_item(root.get(), "nested"));
   EXPECT_EQ(plist_get_node_type(plist_dict_get_item(root.get(), "when")), PLIST_DATE);
   EXPECT_EQ(plist_array_get_size(plist_dict_get_item(root.get(), "nested")), 2u);
   defaults.setString("now", "when");
   defaults.removeObjectForKey("nested");
+  ASSERT_TRUE(defaults.synchronize());
   PlistUserDefaults restarted(path, logger);
   EXPECT_EQ(restarted.stringForKey("when"), "now");
   EXPECT_FALSE(restarted.objectForKey("nested").has_value());
@@ -294,7 +358,7 @@ TEST_F(PlistUserDefaultsTest, DatesAreHiddenButWrittenBackUntilTheirKeyChanges) 
   EXPECT_EQ(logger->statements().size(), 2u) << "nothing left to warn about";
 }
 
-TEST_F(PlistUserDefaultsTest, MissingDirectoryIsMadeAndAFailedWriteIsLogged) {
+TEST_F(PlistUserDefaultsTest, MissingDirectoryIsMadeAndAFailedWriteIsLoggedOnceUntilAWriteWorks) {
   const std::string nested = temp.file("a/b/prefs.plist");
   PlistUserDefaults(nested, logger).setBool(true, "made");
   EXPECT_TRUE(PlistUserDefaults(nested, logger).boolForKey("made"));
@@ -302,9 +366,72 @@ TEST_F(PlistUserDefaultsTest, MissingDirectoryIsMadeAndAFailedWriteIsLogged) {
   PlistUserDefaults defaults(nested, logger);
   fs::remove_all(temp.file("a"));
   writeAll(temp.file("a"), "a file where the directory was");
-  defaults.setInteger(9, "value");
+  for (const int value : {7, 8, 9}) {
+    defaults.setInteger(value, "value");
+    EXPECT_FALSE(defaults.synchronize());
+  }
+  EXPECT_FALSE(defaults.synchronize()) << "tried once more, in vain";
   EXPECT_EQ(defaults.integerForKey("value"), 9);
   EXPECT_THAT(errors(), ElementsAre(HasSubstr(nested)));
+
+  fs::remove(temp.file("a"));
+  EXPECT_TRUE(defaults.synchronize()) << "written with no further change";
+  EXPECT_THAT(logger->messages(LogFlag::warning), ElementsAre(HasSubstr("written again")));
+  EXPECT_EQ(PlistUserDefaults(nested, logger).integerForKey("value"), 9);
+  EXPECT_EQ(errors().size(), 1u);
+}
+
+TEST_F(PlistUserDefaultsTest, ChangesAreReadAtOnceAndThoseMadeDuringAWriteAreWrittenTogether) {
+  auto files = std::make_shared<HeldFiles>();
+  files->hold();
+  PlistUserDefaults defaults(path, logger, files);
+  // A store that waited for its own write would wait for the hold until this lets it go.
+  zar::test::Watchdog watchdog(std::chrono::seconds(30), [&] { files->letGo(); });
+  defaults.setInteger(0, "count");
+  files->waitForAHeldWrite();
+  for (int i = 1; i <= 100; ++i) {
+    defaults.setInteger(i, "count");
+    defaults.setInteger(i, "key" + std::to_string(i));
+    ASSERT_EQ(defaults.integerForKey("count"), i);
+  }
+  defaults.removeObjectForKey("key50");
+  EXPECT_FALSE(defaults.objectForKey("key50").has_value());
+  EXPECT_FALSE(fs::exists(path));
+
+  files->letGo();
+  EXPECT_TRUE(defaults.synchronize());
+  EXPECT_FALSE(watchdog.fired());
+  EXPECT_EQ(files->writes(), 2) << "the first change's write, then one for the 201 that came during it";
+  const Plist root = parseFile(path);
+  ASSERT_TRUE(root);
+  EXPECT_EQ(plist_dict_get_size(root.get()), 100u);
+  PlistUserDefaults restarted(path, logger);
+  EXPECT_EQ(restarted.integerForKey("count"), 100);
+  EXPECT_EQ(restarted.integerForKey("key100"), 100);
+  EXPECT_FALSE(restarted.objectForKey("key50").has_value());
+}
+
+using PlistUserDefaultsDeathTest = PlistUserDefaultsTest;
+
+// The platform installed for the process's life is never destroyed, nor is its store: exit is what
+// waits for the last change.
+TEST_F(PlistUserDefaultsDeathTest, ExitWritesTheLastChangeOfTheInstalledPlatformsStore) {
+  EXPECT_EXIT(
+      {
+        auto files = std::make_shared<HeldFiles>();
+        files->hold();
+        auto platform = std::make_shared<zar::platform::Platform>();
+        platform->userDefaults = std::make_shared<PlistUserDefaults>(path, nullptr, files);
+        zar::platform::Platform::install(platform);
+        platform->userDefaults->setBool(true, "first");
+        files->waitForAHeldWrite();
+        platform->userDefaults->setBool(true, "last");
+        files->letGo();
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+  PlistUserDefaults restarted(path, logger);
+  EXPECT_TRUE(restarted.boolForKey("first") && restarted.boolForKey("last"));
 }
 
 TEST(PlistUserDefaultsPath, FollowsAnAbsoluteXdgConfigHomeElseHomeElseTheUserDatabase) {
@@ -350,6 +477,7 @@ TEST_F(PlistUserDefaultsTest, ConcurrentWritersLeaveAWholeFileWithTheLastValues)
     });
   }
   for (auto& thread : threads) thread.join();
+  ASSERT_TRUE(defaults->synchronize());
   writing = false;
   fileReader.join();
 
