@@ -144,6 +144,7 @@ class HeldFiles final : public zar::platform::FileUtility {
   zar::platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override {
     return _local.keepAside(path, tag, keep);
   }
+  zar::platform::FileChange remove(const std::string& path) override { return _local.remove(path); }
 
  private:
   zar::native::LocalFileUtility _local{std::string()};
