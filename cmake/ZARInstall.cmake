@@ -16,8 +16,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/ZAR_DAWControl/
   PATTERN "protools/ProToolsTransport.h" EXCLUDE
   PATTERN "protools/ProToolsUI.h" EXCLUDE
   PATTERN "track/TrackUI.h" EXCLUDE
-  PATTERN "modes/Utf8Text.h" EXCLUDE
   PATTERN "modes/SavedCopy.h" EXCLUDE
+  PATTERN "platform/utility/Utf8Text.h" EXCLUDE
   PATTERN "platform/Log.h" EXCLUDE)
 install(FILES ${ZAR_VERSION_INCLUDE_DIR}/ZAR_DAWControl/ZAR_DAWControlVersion.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZAR_DAWControl)

@@ -87,11 +87,15 @@ zar::platform::TimerRef ZAR_DAWApplication::makeUIRefreshTimer() {
 // Class operations.
 
 const std::map<std::string, std::int32_t>& ZAR_DAWApplication::keyCodeMap() {
-  // Built once, safely from any thread; the digit keys' codes are not in numeric order.
-  static const std::map<std::string, std::int32_t> map{
-      {"0", 29}, {"1", 18}, {"2", 19}, {"3", 20}, {"4", 21},
-      {"5", 23}, {"6", 22}, {"7", 26}, {"8", 28}, {"9", 25},
-  };
+  // Built once, safely from any thread, from the keyboard layout (the digit keys' codes are not in
+  // numeric order).
+  static const std::map<std::string, std::int32_t> map = [] {
+    std::map<std::string, std::int32_t> digits;
+    for (char digit = '0'; digit <= '9'; ++digit) {
+      digits[std::string(1, digit)] = zar::platform::KeyboardLayout::keyCodeForCharacter(digit)->keyCode;
+    }
+    return digits;
+  }();
   return map;
 }
 

@@ -1,8 +1,8 @@
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
 
-#include "ZAR_DAWControl/modes/Utf8Text.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
 #include "ZAR_DAWControl/platform/utility/RandomString.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 
 namespace {
 constexpr std::size_t uuidLength = 16;
@@ -33,8 +33,8 @@ std::shared_ptr<ZAR_DAWAudioTrackMode> ZAR_DAWAudioTrackMode::createWithProtoObj
   const auto& message = *static_cast<const ZAR_ProtoDAWAudioTrackMode*>(protoObject);
   // make_shared cannot reach the private constructor.
   std::shared_ptr<ZAR_DAWAudioTrackMode> mode(new ZAR_DAWAudioTrackMode(NoUuid{}));
-  mode->_name = zar::modes::utf8TextFromBytes(message.name());
-  mode->_uuid = zar::modes::utf8TextFromBytes(message.uuid());
+  mode->_name = zar::platform::Utf8Text::repaired(message.name());
+  mode->_uuid = zar::platform::Utf8Text::repaired(message.uuid());
   mode->_beforeState = static_cast<ZAR_DAWTrackState>(message.beforestate());
   mode->_duringState = static_cast<ZAR_DAWTrackState>(message.duringstate());
   mode->_afterState = static_cast<ZAR_DAWTrackState>(message.afterstate());
@@ -59,7 +59,7 @@ std::optional<std::string> ZAR_DAWAudioTrackMode::name() const {
 }
 
 void ZAR_DAWAudioTrackMode::setName(std::optional<std::string> name) {
-  if (name) *name = zar::modes::utf8TextFromBytes(*name);
+  if (name) *name = zar::platform::Utf8Text::repaired(*name);
   const std::lock_guard lock(_textMutex);
   _name = std::move(name);
 }
@@ -70,7 +70,7 @@ std::optional<std::string> ZAR_DAWAudioTrackMode::uuid() const {
 }
 
 void ZAR_DAWAudioTrackMode::setUuid(std::optional<std::string> uuid) {
-  if (uuid) *uuid = zar::modes::utf8TextFromBytes(*uuid);
+  if (uuid) *uuid = zar::platform::Utf8Text::repaired(*uuid);
   const std::lock_guard lock(_textMutex);
   _uuid = std::move(uuid);
 }

@@ -10,8 +10,8 @@
 
 #include <fmt/format.h>
 
-#include "ZAR_DAWControl/modes/Utf8Text.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 
 namespace {
 
@@ -95,7 +95,7 @@ zar::modes::SettingsFile::Loaded ZAR_DAWMuteRecMatrix::restoreFromFile() {
   for (const auto* entries : stored) {
     const auto used = std::min(static_cast<std::size_t>(entries->size()), trackCount);
     for (std::size_t index = 0; index < used; ++index) {
-      uuids.push_back(zar::modes::utf8TextFromBytes(entries->Get(static_cast<int>(index))));
+      uuids.push_back(zar::platform::Utf8Text::repaired(entries->Get(static_cast<int>(index))));
     }
   }
   const auto list = audioTrackModeList();

@@ -171,21 +171,15 @@ TEST(DAWApplicationBase, DriverOperationsAreNotImplemented) {
               ThrowsMessage<std::logic_error>(HasSubstr("onUIRefreshTimerRanOut")));
 }
 
-TEST(KeyCodeMap, HoldsTheTenDigitKeys) {
-  EXPECT_EQ(ZAR_DAWApplication::keyCodeMap(),
-            (std::map<std::string, std::int32_t>{{"0", 29}, {"1", 18}, {"2", 19}, {"3", 20}, {"4", 21},
-                                                 {"5", 23}, {"6", 22}, {"7", 26}, {"8", 28}, {"9", 25}}));
-}
-
 // Below version 11 only digits are typed, then Return, with a pause after each key; from 11 on the
 // layout's events, with a pause after each event; other application types type nothing.
 TEST_F(DAWApplicationTest, TypingFollowsTheVersionAndTheType) {
   _application->setMajorVersion(10);
-  EXPECT_EQ(type("12:34"), (Strokes{{18, true}, {18, false}, {19, true}, {19, false}, {20, true}, {20, false},
-                                    {21, true}, {21, false}, {36, true}, {36, false}}));
+  EXPECT_EQ(type("10:59"), (Strokes{{18, true}, {18, false}, {29, true}, {29, false}, {23, true}, {23, false},
+                                    {25, true}, {25, false}, {36, true}, {36, false}}));
   EXPECT_EQ(type(""), (Strokes{{36, true}, {36, false}}));
   for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) EXPECT_EQ(posted.event.flags, zar::platform::EventFlagNone);
-  EXPECT_EQ(_proTools->typedText(), "1234\n\n");
+  EXPECT_EQ(_proTools->typedText(), "1059\n\n");
 
   _application->setMajorVersion(11);
   const auto expected = zar::platform::KeyboardLayout::keyEventsForText("A1", true);
@@ -195,7 +189,7 @@ TEST_F(DAWApplicationTest, TypingFollowsTheVersionAndTheType) {
   const auto posted = sim.desktop->eventPoster()->keyboardEvents();
   for (std::size_t i = 0; i < posted.size(); ++i) EXPECT_EQ(posted[i].event.flags, expected[i].flags);
   EXPECT_NE(posted[0].event.flags & zar::platform::EventFlagMaskShift, 0u) << "A is typed with shift";
-  EXPECT_EQ(_proTools->typedText(), "1234\n\nA1\n");
+  EXPECT_EQ(_proTools->typedText(), "1059\n\nA1\n");
 
   _application->setType(1);
   EXPECT_TRUE(type("123").empty());

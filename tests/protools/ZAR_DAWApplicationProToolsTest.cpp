@@ -7,6 +7,7 @@
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/platform/Logger.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 #include "ZAR_DAWControl/protools/ZAR_DAWApplicationProTools.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 #include "support/ProToolsTest.h"
@@ -230,7 +231,7 @@ class SelectionTest : public zar::test::ProToolsTest {
     std::string text;
     for (const auto& posted : sim.desktop->eventPoster()->keyboardEvents()) {
       const auto c = zar::platform::KeyboardLayout::characterForKeyCode(posted.event.keyCode, false);
-      if (posted.event.keyDown) text += c ? zar::platform::KeyboardLayout::encodeUTF8(*c) : "?";
+      if (posted.event.keyDown) text += c ? zar::platform::Utf8Text::encode(*c) : "?";
     }
     sim.desktop->eventPoster()->clearLog();
     return text;

@@ -6,47 +6,18 @@
 
 namespace zar::test {
 
-HUISimulation::HUISimulation()
-    : clock(std::make_shared<sim::VirtualClock>(1000.0)),
-      runLoop(std::make_shared<native::MainRunLoop>(clock)),
-      loopback(std::make_shared<sim::LoopbackMidiPorts>()),
-      _previous(platform::Platform::current()) {
-  clock->setSettleHook([ports = loopback.get()] { ports->waitUntilIdle(); });
-  auto platform = std::make_shared<platform::Platform>();
-  platform->clock = clock;
-  platform->mainRunLoop = runLoop;
-  platform->midiPorts = loopback;
-  platform::Platform::install(platform);
-  system = std::make_shared<ZAR_MIDISystem>(
-      loopback, platform::MidiPortRequest{"loopback", ZAR_MIDISystem::kDefaultHUIPortName, "", ""});
-}
-
-HUISimulation::~HUISimulation() {
-  host.reset();
-  system.reset();
-  platform::Platform::install(_previous);
-}
-
 std::shared_ptr<sim::SimHUIHost> HUISimulation::makeHost(int trackCount, sim::SimHUIHost::Options options) {
   std::vector<std::string> names;
   for (int i = 0; i < trackCount; ++i) names.push_back("Track " + std::to_string(i + 1));
   host = sim::SimHUIHost::create(
-      loopback, sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"), names, options);
+      midiPorts, sim::SimHUIHost::defaultPortRequest(ZAR_MIDISystem::kDefaultHUIPortName, "loopback"), names, options);
   settle();
   return host;
 }
 
-void HUISimulation::settle() {
-  if (system) {
-    system->waitUntilHUIOutputSent([this] { loopback->waitUntilIdle(); });
-  } else {
-    loopback->waitUntilIdle();
-  }
-}
-
 void HUISimulation::run(double seconds) {
-  runLoop->runFor(seconds);
-  settle();
+  runFor(seconds);
+  settleMIDI();
 }
 
 bool HUISimulation::runUntil(const std::function<bool()>& condition, double limit) {

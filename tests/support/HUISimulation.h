@@ -1,47 +1,33 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
 
-#include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_HUIDeviceDelegate.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
-#include "ZAR_DAWControl/platform/midi/hui/HUIEvent.h"
-#include "ZAR_DAWControl/platform/linux/MainRunLoop.h"
-#include "ZAR_DAWControl/platform/sim/LoopbackMidiPorts.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
-#include "ZAR_DAWControl/platform/sim/VirtualClock.h"
+#include "support/SimPlatform.h"
 
 namespace zar::test {
 
-/// A platform on virtual time with loopback MIDI, installed for the lifetime of the object, and
-/// a MIDI system of the framework on it. The simulated Pro Tools is made on request.
-class HUISimulation {
+/// The simulated platform with the framework's MIDI system, and Pro Tools' HUI side on its ports
+/// made on request.
+class HUISimulation : public SimPlatform {
  public:
-  HUISimulation();
-  ~HUISimulation();
-
   std::shared_ptr<sim::SimHUIHost> makeHost(int trackCount, sim::SimHUIHost::Options options = {});
-  /// Runs the main run loop for `seconds` of virtual time, MIDI delivered after every timer.
+  /// Runs the main run loop for `seconds` of virtual time, then lets the MIDI sent so far arrive.
   void run(double seconds);
   /// Runs in steps of 50 ms of virtual time until `condition` holds; false when `limit` seconds
   /// passed first.
   bool runUntil(const std::function<bool()>& condition, double limit);
-  /// Waits until all MIDI sent so far is delivered, the framework's HUI output included (time
-  /// moves on through its departures).
-  void settle();
+  void settle() { settleMIDI(); }
   /// The button presses (not releases) the host received, as (zone, port).
   std::vector<std::pair<int, int>> pressesReceived() const;
 
-  std::shared_ptr<sim::VirtualClock> clock;
-  std::shared_ptr<native::MainRunLoop> runLoop;
-  std::shared_ptr<sim::LoopbackMidiPorts> loopback;
-  std::shared_ptr<ZAR_MIDISystem> system;
+  std::shared_ptr<ZAR_MIDISystem> system = ZAR_MIDISystem::sharedMIDISystem();
   std::shared_ptr<sim::SimHUIHost> host;
-
- private:
-  std::shared_ptr<const platform::Platform> _previous;
 };
 
 /// Records what a HUI device reports.

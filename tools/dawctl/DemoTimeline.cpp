@@ -6,6 +6,7 @@
 
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 
 namespace dawctl {
@@ -99,7 +100,7 @@ void DemoTimeline::onAction(const FrameworkTap::Action& action) {
         if (!action.key.characters.empty()) {
           _typed += action.key.characters;
         } else if (const auto c = zar::platform::KeyboardLayout::characterForKeyCode(action.key.keyCode, false)) {
-          _typed += zar::platform::KeyboardLayout::encodeUTF8(*c);
+          _typed += zar::platform::Utf8Text::encode(*c);
         }
         liveText = fmt::format("typing {} into {}...", _typed, _typingInto.empty() ? "Pro Tools" : _typingInto);
         break;

@@ -21,7 +21,7 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/SavedCopy.h"
 #include "ZAR_DAWControl/modes/SettingsFile.h"
-#include "ZAR_DAWControl/modes/Utf8Text.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettings.pb.h"
@@ -203,7 +203,7 @@ bool status(const std::string& directoryOption) {
                                       isList ? "a mode list" : "a mode matrix");
     bothTaken = bothTaken && loaded == zar::modes::SettingsFile::Loaded::taken;
     if (isList) {
-      for (const auto& mode : list.modes()) listUuids.insert(zar::modes::utf8TextFromBytes(mode.uuid()));
+      for (const auto& mode : list.modes()) listUuids.insert(zar::platform::Utf8Text::repaired(mode.uuid()));
     }
     const bool hasCopy = zar::native::LocalFileUtility(directory).fileExists(where + std::string(zar::modes::SavedCopy::suffix));
     fmt::print("{}: ", where);
@@ -244,7 +244,7 @@ bool status(const std::string& directoryOption) {
     std::size_t notFound = 0;
     for (const auto* uuids : {&storedMatrix.rehearsemodeuuids(), &storedMatrix.recordmodeuuids(), &storedMatrix.reviewmodeuuids()}) {
       for (int index = 0; index < std::min(uuids->size(), 64); ++index) {
-        const std::string uuid = zar::modes::utf8TextFromBytes(uuids->Get(index));
+        const std::string uuid = zar::platform::Utf8Text::repaired(uuids->Get(index));
         if (uuid != ZAR_DAWAudioTrackModeNullUUID && !listUuids.contains(uuid)) ++notFound;
       }
     }

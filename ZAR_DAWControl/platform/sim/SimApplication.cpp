@@ -5,6 +5,7 @@
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 
 namespace zar::sim {
 
@@ -82,7 +83,7 @@ void SimApplication::keyEvent(const platform::KeyboardEvent& event) {
     if (!character) {
       return;
     }
-    text = platform::KeyboardLayout::encodeUTF8(*character);
+    text = platform::Utf8Text::encode(*character);
   }
   std::lock_guard lock(_textMutex);
   _typedText += text;

@@ -7,6 +7,7 @@
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 #include "ZAR_DAWControl/protools/ProToolsUI.h"
 #include "ZAR_DAWControl/track/TrackUI.h"
 
@@ -426,7 +427,7 @@ void SimProTools::commitEntryLocked() {
     }
   } else if (_entry == Entry::rename && _renamedTrack < _tracks.size() && !_entryText.empty()) {
     std::string name;
-    for (const char32_t c : _entryText) name += platform::KeyboardLayout::encodeUTF8(c);
+    for (const char32_t c : _entryText) name += platform::Utf8Text::encode(c);
     Track& track = _tracks[_renamedTrack];
     track.definition.name = std::move(name);
     if (track.row) track.row->setAttribute(ax::kTitleAttribute, rowTitle(track.definition));
@@ -443,7 +444,7 @@ void SimProTools::keyEvent(const platform::KeyboardEvent& event) {
     return;
   }
   if (!event.keyDown) return;
-  std::u32string characters = platform::KeyboardLayout::decodeUTF8(event.characters);
+  std::u32string characters = platform::Utf8Text::decode(event.characters);
   if (characters.empty()) {
     // A bare key code types the character of its key (Return a line feed).
     const auto c = platform::KeyboardLayout::characterForKeyCode(event.keyCode,

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
+
 namespace zar::platform {
 
 namespace {
@@ -76,14 +78,14 @@ std::optional<char32_t> KeyboardLayout::characterForKeyCode(std::uint16_t keyCod
 }
 
 std::vector<KeyboardEvent> KeyboardLayout::keyEventsForText(std::string_view utf8, bool includingReturn) {
-  const std::u32string text = decodeUTF8(utf8);
+  const std::u32string text = Utf8Text::decode(utf8);
   std::vector<KeyboardEvent> events;
   events.reserve(2 * text.size() + 2);
   for (const char32_t character : text) {
     const auto stroke = keyCodeForCharacter(character);
     const std::uint16_t keyCode = stroke ? stroke->keyCode : unmappedKeyCode;
     const bool shift = stroke && stroke->shift;
-    const std::string characters = encodeUTF8(character);
+    const std::string characters = Utf8Text::encode(character);
     events.push_back(keyEvent(keyCode, true, shift, characters));
     events.push_back(keyEvent(keyCode, false, shift, characters));
   }
@@ -92,74 +94,6 @@ std::vector<KeyboardEvent> KeyboardLayout::keyEventsForText(std::string_view utf
     events.push_back(keyEvent(returnKeyCode, false, false, "\n"));
   }
   return events;
-}
-
-std::u32string KeyboardLayout::decodeUTF8(std::string_view utf8) {
-  std::u32string result;
-  result.reserve(utf8.size());
-  std::size_t i = 0;
-  while (i < utf8.size()) {
-    const auto lead = static_cast<unsigned char>(utf8[i]);
-    std::size_t length = 0;
-    char32_t value = 0;
-    char32_t minimum = 0;
-    if (lead < 0x80) {
-      result.push_back(lead);
-      ++i;
-      continue;
-    }
-    if ((lead & 0xE0) == 0xC0) {
-      length = 2;
-      value = lead & 0x1F;
-      minimum = 0x80;
-    } else if ((lead & 0xF0) == 0xE0) {
-      length = 3;
-      value = lead & 0x0F;
-      minimum = 0x800;
-    } else if ((lead & 0xF8) == 0xF0) {
-      length = 4;
-      value = lead & 0x07;
-      minimum = 0x10000;
-    }
-    bool wellFormed = length != 0 && i + length <= utf8.size();
-    for (std::size_t k = 1; wellFormed && k < length; ++k) {
-      const auto continuation = static_cast<unsigned char>(utf8[i + k]);
-      wellFormed = (continuation & 0xC0) == 0x80;
-      value = (value << 6) | (continuation & 0x3F);
-    }
-    wellFormed = wellFormed && value >= minimum && value <= 0x10FFFF && !(value >= 0xD800 && value <= 0xDFFF);
-    if (wellFormed) {
-      result.push_back(value);
-      i += length;
-    } else {
-      result.push_back(replacementCharacter);
-      ++i;
-    }
-  }
-  return result;
-}
-
-std::string KeyboardLayout::encodeUTF8(char32_t character) {
-  if (character > 0x10FFFF || (character >= 0xD800 && character <= 0xDFFF)) {
-    character = replacementCharacter;
-  }
-  std::string out;
-  if (character < 0x80) {
-    out.push_back(static_cast<char>(character));
-  } else if (character < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (character >> 6)));
-    out.push_back(static_cast<char>(0x80 | (character & 0x3F)));
-  } else if (character < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (character >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((character >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (character & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (character >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((character >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((character >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (character & 0x3F)));
-  }
-  return out;
 }
 
 }  // namespace zar::platform

@@ -19,7 +19,6 @@ class KeyboardLayout {
   static constexpr std::uint16_t spaceKeyCode = 49;
   /// The code given to a character that no key types; its text travels in the event's characters.
   static constexpr std::uint16_t unmappedKeyCode = 0;
-  static constexpr char32_t replacementCharacter = U'\uFFFD';
 
   struct KeyStroke {
     std::uint16_t keyCode = 0;
@@ -35,15 +34,9 @@ class KeyboardLayout {
 
   /// A key-down and a key-up event per character of the text, each carrying the character in
   /// `characters`, and Return down and up at the end when asked. Shifted characters carry
-  /// EventFlagMaskShift; a character without a key gets `unmappedKeyCode`. Invalid UTF-8 is typed
-  /// as U+FFFD.
+  /// EventFlagMaskShift; a character without a key gets `unmappedKeyCode`. Each byte of invalid
+  /// UTF-8 that starts no character is typed as U+FFFD (`Utf8Text::decode`).
   static std::vector<KeyboardEvent> keyEventsForText(std::string_view utf8, bool includingReturn);
-
-  /// The code points of a UTF-8 text; each byte that doesn't start a well-formed sequence
-  /// (overlong forms, surrogates and values above U+10FFFF included) becomes one U+FFFD.
-  static std::u32string decodeUTF8(std::string_view utf8);
-  /// The UTF-8 form of one code point (U+FFFD for a surrogate or a value above U+10FFFF).
-  static std::string encodeUTF8(char32_t character);
 };
 
 }  // namespace zar::platform

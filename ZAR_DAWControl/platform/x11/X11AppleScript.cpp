@@ -2,6 +2,7 @@
 
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 #include "ZAR_DAWControl/platform/utility/TypingScript.h"
 
 namespace zar::x11 {
@@ -14,7 +15,7 @@ std::optional<platform::AppleScriptError> X11AppleScript::execute(const std::str
   if (!text) {
     return platform::AppleScriptError{syntaxErrorNumber, "Only the typing script can run on this desktop."};
   }
-  std::u32string characters = platform::KeyboardLayout::decodeUTF8(*text);
+  std::u32string characters = platform::Utf8Text::decode(*text);
   characters.push_back(U'\n');  // the script's closing Return
   for (const char32_t character : characters) {
     const auto keysym = X11Keyboard::keysymForCharacter(character);

@@ -7,6 +7,7 @@
 
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
+#include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 
 namespace zar::x11 {
 
@@ -22,7 +23,7 @@ platform::EventSourceRef X11EventPoster::createEventSource(std::int32_t stateID)
 }
 
 std::optional<X11Keyboard::Keysym> X11EventPoster::keysymForEvent(const platform::KeyboardEvent& event) {
-  const std::u32string characters = KeyboardLayout::decodeUTF8(event.characters);
+  const std::u32string characters = platform::Utf8Text::decode(event.characters);
   if (!characters.empty()) return X11Keyboard::keysymForCharacter(characters.front());
   const auto character =
       KeyboardLayout::characterForKeyCode(event.keyCode, (event.flags & platform::EventFlagMaskShift) != 0);

@@ -195,7 +195,7 @@ TEST(ZAR_HUIDevice, GarbageFromTheHostSideIsIgnored) {
   ZAR_HUIDevice device(sim.system);
   auto delegate = std::make_shared<RecordingDelegate>();
   device.setDelegate(delegate);
-  auto rogue = sim.loopback->open({"loopback", "rogue", "", ZAR_MIDISystem::kDefaultHUIPortName},
+  auto rogue = sim.midiPorts->open({"loopback", "rogue", "", ZAR_MIDISystem::kDefaultHUIPortName},
                                   [](std::span<const std::uint8_t>) {});
   ASSERT_NE(rogue, nullptr);
   rogue->send(Bytes{0x2C, 0x42, 0xB0, 0x2C, 0x47, 0xB0, 0x0C});            // lamp without zone, cut select

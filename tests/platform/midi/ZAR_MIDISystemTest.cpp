@@ -23,7 +23,7 @@ TEST(ZAR_MIDISystem, PortsThatStopWorkingAreOpenedAgainAtTheNextCallWithoutWhatW
   // Three more wait for the link (it carries the first still) when the ports break.
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(sim.system->sendHUIMessage(note));
   EXPECT_EQ(sim.system->huiOutputCounts().queued, 3u);
-  sim.loopback->breakPorts(ZAR_MIDISystem::kDefaultHUIPortName);
+  sim.midiPorts->breakPorts(ZAR_MIDISystem::kDefaultHUIPortName);
   sim.settle();  // the first fails on the wire; the others are dropped
   EXPECT_EQ(before->receivedMessages().size(), 1u);
   EXPECT_FALSE(sim.system->sendHUIMessage(note)) << "refused until the ports are opened again";

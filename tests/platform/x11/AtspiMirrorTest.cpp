@@ -190,10 +190,15 @@ TEST_F(AtspiMirrorTest, GoneApplicationsAndObjectsAnswerInvalidAtOnce) {
 TEST_F(AtspiMirrorTest, AProcessThatEndedIsGoneAtTheNextCallBeforeItsConnectionCloses) {
   zar::test::ChildProcess process({"sleep", "60"});
   ASSERT_TRUE(process.running());
-  _bus->add(":1.9", zar::x11::kAtspiRootPath, {.role = ATSPI_ROLE_APPLICATION, .name = "other"}, process.pid());
+  const auto counter = _bus->add(":1.9", "/c", {.role = ATSPI_ROLE_ENTRY, .name = "Edit Selection Start"});
+  _bus->add(":1.9", zar::x11::kAtspiRootPath, {.role = ATSPI_ROLE_APPLICATION, .name = "other", .children = {counter}},
+            process.pid());
   const auto other = _mirror->applicationOfProcess(process.pid());
   EXPECT_EQ(title(*other), "other");
+  const auto field = read(*other, AtspiField::children).children.at(0);
+  EXPECT_EQ(title(*field), "Edit Selection Start");
   process.kill(SIGKILL);
+  read(*field, AtspiField::name, AXError::invalidUIElement);  // its objects' kept answers too
   read(*other, AtspiField::name, AXError::invalidUIElement);
   // A process not on the bus yet is waited for; one that doesn't run is not.
   read(*_mirror->applicationOfProcess(1), AtspiField::name, AXError::cannotComplete);

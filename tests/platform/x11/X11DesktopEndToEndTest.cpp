@@ -166,19 +166,6 @@ TEST_F(X11EndToEndTest, FindsTheStandInAndWhatChangesInItAtTheNextTick) {
   EXPECT_EQ(driver->audioTracks()[0]->yPos(), top + 100);
 }
 
-TEST_F(X11EndToEndTest, AStandInKilledWhileTheMirrorHoldsItsAnswersIsGoneAtTheNextCall) {
-  // Without HUI: a JACK client killed holds the server up for its time-out, and the next test.
-  launchStandIn({"--no-hui"});
-  const auto driver = attach(false);
-  ASSERT_TRUE(driver);
-  driver->onUIRefreshTimerRanOut(nullptr);
-  ASSERT_TRUE(driver->connected());
-  _standIn->kill(SIGKILL);
-  EXPECT_FALSE(driver->connected());
-  EXPECT_FALSE(driver->selectionStartTC(nullptr));
-  EXPECT_EQ(driver->audioTracks()[0]->name(), "");
-}
-
 TEST_F(X11EndToEndTest, NoKeystrokeReachesTheWindowThatHasTheFocus) {
   launchStandIn();
   const auto driver = attach();

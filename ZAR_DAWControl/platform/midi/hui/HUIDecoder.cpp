@@ -1,79 +1,39 @@
 #include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
 
+#include <algorithm>
+
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
 
 namespace zar::hui {
 
-namespace {
-constexpr std::uint8_t kRealTimeFirst = 0xF8;
-
-int dataBytesFor(std::uint8_t status) {
-  const auto type = static_cast<std::uint8_t>(status & 0xF0);
-  return (type == 0xC0 || type == 0xD0) ? 1 : 2;
-}
-}  // namespace
-
 std::vector<HUIEvent> HUIDecoder::decode(std::span<const std::uint8_t> bytes) {
   std::vector<HUIEvent> events;
-  for (const std::uint8_t byte : bytes) {
-    handleByte(byte, events);
+  // A system reset forgets running status and a message under way, which the splitter keeps across
+  // real-time bytes: the stream is split at each reset.
+  while (!bytes.empty()) {
+    const auto before = static_cast<std::size_t>(std::find(bytes.begin(), bytes.end(), kSystemReset) - bytes.begin());
+    for (const auto& message : _splitter.split(bytes.first(before))) handleMessage(message, events);
+    if (before == bytes.size()) break;
+    reset();
+    events.push_back(HUIEvent{HUIEvent::Kind::systemReset});
+    bytes = bytes.subspan(before + 1);
   }
   return events;
 }
 
 void HUIDecoder::reset() {
-  _runningStatus = 0;
-  _dataCount = 0;
-  _inSystemExclusive = false;
+  _splitter = platform::MidiMessageSplitter();
   _lampZone.reset();
   _switchZone.reset();
 }
 
-void HUIDecoder::handleByte(std::uint8_t byte, std::vector<HUIEvent>& events) {
-  if (byte >= kRealTimeFirst) {
-    // Real-time bytes may come between any two bytes and leave running status alone.
-    if (byte == kSystemReset) {
-      reset();
-      events.push_back(HUIEvent{HUIEvent::Kind::systemReset});
-    }
-    return;
+void HUIDecoder::handleMessage(std::span<const std::uint8_t> message, std::vector<HUIEvent>& events) {
+  if (message.size() != 3 || (message[0] & 0x0F) != 0) {
+    return;  // HUI speaks in three-byte messages on channel 1 only
   }
-  if (byte == kSystemExclusive) {
-    _inSystemExclusive = true;
-    _runningStatus = 0;
-    _dataCount = 0;
-    return;
-  }
-  if (byte >= 0xF1) {
-    // End of exclusive or a system common message: both cancel running status.
-    _inSystemExclusive = false;
-    _runningStatus = 0;
-    _dataCount = 0;
-    return;
-  }
-  if (byte >= 0x80) {
-    _inSystemExclusive = false;
-    _runningStatus = byte;
-    _dataCount = 0;
-    return;
-  }
-  if (_inSystemExclusive || _runningStatus == 0) {
-    return;
-  }
-  _data[_dataCount++] = byte;
-  if (_dataCount == dataBytesFor(_runningStatus)) {
-    handleMessage(events);
-    _dataCount = 0;
-  }
-}
-
-void HUIDecoder::handleMessage(std::vector<HUIEvent>& events) {
-  if ((_runningStatus & 0x0F) != 0) {
-    return;  // HUI speaks on channel 1 only
-  }
-  const auto type = static_cast<std::uint8_t>(_runningStatus & 0xF0);
-  const std::uint8_t first = _data[0];
-  const std::uint8_t second = _data[1];
+  const auto type = static_cast<std::uint8_t>(message[0] & 0xF0);
+  const std::uint8_t first = message[1];
+  const std::uint8_t second = message[2];
   if (type == kNoteOn && first == 0) {
     if (second == kPingVelocity) {
       events.push_back(HUIEvent{HUIEvent::Kind::ping});

@@ -5,12 +5,14 @@
 #include <span>
 #include <vector>
 
+#include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIEvent.h"
 
 namespace zar::hui {
 
 /// Turns a MIDI byte stream from either side into HUI events. Bytes may come in any chunking and
-/// with running status; the selected lamp and switch zones are kept until the next zone select.
+/// with running status (`MidiMessageSplitter` frames them); the selected lamp and switch zones are
+/// kept until the next zone select.
 /// Anything that is not HUI (other channels, other messages, system exclusive, stray data bytes,
 /// Pro Tools' "unknown" port values) is skipped. Not thread-safe: one decoder per input stream.
 class HUIDecoder {
@@ -20,14 +22,10 @@ class HUIDecoder {
   void reset();
 
  private:
-  void handleByte(std::uint8_t byte, std::vector<HUIEvent>& events);
-  void handleMessage(std::vector<HUIEvent>& events);
+  void handleMessage(std::span<const std::uint8_t> message, std::vector<HUIEvent>& events);
   static std::optional<HUIEvent> portEvent(HUIEvent::Kind kind, std::optional<std::uint8_t> zone, std::uint8_t value);
 
-  std::uint8_t _runningStatus = 0;
-  std::uint8_t _data[2] = {0, 0};
-  int _dataCount = 0;
-  bool _inSystemExclusive = false;
+  platform::MidiMessageSplitter _splitter;
   std::optional<std::uint8_t> _lampZone;
   std::optional<std::uint8_t> _switchZone;
 };

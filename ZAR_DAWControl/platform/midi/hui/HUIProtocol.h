@@ -16,8 +16,6 @@ using HUIMessage = std::array<std::uint8_t, 3>;
 inline constexpr std::uint8_t kNoteOff = 0x80;
 inline constexpr std::uint8_t kNoteOn = 0x90;
 inline constexpr std::uint8_t kControlChange = 0xB0;
-inline constexpr std::uint8_t kSystemExclusive = 0xF0;
-inline constexpr std::uint8_t kEndOfExclusive = 0xF7;
 inline constexpr std::uint8_t kSystemReset = 0xFF;
 
 inline constexpr std::uint8_t kPingVelocity = 0x00;
