@@ -4,7 +4,6 @@
 #include <zlib.h>
 
 #include <charconv>
-#include <limits>
 
 namespace zar::modes {
 
@@ -35,14 +34,8 @@ bool skip(std::string_view& text, std::string_view expected) {
 }  // namespace
 
 std::uint32_t SavedCopy::checksum(std::string_view content) {
-  uLong crc = ::crc32(0L, Z_NULL, 0);
-  // zlib takes lengths as 32-bit counts; a settings file is far smaller, but take any size whole.
-  while (!content.empty()) {
-    const auto chunk = static_cast<uInt>(std::min<std::size_t>(content.size(), std::numeric_limits<uInt>::max()));
-    crc = ::crc32(crc, reinterpret_cast<const Bytef*>(content.data()), chunk);
-    content.remove_prefix(chunk);
-  }
-  return static_cast<std::uint32_t>(crc);
+  return static_cast<std::uint32_t>(
+      ::crc32_z(::crc32_z(0L, Z_NULL, 0), reinterpret_cast<const Bytef*>(content.data()), content.size()));
 }
 
 std::string SavedCopy::encode(std::string_view content) {

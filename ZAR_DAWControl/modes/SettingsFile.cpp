@@ -84,7 +84,7 @@ SettingsFile::Loaded SettingsFile::readInto(google::protobuf::MessageLite& messa
     switch (file.status) {
       case FileRead::Status::missing:
         if (saved) {
-          foundDamaged(where, {}, "is missing", true, toPost);
+          foundDamaged(*files, where, {}, "is missing", true, toPost);
         }
         loaded = Loaded::missing;
         break;
@@ -92,19 +92,19 @@ SettingsFile::Loaded SettingsFile::readInto(google::protobuf::MessageLite& messa
         ZAR_LOG_ERROR("Settings file {} is not a regular file; it is ignored and not written over", where);
         break;
       case FileRead::Status::tooLarge:
-        foundDamaged(where, "unreadable", "is too large to be " + std::string(what), saved.has_value(), toPost);
+        foundDamaged(*files, where, "unreadable", "is too large to be " + std::string(what), saved.has_value(), toPost);
         break;
       case FileRead::Status::failed:
-        foundDamaged(where, "unreadable", "can't be read (" + file.failure + ")", saved.has_value(), toPost);
+        foundDamaged(*files, where, "unreadable", "can't be read (" + file.failure + ")", saved.has_value(), toPost);
         break;
       case FileRead::Status::read:
         if (saved && saved->content != file.content) {
-          foundDamaged(where, "damaged",
+          foundDamaged(*files, where, "damaged",
                        fmt::format("is not what was last saved there (its {} bytes differ from the {} saved)",
                                    file.content.size(), saved->content.size()),
                        true, toPost);
         } else if (!message.ParseFromString(file.content)) {
-          foundDamaged(where, "unreadable", "does not hold " + std::string(what), saved.has_value(), toPost);
+          foundDamaged(*files, where, "unreadable", "does not hold " + std::string(what), saved.has_value(), toPost);
           message.Clear();
         } else {
           loaded = Loaded::taken;
@@ -140,13 +140,12 @@ void SettingsFile::keepAsideAsRead(const std::string& tag, Event event, const st
   post(toPost);
 }
 
-void SettingsFile::foundDamaged(const std::string& path, const std::string& tag, const std::string& problem,
-                                bool lastSavedExists, Statuses& toPost) const {
-  const auto files = currentFiles();
+void SettingsFile::foundDamaged(platform::FileUtility& files, const std::string& path, const std::string& tag,
+                                const std::string& problem, bool lastSavedExists, Statuses& toPost) const {
   ZAR_DAWSettingsFileStatus status{Event::damaged, path, "Settings file " + path + " " + problem + ".", {}, {}};
   if (!tag.empty()) {
     status.description += " Its content is not used";
-    if (const platform::FileChange kept = files->keepAside(path, tag, keptCopies); kept.done) {
+    if (const platform::FileChange kept = files.keepAside(path, tag, keptCopies); kept.done) {
       status.keptCopyPath = kept.path;
       status.description += "; it is kept as " + kept.path + ".";
     } else {
@@ -156,7 +155,7 @@ void SettingsFile::foundDamaged(const std::string& path, const std::string& tag,
   }
   if (lastSavedExists) {
     // The next save replaces the copy of the last one, which is what the user had.
-    if (const platform::FileChange kept = files->keepAside(lastSavedPath(path), "kept", keptCopies); kept.done) {
+    if (const platform::FileChange kept = files.keepAside(lastSavedPath(path), "kept", keptCopies); kept.done) {
       status.lastSavedCopyPath = kept.path;
     } else {
       _keepLastSavedBeforeWriting = true;

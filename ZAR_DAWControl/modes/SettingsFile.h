@@ -10,6 +10,10 @@
 
 #include "ZAR_DAWControl/modes/ZAR_DAWSettingsFileStatus.h"
 
+namespace zar::platform {
+class FileUtility;
+}  // namespace zar::platform
+
 namespace google::protobuf {
 class MessageLite;
 }  // namespace google::protobuf
@@ -79,8 +83,8 @@ class SettingsFile {
   /// Records what was found at the read, to be posted once the lock is released.
   void found(ZAR_DAWSettingsFileStatus status, Statuses& toPost) const;
   /// `tag` empty: the file is missing, so there is nothing to keep aside.
-  void foundDamaged(const std::string& path, const std::string& tag, const std::string& problem, bool lastSavedExists,
-                    Statuses& toPost) const;
+  void foundDamaged(platform::FileUtility& files, const std::string& path, const std::string& tag,
+                    const std::string& problem, bool lastSavedExists, Statuses& toPost) const;
   void writeFailed(const std::string& path, const std::string& failure, Statuses& toPost) const;
 
   const std::string _fileName;

@@ -179,8 +179,9 @@ std::string summary(const std::string& fileName, const std::string& content) {
 // neither file is damaged.
 bool status(const std::string& directoryOption) {
   const std::string directory = settingsDirectory(directoryOption);
+  const auto disk = std::make_shared<zar::native::LocalFileUtility>(directory);
   auto platform = std::make_shared<zar::platform::Platform>();
-  platform->fileUtility = std::make_shared<zar::native::LocalFileUtility>(directory);
+  platform->fileUtility = disk;
   platform->notificationCenter = std::make_shared<zar::native::SynchronousNotificationCenter>();
   zar::platform::Platform::install(platform);
   std::vector<ZAR_DAWSettingsFileStatus> statuses;
@@ -205,7 +206,7 @@ bool status(const std::string& directoryOption) {
     if (isList) {
       for (const auto& mode : list.modes()) listUuids.insert(zar::platform::Utf8Text::repaired(mode.uuid()));
     }
-    const bool hasCopy = zar::native::LocalFileUtility(directory).fileExists(where + std::string(zar::modes::SavedCopy::suffix));
+    const bool hasCopy = disk->fileExists(where + std::string(zar::modes::SavedCopy::suffix));
     fmt::print("{}: ", where);
     if (!statuses.empty()) {
       sound = false;
@@ -221,7 +222,7 @@ bool status(const std::string& directoryOption) {
       sound = false;
       fmt::print("not a regular file; the framework neither reads nor replaces it\n");
     } else {
-      const auto content = zar::native::LocalFileUtility(directory).readFile(where).value_or("");
+      const auto content = disk->readFile(where).value_or("");
       fmt::print("{} ({}{})\n", hasCopy ? "as last saved" : "read as it is", summary(fileName, content),
                  hasCopy ? "" : "; no copy of a save beside it, so damage that still parses can't be told");
     }
@@ -233,7 +234,7 @@ bool status(const std::string& directoryOption) {
     }
     std::sort(copies.begin(), copies.end());
     for (const std::string& name : copies) {
-      const auto content = zar::native::LocalFileUtility(directory).readFile((std::filesystem::path(directory) / name).string());
+      const auto content = disk->readFile((std::filesystem::path(directory) / name).string());
       bool isSavedCopy = false;
       const std::string held = content ? settingsContent(*content, isSavedCopy) : std::string();
       fmt::print("  beside it: {} ({}{})\n", name, isSavedCopy ? "a copy of a save: " : "",
