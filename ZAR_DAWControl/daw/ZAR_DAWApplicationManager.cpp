@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
+#include "ZAR_DAWControl/modes/SettingsFile.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/platform/Platform.h"
@@ -23,6 +24,9 @@ std::shared_ptr<ZAR_DAWApplicationManager> ZAR_DAWApplicationManager::sharedMana
   static std::shared_ptr<ZAR_DAWApplicationManager> manager;
 
   const auto platform = Platform::current();
+  // What the settings files show at the set-up is posted once the lock is released, so that an
+  // observer may ask for the manager.
+  const zar::modes::SettingsFile::HeldStatuses held;
   std::lock_guard lock(mutex);
   if (!manager || platformOfManager != platform) {
     manager = std::shared_ptr<ZAR_DAWApplicationManager>(new ZAR_DAWApplicationManager());

@@ -25,8 +25,15 @@ std::string pathIn(platform::FileUtility& files, const std::string& fileName) {
 
 std::string lastSavedPath(const std::string& path) { return path + std::string(SavedCopy::suffix); }
 
+/// The statuses held on this thread, if any (see `SettingsFile::HeldStatuses`).
+thread_local std::vector<ZAR_DAWSettingsFileStatus>* heldStatuses = nullptr;
+
 void post(const std::vector<ZAR_DAWSettingsFileStatus>& statuses) {
   if (statuses.empty()) return;
+  if (heldStatuses != nullptr) {
+    heldStatuses->insert(heldStatuses->end(), statuses.begin(), statuses.end());
+    return;
+  }
   const auto center = platform::Platform::current()->notificationCenter;
   if (!center) return;
   for (const auto& status : statuses) {
@@ -56,6 +63,17 @@ void removeLastSaved(platform::FileUtility& files, const std::string& path) {
 }
 
 }  // namespace
+
+// Nested holds post with the outermost one.
+SettingsFile::HeldStatuses::HeldStatuses() : _holding(heldStatuses == nullptr) {
+  if (_holding) heldStatuses = &_held;
+}
+
+SettingsFile::HeldStatuses::~HeldStatuses() {
+  if (!_holding) return;
+  heldStatuses = nullptr;
+  post(_held);
+}
 
 SettingsFile::SettingsFile(std::string fileName) : _fileName(std::move(fileName)) {}
 

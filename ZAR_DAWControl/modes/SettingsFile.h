@@ -57,6 +57,20 @@ class SettingsFile {
     refused,  ///< the file is there but its content is not used: the message is empty
   };
 
+  /// While one lives on a thread, what settings files find on that thread is held and posted when
+  /// it ends: for a reader that holds a lock an observer may need (the shared manager's set-up).
+  class HeldStatuses {
+   public:
+    HeldStatuses();
+    ~HeldStatuses();
+    HeldStatuses(const HeldStatuses&) = delete;
+    HeldStatuses& operator=(const HeldStatuses&) = delete;
+
+   private:
+    std::vector<ZAR_DAWSettingsFileStatus> _held;
+    bool _holding;
+  };
+
   explicit SettingsFile(std::string fileName);
   SettingsFile(const SettingsFile&) = delete;
   SettingsFile& operator=(const SettingsFile&) = delete;

@@ -7,7 +7,8 @@
 /// assignments are at risk, or safe again, and where the copies that hold them are.
 ///
 /// It is posted on the thread that read or saved the file: for what is found when the files are
-/// read, the thread of the first `ZAR_DAWApplicationManager::sharedManager()` (a host observes
+/// read, the thread of the first `ZAR_DAWApplicationManager::sharedManager()`, once the manager is
+/// made and before the call returns, so that the observer may ask for the manager (a host observes
 /// before that call, or asks `ZAR_DAWApplicationManager::settingsFileStatuses()`); for a save, the
 /// thread that changed the modes or the matrix. A failed save is posted once for a run of failed
 /// saves of that file, and `writtenAgain` once when a save works again.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
@@ -60,6 +61,25 @@ TEST_F(ManagerTest, StartUpRegistersDefaultsAndMakesTheSettings) {
   EXPECT_TRUE(std::filesystem::exists(sim.supportDirectory.file("RecMuteMatrix.bin")));
   EXPECT_FALSE(_manager->enabled());
   EXPECT_FALSE(_manager->refreshTimer()) << "nothing runs before enabling";
+}
+
+TEST_F(ManagerTest, WhatTheSettingsFilesShowAtTheSetUpIsPostedWhereTheObserverMayAskForTheManager) {
+  std::FILE* matrix = std::fopen(sim.supportDirectory.file("RecMuteMatrix.bin").c_str(), "ab");
+  ASSERT_NE(matrix, nullptr);
+  std::fputc('x', matrix);  // no longer what was last saved
+  std::fclose(matrix);
+  std::vector<std::shared_ptr<ZAR_DAWApplicationManager>> askedFor;
+  const zar::platform::NotificationObservation observation(
+      sim.notificationCenter, std::string(ZAR_DAWSettingsFileStatusNotification),
+      [&askedFor](const zar::platform::Notification&) {
+        askedFor.push_back(ZAR_DAWApplicationManager::sharedManager());  // would wait on itself in the set-up
+      });
+  // A manager is made per installed platform: the same services again make a new one.
+  zar::platform::Platform::install(std::make_shared<zar::platform::Platform>(*zar::platform::Platform::current()));
+  const auto made = ZAR_DAWApplicationManager::sharedManager();
+  ASSERT_EQ(askedFor.size(), 1u);
+  EXPECT_EQ(askedFor[0], made);
+  EXPECT_EQ(made->settingsFileStatuses().size(), 1u);
 }
 
 TEST_F(ManagerTest, EnablingNeedsPermissionAndHappensOnce) {
