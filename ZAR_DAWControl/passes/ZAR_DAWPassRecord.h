@@ -120,6 +120,21 @@ struct ZAR_DAWPassRecord {
     std::string text;
   };
 
+  /// What Pro Tools showed at the end of a phase the pass reached, as the verdict read it.
+  struct PhaseEnd {
+    struct Shown {
+      bool recEnabled = false;
+      bool muted = false;
+      /// Nothing when the framework never read it.
+      std::optional<bool> input;
+    };
+    ZAR_DAWEventPhase phase = 0;
+    /// The frame of the phase's first frame update; -1 when none came.
+    std::int64_t firstFrame = -1;
+    /// For each of `tracks`, in the same order.
+    std::vector<Shown> tracks;
+  };
+
   /// How the pass ended.
   enum class Ending {
     /// The host called `stopPlayback`.
@@ -155,6 +170,8 @@ struct ZAR_DAWPassRecord {
   /// The pass ended before its last phase, or never began: what was not reached is not judged.
   /// Empty when the pass ran through all three phases.
   std::string cutShort;
+  /// The phases reached, in order.
+  std::vector<PhaseEnd> phases;
   std::vector<Difference> differences;
   /// What couldn't be judged from what the pass saw (an input monitor never read in a phase, a new
   /// name never read back); not differences.

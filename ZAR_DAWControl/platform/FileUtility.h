@@ -49,6 +49,10 @@ class FileUtility {
   /// old file is left as it was and no temporary file stays behind. Something at `path` that
   /// isn't a regular file is never replaced.
   virtual FileChange write(const std::string& path, std::string_view content) = 0;
+  /// Adds `content` at the end of the regular file at `path` (made when nothing is there) and
+  /// flushes it to disk before returning. Something at `path` that isn't a regular file is
+  /// refused without waiting for it; a failed append leaves the file as long as it was.
+  virtual FileChange append(const std::string& path, std::string_view content) = 0;
   /// Keeps the file at `path`, as it is now, under a new name beside it:
   /// `<name>.<tag>-<UTC time>` (with `-2`, `-3` ... when that is taken), so that a later write
   /// over `path` can't lose it. Of the copies with this tag, only the newest `keep` stay. When the

@@ -20,7 +20,7 @@ class FaultyFiles final : public platform::FileUtility {
  public:
   explicit FaultyFiles(std::string directory) : _files(std::make_shared<native::LocalFileUtility>(std::move(directory))) {}
   explicit FaultyFiles(std::shared_ptr<platform::FileUtility> files) : _files(std::move(files)) {}
-  std::string failWrites;           ///< writes fail with this reason unless empty
+  std::string failWrites;           ///< writes and appends fail with this reason unless empty
   std::string failWritesEndingWith; ///< ... only those to paths ending so, unless empty
   std::string failKeepAside;        ///< copies fail with this reason unless empty
 
@@ -32,6 +32,10 @@ class FaultyFiles final : public platform::FileUtility {
   platform::FileChange write(const std::string& path, std::string_view content) override {
     const bool fails = !failWrites.empty() && (failWritesEndingWith.empty() || path.ends_with(failWritesEndingWith));
     return fails ? platform::FileChange{false, {}, failWrites} : _files->write(path, content);
+  }
+  platform::FileChange append(const std::string& path, std::string_view content) override {
+    const bool fails = !failWrites.empty() && (failWritesEndingWith.empty() || path.ends_with(failWritesEndingWith));
+    return fails ? platform::FileChange{false, {}, failWrites} : _files->append(path, content);
   }
   platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override {
     return failKeepAside.empty() ? _files->keepAside(path, tag, keep) : platform::FileChange{false, {}, failKeepAside};

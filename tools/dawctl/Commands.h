@@ -16,5 +16,7 @@ void addDemoCommand(CLI::App& app);
 /// `dawctl hui-check [--api jack|alsa] [--seconds N]`: opens the HUI ports as the framework does
 /// and reports whether Pro Tools pings them.
 void addHuiCheckCommand(CLI::App& app);
+/// `dawctl takes [show N]`: the passes the framework kept on disk, with their verdicts.
+void addTakesCommand(CLI::App& app);
 
 }  // namespace dawctl

@@ -113,6 +113,9 @@ std::string DemoOutput::render(const nlohmann::json& event) const {
   }
   if (kind == "difference") return kIndent + paint("differs: " + text(event, "text"), kWrong);
   if (kind == "note") return line(text(event, "text"));
+  if (kind == "verdict") {
+    return kIndent + paint("verdict: " + text(event, "text"), event.value("asTheModesAsk", false) ? kRight : kWrong);
+  }
   if (kind == "result") {
     const int differences = event.value("differences", 0);
     const std::string summary =
@@ -153,8 +156,9 @@ std::string DemoOutput::session(const nlohmann::json& event) const {
 std::string DemoOutput::table(const nlohmann::json& event) const {
   std::size_t width = 5;
   for (const auto& track : event.at("tracks")) width = std::max(width, text(track, "name").size());
-  std::string out = kIndent + paint(fmt::format("Pro Tools {} (transport {})", text(event, "title"),
-                                                text(event, "transport")),
+  const std::string transport = text(event, "transport");
+  std::string out = kIndent + paint(fmt::format("Pro Tools {}{}", text(event, "title"),
+                                                transport.empty() ? "" : " (transport " + transport + ")"),
                                     kBold);
   out += "\n" + std::string(kIndent) + fmt::format("{:<4} {:<{}}  {:<5} {:<5} {}", "pos", "track", width + 1, "rec",
                                                    "input", "mute");
@@ -165,7 +169,10 @@ std::string DemoOutput::table(const nlohmann::json& event) const {
       const std::string padded = fmt::format("{:<{}}", shown + (marked ? "*" : ""), cellWidth);
       return marked ? paint(padded, kChanged) : padded;
     };
-    const auto onOff = [&](const char* key) { return track.value(key, false) ? "on" : "-"; };
+    // An input monitor the framework never read is unknown.
+    const auto onOff = [&](const char* key) {
+      return !track.contains(key) || track.at(key).is_null() ? "?" : track.value(key, false) ? "on" : "-";
+    };
     out += "\n" + std::string(kIndent) +
            fmt::format("{:<4} {}  {} {} {}", track.value("position", 0), cell("name", text(track, "name"), width + 1),
                        cell("rec", onOff("rec"), 5), cell("input", onOff("input"), 5), cell("mute", onOff("mute"), 4));

@@ -16,5 +16,6 @@ int main(int argc, char** argv) {
   dawctl::addDemoCommand(app);
   dawctl::addWatchCommand(app);
   dawctl::addHuiCheckCommand(app);
+  dawctl::addTakesCommand(app);
   return dawctl::runCommandLine(app, argc, argv);
 }

@@ -235,6 +235,32 @@ FileChange LocalFileUtility::write(const std::string& path, std::string_view con
   return FileChange{true, {}, {}};
 }
 
+FileChange LocalFileUtility::append(const std::string& path, std::string_view content) {
+  std::string failure;
+  const std::optional<std::string> resolved = resolvedPath(path, failure);
+  if (!resolved) {
+    return failed(failure);
+  }
+  // Without blocking and checked once open: a FIFO or device put in the file's place is refused.
+  const int fd = ::open(resolved->c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644);
+  if (fd < 0) {
+    return failed(errno == ENXIO ? "not a regular file" : errorText(errno));
+  }
+  struct stat status {};
+  if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    ::close(fd);
+    return failed("not a regular file");
+  }
+  const bool written = writeAll(fd, content) && ::fdatasync(fd) == 0;
+  const int error = written ? 0 : errno;
+  if (!written && ::ftruncate(fd, status.st_size) == 0) ::fdatasync(fd);  // no half a line stays
+  ::close(fd);
+  if (error != 0) {
+    return failed(errorText(error));
+  }
+  return FileChange{true, {}, {}};
+}
+
 FileChange LocalFileUtility::keepAside(const std::string& path, const std::string& tag, std::size_t keep) {
   std::string failure;
   const std::optional<std::string> resolved = resolvedPath(path, failure);

@@ -27,6 +27,7 @@ class LocalFileUtility final : public platform::FileUtility {
   bool fileExists(const std::string& path) override;
   platform::FileRead read(const std::string& path, std::size_t maximumSize) override;
   platform::FileChange write(const std::string& path, std::string_view content) override;
+  platform::FileChange append(const std::string& path, std::string_view content) override;
   platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override;
   /// A symbolic link at `path` is removed itself, not the file it names.
   platform::FileChange remove(const std::string& path) override;

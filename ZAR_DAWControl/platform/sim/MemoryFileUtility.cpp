@@ -33,6 +33,12 @@ platform::FileChange MemoryFileUtility::write(const std::string& path, std::stri
   return {true, {}, {}};
 }
 
+platform::FileChange MemoryFileUtility::append(const std::string& path, std::string_view content) {
+  const std::lock_guard lock(_mutex);
+  _files[path].append(content);
+  return {true, {}, {}};
+}
+
 platform::FileChange MemoryFileUtility::keepAside(const std::string& path, const std::string& tag, std::size_t /*keep*/) {
   const std::lock_guard lock(_mutex);
   const auto found = _files.find(path);

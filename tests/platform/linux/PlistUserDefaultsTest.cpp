@@ -144,6 +144,9 @@ class HeldFiles final : public zar::platform::FileUtility {
   zar::platform::FileChange keepAside(const std::string& path, const std::string& tag, std::size_t keep) override {
     return _local.keepAside(path, tag, keep);
   }
+  zar::platform::FileChange append(const std::string& path, std::string_view content) override {
+    return _local.append(path, content);
+  }
   zar::platform::FileChange remove(const std::string& path) override { return _local.remove(path); }
 
  private:
