@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <nlohmann/json.hpp>
-
 #include <charconv>
+#include <cmath>
 #include <exception>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace {
@@ -146,7 +146,8 @@ bool readValue(const Json* value, T& out) {
     if (!value->is_boolean()) return false;
     out = value->get<bool>();
   } else if constexpr (std::is_same_v<T, double>) {
-    if (!value->is_number()) return false;
+    // A number too large for a double reads as infinity, which no clock gives and JSON can't write.
+    if (!value->is_number() || !std::isfinite(value->get<double>())) return false;
     out = value->get<double>();
   } else if constexpr (std::is_same_v<T, std::string>) {
     if (!value->is_string()) return false;

@@ -43,14 +43,14 @@ const Case kCases[] = {
     {"input monitor switched back by the user before the cue",
      [](PassRecordBuilder& p) {
        p.insertAtEnd(kBefore, PassRecordBuilder::read(2, false));
-       p.find(Kind::inputRead, 2, kDuring).on = false;
+       p.find(Kind::inputRead, 2, kDuring)->on = false;
      },
      "",
      {"2 Music 1: input monitor off, asked on"},
      {}},
     // The read that saw it on in Before came too early; the first read of During tells.
     {"the first read of the next phase wins",
-     [](PassRecordBuilder& p) { p.find(Kind::inputRead, 2, kBefore).on = false; },
+     [](PassRecordBuilder& p) { p.find(Kind::inputRead, 2, kBefore)->on = false; },
      "",
      {},
      {}},
@@ -64,7 +64,7 @@ const Case kCases[] = {
       "input monitor of track 2 \"Music\" not read by the end of the phase during the cue",
       "input monitors of tracks 1 \"Dialog 2\", 2 \"Music\" not read by the end of the phase after the cue"}},
     {"rename not done",
-     [](PassRecordBuilder& p) { p.find(Kind::trackName, 0, kDuring).text = "Dialog 1"; },
+     [](PassRecordBuilder& p) { p.find(Kind::trackName, 0, kDuring)->text = "Dialog 1"; },
      "",
      {"0 Dialog 1 0: named \"Dialog 1\" in Pro Tools, not \"A_4_12\""},
      {}},
@@ -100,7 +100,7 @@ const Case kCases[] = {
     {"Pro Tools gone after the cue",
      [](PassRecordBuilder& p) {
        p.record.ending = Ending::proToolsGone;
-       p.find(Kind::inputRead, 1, kAfter).on = true;
+       p.find(Kind::inputRead, 1, kAfter)->on = true;
        p.drop(Kind::trackLamp, 2, kAfter);
      },
      "Pro Tools went away during the pass",

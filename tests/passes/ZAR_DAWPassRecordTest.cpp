@@ -14,29 +14,33 @@ using Kind = Record::EventKind;
 // A judged take with an event of every kind, each with the fields its kind uses.
 Record fullRecord() {
   auto pass = PassRecordBuilder::cleanTake();
-  Record::Event hui = PassRecordBuilder::event(Kind::huiSent);
+  const auto event = [](Kind kind, const char* text = "", const char* detail = "") {
+    auto made = PassRecordBuilder::event(kind, -1, text);
+    made.detail = detail;
+    return made;
+  };
+  auto hui = event(Kind::huiSent);
   hui.bytes = {0x90, 0x1f, 0x7f};
   hui.size = 3;
-  Record::Event refused = PassRecordBuilder::event(Kind::huiNotSent, -1, "link full");
+  auto refused = event(Kind::huiNotSent, "link full");
   refused.bytes = {0xb0, 0x0f, 0};
   refused.size = 2;
-  Record::Event lamp = PassRecordBuilder::event(Kind::lamp, 2, "mute", true);
-  lamp.zone = 2;
-  lamp.port = 2;
-  Record::Event warning = PassRecordBuilder::event(Kind::warning, -1, "No HUI", true);
-  warning.detail = "Pro Tools doesn't answer";
-  Record::Event typed = PassRecordBuilder::event(Kind::selectionTyped, -1, "01:00:10:00");
-  typed.detail = "start";
-  Record::Event failure = PassRecordBuilder::event(Kind::accessibilityFailure, -1, "AXValue of the name field");
-  failure.detail = "timeout";
-  Record::Event frame = PassRecordBuilder::phase(ZAR_DAWEventPhaseDuring);
+  auto lamp = event(Kind::lamp, "mute");
+  lamp.zone = lamp.port = 2;
+  lamp.track = 2;
+  lamp.on = true;
+  auto warning = event(Kind::warning, "No HUI", "Pro Tools doesn't answer");
+  warning.on = true;
+  auto frame = PassRecordBuilder::phase(ZAR_DAWEventPhaseDuring);
   frame.frame = 90240;
-  pass.add({hui, refused, lamp, warning, typed, failure, frame,
-            PassRecordBuilder::event(Kind::notification, -1, "ZAR_DAWApplicationPassStarted"),
-            PassRecordBuilder::event(Kind::inputPress, 2, {}, true),
-            PassRecordBuilder::event(Kind::note, -1, "ünïcode")});
+  auto press = PassRecordBuilder::event(Kind::inputPress, 2, {}, true);
+  auto note = event(Kind::note, "ünïcode");
+  note.time = 12.25;
+  pass.record.events.insert(pass.record.events.end(),
+                            {hui, refused, lamp, warning, event(Kind::selectionTyped, "01:00:10:00", "start"), frame,
+                             press, event(Kind::accessibilityFailure, "AXValue of the name field", "timeout"),
+                             event(Kind::notification, "ZAR_DAWApplicationPassStarted"), note});
   auto& record = pass.record;
-  record.events.back().time = 12.25;
   record.tracks[2].states[1] = static_cast<ZAR_DAWTrackState>(7);  // settings files may hold any value
   record.droppedEvents = 3;
   record.ending = Record::Ending::nextPass;
@@ -89,6 +93,7 @@ TEST(ZAR_DAWPassRecord, AnyLineThatIsNoRecordReadsAsNothing) {
       replaced(line, R"("number":7)", R"("number":"7")"),
       replaced(line, R"("number":7)", R"("number":-7)"),
       replaced(line, R"("recordTrackPosition":0)", R"("recordTrackPosition":1e30)"),
+      replaced(line, R"("time":12.25)", R"("time":1e999)"),
       replaced(line, R"("recordTrackPosition":0)", R"("recordTrackPosition":99999999999)"),
       replaced(line, R"("takesBefore":3)", R"("takesBefore":184467440737095516150)"),
       replaced(line, R"("zone":2)", R"("zone":256)"),
