@@ -3,6 +3,8 @@ find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
 find_package(spdlog REQUIRED)
 find_package(Protobuf REQUIRED)
+# The pass log's JSON lines (header-only).
+find_package(nlohmann_json REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(RTMIDI REQUIRED IMPORTED_TARGET rtmidi)

@@ -16,6 +16,7 @@ targets=(
   zar_fuzz_midi_splitter
   zar_fuzz_timecode
   zar_fuzz_hui_input
+  zar_fuzz_pass_record
 )
 if [[ $# -gt 0 ]]; then targets=("$@"); fi
 

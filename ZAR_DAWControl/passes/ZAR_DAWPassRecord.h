@@ -35,6 +35,8 @@ struct ZAR_DAWPassRecord {
     /// The cue's take count when the pass started, and when it ended.
     std::int32_t takesBefore = 0;
     std::int32_t takesAfter = 0;
+
+    bool operator==(const Cue&) const = default;
   };
 
   /// A track of the session when the pass started, with its mode for the pass.
@@ -52,6 +54,8 @@ struct ZAR_DAWPassRecord {
     /// The record-enable and mute lamps as the framework knew them at the start.
     bool recEnabled = false;
     bool muted = false;
+
+    bool operator==(const Track&) const = default;
   };
 
   enum class EventKind {
@@ -93,6 +97,8 @@ struct ZAR_DAWPassRecord {
     note,
   };
 
+  /// An event of the pass. Only the fields its kind uses (above) mean anything; the others keep
+  /// their defaults, and the pass log keeps only the used ones.
   struct Event {
     /// Platform clock.
     double time = 0;
@@ -107,6 +113,8 @@ struct ZAR_DAWPassRecord {
     std::array<std::uint8_t, 3> bytes{};
     std::string text;
     std::string detail;
+
+    bool operator==(const Event&) const = default;
   };
 
   /// A way in which Pro Tools did not show what the modes asked.
@@ -118,6 +126,8 @@ struct ZAR_DAWPassRecord {
     ZAR_DAWEventPhase phase = 0;
     /// What differed, as "record enable off, asked on".
     std::string text;
+
+    bool operator==(const Difference&) const = default;
   };
 
   /// What Pro Tools showed at the end of a phase the pass reached, as the verdict read it.
@@ -180,15 +190,21 @@ struct ZAR_DAWPassRecord {
   /// A pass keeps at most this many events (about 1 MB); later ones are counted, not kept.
   static constexpr std::size_t kMaximumEvents = 10000;
 
-  /// "as the modes ask", or "2 differences" (and ", cut short: ..." when it was).
+  /// "as the modes ask", or "2 differences", followed by "; cut short: ..." when it was; only
+  /// "cut short: ..." when the pass never reached a phase.
   std::string verdictText() const;
-  /// "rehearse", "record", "review".
+  /// "rehearse", "record", "review" ("none" for -1, the number for any other value).
   static std::string modeText(ZAR_DAWMode mode);
-  /// "before", "during", "after".
+  /// "before", "during", "after" (the number for any other value).
   static std::string phaseText(ZAR_DAWEventPhase phase);
 
-  /// One line of JSON, without a line feed.
+  /// One line of JSON, without a line feed: one object with readable keys, enumerations as text
+  /// ("record", "before", "huiDown"), an event with only the fields its kind uses and its bytes as
+  /// hex ("90 1f 7f"). Text that is not UTF-8 is written with U+FFFD in place of its bad bytes.
   std::string toJSONLine() const;
-  /// A record from a line `toJSONLine` wrote; nothing when the line is no such record.
+  /// A record from a line `toJSONLine` wrote; nothing when the line is no such record, whatever
+  /// its bytes (wrong types, numbers out of range, too deep, too many events).
   static std::optional<ZAR_DAWPassRecord> fromJSONLine(std::string_view line);
+
+  bool operator==(const ZAR_DAWPassRecord&) const = default;
 };
