@@ -112,12 +112,7 @@ Asked askedOf(const Record::Track& track, bool isRecordTrack, ZAR_DAWEventPhase 
   return asked;
 }
 
-/// What Pro Tools showed of a track at the end of a phase.
-struct Shown {
-  bool recEnabled = false;
-  bool muted = false;
-  std::optional<bool> input;
-};
+using Shown = Record::PhaseEnd::Shown;
 
 Shown shownAt(const Record& record, const Record::Track& track, const Span& span) {
   const auto& events = record.events;
@@ -159,12 +154,20 @@ void addDifference(Record& record, std::int32_t position, ZAR_DAWEventPhase phas
 }
 
 void judgePhase(Record& record, ZAR_DAWEventPhase phase, const Span& span, bool cut) {
+  Record::PhaseEnd end{phase, -1, {}};
+  for (std::size_t i = span.begin; i < span.end && end.firstFrame < 0; ++i) {
+    if (isPhase(record.events[i]) && phaseOf(record.events[i]) == phase) end.firstFrame = record.events[i].frame;
+  }
+  for (const auto& track : record.tracks) end.tracks.push_back(shownAt(record, track, span));
+  record.phases.push_back(end);
+
   std::vector<std::string> unread;
   bool inputAsked = false;
-  for (const auto& track : record.tracks) {
+  for (std::size_t t = 0; t < record.tracks.size(); ++t) {
+    const auto& track = record.tracks[t];
     if (!track.hasMode) continue;
     const Asked asked = askedOf(track, track.position == record.recordTrackPosition, phase);
-    const Shown shown = shownAt(record, track, span);
+    const Shown& shown = end.tracks[t];
     const auto compare = [&](const char* what, bool seen, std::optional<bool> wanted) {
       if (wanted && *wanted != seen) {
         addDifference(record, track.position, phase, fmt::format("{} {}, asked {}", what, onOff(seen), onOff(*wanted)));
@@ -242,6 +245,7 @@ std::string cutShortText(const Record& record, const std::array<Span, kPhaseCoun
 void PassVerdict::judge(ZAR_DAWPassRecord& record) {
   record.differences.clear();
   record.unjudged.clear();
+  record.phases.clear();
   const auto spans = phaseSpans(record.events);
   record.cutShort = cutShortText(record, spans);
   for (std::size_t i = 0; i < kPhaseCount; ++i) {

@@ -263,6 +263,23 @@ std::optional<Record::Difference> readDifference(const Json& json) {
   return difference;
 }
 
+// What a phase's end showed of a track, as "R-?": record enable R or -, mute M or -, input
+// monitor I, - or ? (never read).
+std::string shownText(const Record::PhaseEnd::Shown& shown) {
+  return {shown.recEnabled ? 'R' : '-', shown.muted ? 'M' : '-', !shown.input ? '?' : *shown.input ? 'I' : '-'};
+}
+
+std::optional<Record::PhaseEnd::Shown> readShown(const Json& json) {
+  if (!json.is_string()) return std::nullopt;
+  const auto& text = json.get_ref<const std::string&>();
+  if (text.size() != 3 || (text[0] != 'R' && text[0] != '-') || (text[1] != 'M' && text[1] != '-') ||
+      (text[2] != 'I' && text[2] != '-' && text[2] != '?')) {
+    return std::nullopt;
+  }
+  return Record::PhaseEnd::Shown{text[0] == 'R', text[1] == 'M',
+                                 text[2] == '?' ? std::nullopt : std::optional(text[2] == 'I')};
+}
+
 bool readCue(const Json& json, Record::Cue& cue) {
   return json.is_object() && read(json, "cueNumber", cue.cueNumber) &&
          read(json, "characterPrefix", cue.characterPrefix) && read(json, "startTC", cue.startTC) &&
@@ -285,6 +302,16 @@ bool readArray(const Json& object, const char* key, std::size_t limit, std::vect
   return true;
 }
 
+std::optional<Record::PhaseEnd> readPhaseEnd(const Json& json) {
+  if (!json.is_object()) return std::nullopt;
+  Record::PhaseEnd end;
+  if (!readNamed(json, "phase", kPhases, end.phase) || !read(json, "firstFrame", end.firstFrame) ||
+      !readArray(json, "tracks", std::numeric_limits<std::size_t>::max(), end.tracks, readShown)) {
+    return std::nullopt;
+  }
+  return end;
+}
+
 std::optional<Record> readRecord(const Json& json) {
   if (!json.is_object()) return std::nullopt;
   Record record;
@@ -299,6 +326,7 @@ std::optional<Record> readRecord(const Json& json) {
       readArray(json, "events", Record::kMaximumEvents, record.events, readEvent) &&
       read(json, "droppedEvents", record.droppedEvents) && read(json, "ending", endingName) &&
       read(json, "cutShort", record.cutShort) &&
+      readArray(json, "phases", std::numeric_limits<std::size_t>::max(), record.phases, readPhaseEnd) &&
       readArray(json, "differences", std::numeric_limits<std::size_t>::max(), record.differences, readDifference) &&
       readArray(json, "unjudged", std::numeric_limits<std::size_t>::max(), record.unjudged,
                 [](const Json& line) -> std::optional<std::string> {
@@ -359,6 +387,13 @@ std::string ZAR_DAWPassRecord::toJSONLine() const {
     json["text"] = difference.text;
     differencesJSON.push_back(std::move(json));
   }
+  auto phasesJSON = OrderedJson::array();
+  for (const auto& phase : phases) {
+    auto shown = OrderedJson::array();
+    for (const auto& track : phase.tracks) shown.push_back(shownText(track));
+    phasesJSON.push_back(
+        {{"phase", named(kPhases, phase.phase)}, {"firstFrame", phase.firstFrame}, {"tracks", std::move(shown)}});
+  }
   const OrderedJson json{{"number", number},
                          {"startedAt", startedAt},
                          {"startTime", startTime},
@@ -371,6 +406,7 @@ std::string ZAR_DAWPassRecord::toJSONLine() const {
                          {"droppedEvents", droppedEvents},
                          {"ending", entryOf(kEndings, ending)},
                          {"cutShort", cutShort},
+                         {"phases", std::move(phasesJSON)},
                          {"differences", std::move(differencesJSON)},
                          {"unjudged", unjudged}};
   return json.dump(-1, ' ', false, OrderedJson::error_handler_t::replace);

@@ -137,12 +137,14 @@ struct ZAR_DAWPassRecord {
       bool muted = false;
       /// Nothing when the framework never read it.
       std::optional<bool> input;
+      bool operator==(const Shown&) const = default;
     };
     ZAR_DAWEventPhase phase = 0;
     /// The frame of the phase's first frame update; -1 when none came.
     std::int64_t firstFrame = -1;
     /// For each of `tracks`, in the same order.
     std::vector<Shown> tracks;
+    bool operator==(const PhaseEnd&) const = default;
   };
 
   /// How the pass ended.
