@@ -46,8 +46,19 @@
 /// 2.5 s); "ZAR_DAWApplicationRecordStarted" on the thread that called `recordWithEvent` (while
 /// the application's access lock is held: don't start another pass from the observer);
 /// "ZAR_DAWApplicationTrackNamesChanged" and "ZAR_DAWApplicationSelectionChanged" on the main
-/// thread (the 3-second UI refresh). An observer that touches the host's UI hands itself over to
-/// the main thread. Warnings (alerts) are always shown on the main thread, never waited for.
+/// thread (the 3-second UI refresh); "ZAR_DAWApplicationPassEnded", with the pass's
+/// `ZAR_DAWPassRecord` as its object, on the thread that ended the pass (the host's thread for
+/// passes at `stopPlayback` or at the next pass; when the framework lets go of Pro Tools, the
+/// discovery's thread, or the thread of `setEnabled(false)`). An observer that touches the host's
+/// UI hands itself over to the main thread. Warnings (alerts) are always shown on the main thread,
+/// never waited for.
+///
+/// \section passes The black box of every pass
+/// Every pass leaves a `ZAR_DAWPassRecord`: the cue, the tracks and their modes, and, time-stamped,
+/// what the framework did (HUI messages, input-monitor presses, the selection typed, the record
+/// track's new name) and what Pro Tools showed (lamps, input monitors, names), and the verdict.
+/// `ZAR_DAWApplicationManager::recentPassRecords()` gives the last 20. Recording costs a pass no
+/// accessibility call and well under a microsecond an event.
 ///
 /// \section driver The Pro Tools driver and the element utilities
 /// `ZAR_DAWApplicationManager::currentApplication()` is a `ZAR_DAWApplicationProTools` while
@@ -69,6 +80,7 @@
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWSettingsFileStatus.h"
+#include "ZAR_DAWControl/passes/ZAR_DAWPassRecord.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/platform/visualevents/ZAR_VisualEvent.h"

@@ -8,7 +8,8 @@ install(TARGETS ZAR_DAWControl EXPORT ZAR_DAWControlTargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 # Only the public headers: what a host includes and what those include. The Linux backend (it
 # brings spdlog, libplist and RtMidi), the facts the Pro Tools driver and the track read off Pro
-# Tools' windows and sends it, the text helpers and the logging macros stay inside the library.
+# Tools' windows and sends it, the text helpers, the logging macros and the black box's recorder and
+# judge (a host reads the records only) stay inside the library.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/ZAR_DAWControl/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ZAR_DAWControl
   FILES_MATCHING PATTERN "*.h"
@@ -17,6 +18,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/ZAR_DAWControl/
   PATTERN "protools/ProToolsUI.h" EXCLUDE
   PATTERN "track/TrackUI.h" EXCLUDE
   PATTERN "modes/SavedCopy.h" EXCLUDE
+  PATTERN "passes/BlackBox.h" EXCLUDE
+  PATTERN "passes/PassVerdict.h" EXCLUDE
   PATTERN "platform/utility/Utf8Text.h" EXCLUDE
   PATTERN "platform/Log.h" EXCLUDE)
 install(FILES ${ZAR_VERSION_INCLUDE_DIR}/ZAR_DAWControl/ZAR_DAWControlVersion.h

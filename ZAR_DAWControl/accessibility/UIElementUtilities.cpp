@@ -9,6 +9,7 @@
 #include <unordered_set>
 
 #include "ZAR_DAWControl/accessibility/AXNames.h"
+#include "ZAR_DAWControl/passes/BlackBox.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 
 using zar::platform::AXError;
@@ -25,6 +26,51 @@ namespace {
 zar::platform::Accessibility& accessibility() { return *zar::platform::Platform::current()->accessibility; }
 
 std::vector<Rect> screenFrames() { return zar::platform::Platform::current()->screens->screenFrames(); }
+
+const char* errorName(AXError error) {
+  switch (error) {
+    case AXError::success: return "success";
+    case AXError::failure: return "failure";
+    case AXError::illegalArgument: return "illegal argument";
+    case AXError::invalidUIElement: return "invalid element";
+    case AXError::invalidUIElementObserver: return "invalid observer";
+    case AXError::cannotComplete: return "cannot complete";
+    case AXError::attributeUnsupported: return "attribute unsupported";
+    case AXError::actionUnsupported: return "action unsupported";
+    case AXError::notificationUnsupported: return "notification unsupported";
+    case AXError::notImplemented: return "not implemented";
+    case AXError::notificationAlreadyRegistered: return "notification already registered";
+    case AXError::notificationNotRegistered: return "notification not registered";
+    case AXError::apiDisabled: return "accessibility disabled";
+    case AXError::noValue: return "no value";
+    case AXError::parameterizedAttributeUnsupported: return "parameterized attribute unsupported";
+    case AXError::notEnoughPrecision: return "not enough precision";
+  }
+  return "unknown error";
+}
+
+// Tells the black box of a pass in progress that an accessibility call failed, and returns its
+// result. An element that doesn't have what was asked (unsupported, no value) answered; a read of
+// no element asked nothing. Every action that fails counts, with or without an element: a press
+// that didn't happen is what a pass's record must show.
+AXError checked(AXError result, const UIElementUtilities::Element& element, const char* call, const std::string& what,
+                bool action = false) {
+  if (result == AXError::success) return result;
+  if (!action) {
+    if (!element || result == AXError::attributeUnsupported || result == AXError::noValue ||
+        result == AXError::parameterizedAttributeUnsupported || result == AXError::notImplemented) {
+      return result;
+    }
+  }
+  auto& box = zar::passes::BlackBox::shared();
+  if (box.recording()) {
+    box.record(ZAR_DAWPassRecord::Event{
+        .kind = ZAR_DAWPassRecord::EventKind::accessibilityFailure,
+        .text = what.empty() ? std::string(call) : fmt::format("{} {}", call, what),
+        .detail = element ? fmt::format("{} ({})", errorName(result), static_cast<int>(result)) : "no element"});
+  }
+  return result;
+}
 
 // The text an object prints as where a format places it; "(null)" for a missing one.
 std::string textOrNull(const std::optional<std::string>& text) { return text ? *text : "(null)"; }
@@ -98,48 +144,62 @@ std::string elementDescription(const UIElementUtilities::Element& element) {
 
 std::int32_t UIElementUtilities::processIdentifierOfUIElement(const Element& element) {
   std::int32_t pid = 0;
-  return accessibility().getPid(element, pid) == AXError::success ? pid : 0;
+  return checked(accessibility().getPid(element, pid), element, "getPid", {}) == AXError::success ? pid : 0;
 }
 
 std::optional<std::vector<std::string>> UIElementUtilities::attributeNamesOfUIElement(const Element& element) {
   std::vector<std::string> names;
-  if (accessibility().copyAttributeNames(element, names) != AXError::success) return std::nullopt;
+  if (checked(accessibility().copyAttributeNames(element, names), element, "copyAttributeNames", {}) !=
+      AXError::success) {
+    return std::nullopt;
+  }
   return names;
 }
 
 std::optional<std::vector<std::string>> UIElementUtilities::actionNamesOfUIElement(const Element& element) {
   std::vector<std::string> names;
-  if (accessibility().copyActionNames(element, names) != AXError::success) return std::nullopt;
+  if (checked(accessibility().copyActionNames(element, names), element, "copyActionNames", {}) != AXError::success) {
+    return std::nullopt;
+  }
   return names;
 }
 
 std::optional<std::string> UIElementUtilities::descriptionOfAction(const std::string& action,
                                                                    const Element& element) {
   std::string description;
-  if (accessibility().copyActionDescription(element, action, description) != AXError::success) return std::nullopt;
+  if (checked(accessibility().copyActionDescription(element, action, description), element, "copyActionDescription",
+              action) != AXError::success) {
+    return std::nullopt;
+  }
   return description;
 }
 
 void UIElementUtilities::performAction(const std::string& action, const Element& element) {
-  accessibility().performAction(element, action);
+  checked(accessibility().performAction(element, action), element, "performAction", action, true);
 }
 
 std::optional<UIElementUtilities::Value> UIElementUtilities::valueOfAttribute(const std::string& attribute,
                                                                             const Element& element) {
   auto& ax = accessibility();
   std::vector<std::string> names;
-  if (ax.copyAttributeNames(element, names) != AXError::success ||
+  if (checked(ax.copyAttributeNames(element, names), element, "copyAttributeNames for", attribute) !=
+          AXError::success ||
       std::find(names.begin(), names.end(), attribute) == names.end()) {
     return std::nullopt;
   }
   Value value;
-  if (ax.copyAttributeValue(element, attribute, value) != AXError::success) return std::nullopt;
+  if (checked(ax.copyAttributeValue(element, attribute, value), element, "copyAttributeValue", attribute) !=
+      AXError::success) {
+    return std::nullopt;
+  }
   return value;
 }
 
 bool UIElementUtilities::canSetAttribute(const std::string& attribute, const Element& element) {
   bool settable = false;
-  return accessibility().isAttributeSettable(element, attribute, settable) == AXError::success && settable;
+  return checked(accessibility().isAttributeSettable(element, attribute, settable), element, "isAttributeSettable",
+                 attribute) == AXError::success &&
+         settable;
 }
 
 void UIElementUtilities::setStringValue(const std::string& text, const std::optional<std::string>& attribute,
@@ -147,21 +207,26 @@ void UIElementUtilities::setStringValue(const std::string& text, const std::opti
   if (!attribute) return;
   auto& ax = accessibility();
   Value current;
-  if (ax.copyAttributeValue(element, *attribute, current) != AXError::success) return;
+  if (checked(ax.copyAttributeValue(element, *attribute, current), element, "copyAttributeValue", *attribute) !=
+      AXError::success) {
+    return;
+  }
 
   if (const auto* typed = current.get<AXTypedValue>()) {
     // A text that doesn't match the whole pattern of the value's kind sets nothing: a half-read
     // value would move or resize the element to an arbitrary place.
     if (const auto value = typedValueFromText(typed->type(), text)) {
-      ax.setAttributeValue(element, *attribute, Value(*value));
+      checked(ax.setAttributeValue(element, *attribute, Value(*value)), element, "setAttributeValue", *attribute);
     }
   } else if (current.get<std::string>() != nullptr) {
-    const AXError result = ax.setAttributeValue(element, *attribute, Value(text));
+    const AXError result =
+        checked(ax.setAttributeValue(element, *attribute, Value(text)), element, "setAttributeValue", *attribute);
     zar::platform::logStatement(zar::platform::LogFlag::info, __FILE__, __func__, __LINE__,
                                 fmt::format("Error: {}", static_cast<int>(result)));
   } else if (current.get<double>() != nullptr || current.get<bool>() != nullptr) {
     const float number = std::strtof(text.c_str(), nullptr);
-    ax.setAttributeValue(element, *attribute, Value(static_cast<double>(number)));
+    checked(ax.setAttributeValue(element, *attribute, Value(static_cast<double>(number))), element,
+            "setAttributeValue", *attribute);
   }
 }
 

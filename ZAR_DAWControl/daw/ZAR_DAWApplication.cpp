@@ -4,6 +4,7 @@
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
+#include "ZAR_DAWControl/passes/BlackBox.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "ZAR_DAWControl/platform/utility/TypingScript.h"
 #include "ZAR_DAWControl/platform/Platform.h"
@@ -106,10 +107,24 @@ void ZAR_DAWApplication::registerUserDefaults() {
   });
 }
 
+namespace {
+// Tells the black box of a pass in progress of a warning, `shown` or suppressed.
+void recordWarning(const std::string& messageText, const std::string& informativeText, bool shown) {
+  auto& box = zar::passes::BlackBox::shared();
+  if (!box.recording()) return;
+  box.record(ZAR_DAWPassRecord::Event{.kind = ZAR_DAWPassRecord::EventKind::warning,
+                                      .on = shown,
+                                      .text = messageText,
+                                      .detail = informativeText});
+}
+}  // namespace
+
 void ZAR_DAWApplication::showSuppressibleWarning(const std::string& messageText,
                                                  const std::string& informativeText, const char* suppressionKey) {
   const auto platform = Platform::current();
-  if (platform->userDefaults->boolForKey(suppressionKey)) {
+  const bool suppressed = platform->userDefaults->boolForKey(suppressionKey);
+  recordWarning(messageText, informativeText, !suppressed);
+  if (suppressed) {
     return;
   }
   zar::platform::AlertRequest request;
@@ -140,6 +155,7 @@ void ZAR_DAWApplication::showNoRecTrackSelectedWarning() {
       "Can't continue the operation as no record track is selected for the selected take. Select a record "
       "track from the dropdown menu in the table and try again.";
   request.defaultButton = "OK";
+  recordWarning(request.messageText, request.informativeText, true);
   platform->dispatch->onMainThread([platform, request] { platform->alerts->runModal(request); });
 }
 
@@ -347,6 +363,7 @@ void ZAR_DAWApplication::recordWithEvent(const std::shared_ptr<ZAR_VisualEvent>&
     _currentEvent = event;
     _currentMode = ZAR_DAWModeRecord;
   }
+  zar::passes::BlackBox::shared().notification(ZAR_DAWApplicationRecordStartedNotification);
   Platform::current()->notificationCenter->post(ZAR_DAWApplicationRecordStartedNotification);
 }
 
@@ -417,6 +434,7 @@ void ZAR_DAWApplication::refreshHUI() {
 }
 
 void ZAR_DAWApplication::huiDeviceMuteStateChangedForChannel(std::int32_t channel, bool value) {
+  zar::passes::BlackBox::shared().trackLamp(channel, false, value);
   const auto tracks = audioTracks();
   // One unsigned comparison rejects negative channels and channels past the last track.
   if (static_cast<std::uint32_t>(channel) < tracks.size()) {
@@ -425,6 +443,7 @@ void ZAR_DAWApplication::huiDeviceMuteStateChangedForChannel(std::int32_t channe
 }
 
 void ZAR_DAWApplication::huiDeviceRecordStateChangedForChannel(std::int32_t channel, bool value) {
+  zar::passes::BlackBox::shared().trackLamp(channel, true, value);
   const auto tracks = audioTracks();
   if (static_cast<std::uint32_t>(channel) < tracks.size()) {
     tracks[static_cast<std::size_t>(channel)]->setRecEnabled(value, false);

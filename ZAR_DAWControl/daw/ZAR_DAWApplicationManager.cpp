@@ -8,15 +8,31 @@
 #include "ZAR_DAWControl/modes/SettingsFile.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/passes/BlackBox.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/protools/ProToolsUI.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 
 using zar::platform::Platform;
 
+using zar::passes::BlackBox;
+
 namespace {
 constexpr double discoveryInterval = 2.5;
+
+void post(const std::shared_ptr<const Platform>& platform, const char* name) {
+  BlackBox::shared().notification(name);
+  platform->notificationCenter->post(name);
 }
+
+// The framework lets go of `application`: a pass in progress, which was driving it, ends.
+void endPassOf(const std::shared_ptr<ZAR_DAWApplication>& application) {
+  auto& box = BlackBox::shared();
+  if (!box.recording()) return;
+  const auto event = application ? application->currentEvent() : nullptr;
+  box.endPass(ZAR_DAWPassRecord::Ending::proToolsGone, event ? event->numRecordedTakes() : -1);
+}
+}  // namespace
 
 std::shared_ptr<ZAR_DAWApplicationManager> ZAR_DAWApplicationManager::sharedManager() {
   static std::mutex mutex;
@@ -68,6 +84,10 @@ std::vector<ZAR_DAWSettingsFileStatus> ZAR_DAWApplicationManager::settingsFileSt
   return statuses;
 }
 
+std::vector<std::shared_ptr<const ZAR_DAWPassRecord>> ZAR_DAWApplicationManager::recentPassRecords() const {
+  return BlackBox::shared().recentRecords();
+}
+
 zar::platform::TimerRef ZAR_DAWApplicationManager::refreshTimer() const {
   std::lock_guard lock(_propertyMutex);
   return _refreshTimer;
@@ -108,7 +128,8 @@ void ZAR_DAWApplicationManager::setEnabled(bool enabled) {
     dropped = std::exchange(_currentApplication, nullptr);
   }
   if (dropped) {
-    platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
+    post(platform, ZAR_DAWApplicationRemovedNotification);
+    endPassOf(dropped);
   }
 }
 
@@ -177,7 +198,8 @@ void ZAR_DAWApplicationManager::refreshDAWs() {
     ZAR_LOG_WARN("Pro Tools (process {}) can no longer be reached; it is looked for again every {} s",
                  current->processIdentifier(), discoveryInterval);
     // Observers of the removal still find the old application current.
-    platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
+    post(platform, ZAR_DAWApplicationRemovedNotification);
+    endPassOf(current);
     std::lock_guard lock(_propertyMutex);
     _announcing = false;
     _dropPending = false;  // what disabling would drop is gone and announced
@@ -205,7 +227,7 @@ void ZAR_DAWApplicationManager::refreshDAWs() {
     _announcing = true;
   }
   ZAR_LOG_INFO("Pro Tools {} found (process {})", found->versionString().value_or("?"), found->processIdentifier());
-  platform->notificationCenter->post(ZAR_DAWApplicationAddedNotification);
+  post(platform, ZAR_DAWApplicationAddedNotification);
   std::shared_ptr<ZAR_DAWApplication> dropped;
   {
     std::lock_guard lock(_propertyMutex);
@@ -216,7 +238,8 @@ void ZAR_DAWApplicationManager::refreshDAWs() {
   }
   if (dropped) {
     // Disabled while observers heard of the application: they now hear it is gone, finding none.
-    platform->notificationCenter->post(ZAR_DAWApplicationRemovedNotification);
+    post(platform, ZAR_DAWApplicationRemovedNotification);
+    endPassOf(dropped);
   }
 }
 

@@ -13,6 +13,7 @@
 
 class ZAR_DAWAudioTrackModeList;
 class ZAR_DAWMuteRecMatrix;
+struct ZAR_DAWPassRecord;
 
 /// The framework's entry point. Once allowed and enabled, it looks for a running Pro Tools every
 /// 2.5 seconds, keeps the application object for it while it stays connected, and announces each
@@ -46,6 +47,10 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
   /// What the host was told with "ZAR_DAWSettingsFileStatus" that still holds, for the list's file
   /// then the matrix's: what was found when they were read, and saves failing now. Any thread.
   std::vector<ZAR_DAWSettingsFileStatus> settingsFileStatuses() const;
+  /// The records of this process's last passes (at most 20), oldest first: each pass's black box
+  /// as "ZAR_DAWApplicationPassEnded" carried it. Copies of the shared pointers; the records never
+  /// change. Any thread; returns at once.
+  std::vector<std::shared_ptr<const ZAR_DAWPassRecord>> recentPassRecords() const;
   zar::platform::TimerRef refreshTimer() const;
 
   /// Starts the 2.5-second discovery timer and runs a first pass on the calling thread.

@@ -11,6 +11,10 @@ inline constexpr const char* ZAR_DAWApplicationTrackNamesChangedNotification = "
 /// Posted with a `ZAR_DAWSettingsFileStatus` as its object when a settings file is found damaged,
 /// can't be saved, or is saved again (see ZAR_DAWSettingsFileStatus.h for the thread).
 inline constexpr const char* ZAR_DAWSettingsFileStatusNotification = "ZAR_DAWSettingsFileStatus";
+/// Posted at the end of every pass (rehearse, record, review: at `stopPlayback`, at the next pass,
+/// or when the framework lets go of Pro Tools) with the pass's record, a
+/// `std::shared_ptr<const ZAR_DAWPassRecord>`, as its object, on the thread that ended the pass.
+inline constexpr const char* ZAR_DAWApplicationPassEndedNotification = "ZAR_DAWApplicationPassEnded";
 /// A name for the host's own use; the framework never posts it.
 inline constexpr const char* ZAR_DAWAudioTrackRecTracksChangedNotification = "ZAR_DAWAudioTrackRecTracksChanged";
 

@@ -7,6 +7,7 @@
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/SavedCopy.h"
+#include "ZAR_DAWControl/passes/BlackBox.h"
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 
@@ -37,6 +38,7 @@ void post(const std::vector<ZAR_DAWSettingsFileStatus>& statuses) {
   const auto center = platform::Platform::current()->notificationCenter;
   if (!center) return;
   for (const auto& status : statuses) {
+    passes::BlackBox::shared().notification(ZAR_DAWSettingsFileStatusNotification);
     center->post(ZAR_DAWSettingsFileStatusNotification, status);
   }
 }

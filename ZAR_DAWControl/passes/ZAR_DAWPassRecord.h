@@ -153,7 +153,8 @@ struct ZAR_DAWPassRecord {
     stopped,
     /// Pro Tools didn't talk HUI with the framework: nothing was done.
     huiDown,
-    /// Pro Tools went away (quit, or no longer answered) during the pass.
+    /// The framework let go of Pro Tools during the pass: Pro Tools went away (quit, or no longer
+    /// answered), or the host disabled the manager.
     proToolsGone,
     /// The host started the next pass without stopping this one.
     nextPass,

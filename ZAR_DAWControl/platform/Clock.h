@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <limits>
 #include <memory>
@@ -16,6 +17,11 @@ class Clock {
   virtual ~Clock() = default;
   /// Seconds on a monotonic clock (the media clock of the original; also the event time stamp).
   virtual double now() const = 0;
+  /// Wall-clock time: seconds since 1970-01-01 00:00 UTC, for telling a person when something
+  /// happened (never for measuring time). The system's clock unless the clock says otherwise.
+  virtual double secondsSince1970() const {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+  }
   /// Blocks the calling thread for the given seconds.
   virtual void sleep(double seconds) = 0;
   /// Waits on `cv` (with `lock` held) until it is notified or `deadline` (clock time) has come.

@@ -12,6 +12,7 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/passes/BlackBox.h"
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDIOutput.h"
 #include "ZAR_DAWControl/platform/midi/ZAR_MIDISystem.h"
@@ -24,6 +25,7 @@
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 
 using zar::hui::HUICodec;
+using zar::passes::BlackBox;
 using zar::platform::AXAttributeValue;
 using zar::platform::AXUIElementRef;
 using zar::platform::AXValueList;
@@ -83,13 +85,23 @@ void pressTransportButton(std::uint8_t port) {
 
 void sleepFor(double seconds) { Platform::current()->clock->sleep(seconds); }
 
-// Whether a child of the edit window is a track row: a group (or toolbar) whose title names an
-// audio or aux track.
-bool isTrackRow(const AXUIElementRef& child) {
+// The title of a child of the edit window that is a track row: a group (or toolbar) whose title
+// names an audio or aux track; nothing for any other child.
+std::optional<std::string> trackRowTitle(const AXUIElementRef& child) {
   const auto role = UIElementUtilities::roleOfUIElement(child);
-  if (!role || (*role != zar::ax::kGroupRole && *role != zar::ax::kToolbarRole)) return false;
-  const auto title = UIElementUtilities::titleOfUIElement(child);
-  return title && ZAR_DAWAudioTrack::isTrackRowTitle(*title);
+  if (!role || (*role != zar::ax::kGroupRole && *role != zar::ax::kToolbarRole)) return std::nullopt;
+  auto title = UIElementUtilities::titleOfUIElement(child);
+  if (!title || !ZAR_DAWAudioTrack::isTrackRowTitle(*title)) return std::nullopt;
+  return title;
+}
+
+// The mode the matrix gives the position for the pass `mode`: the null mode for a track left
+// alone, nothing for a position beyond the matrix (its states count as Play).
+std::shared_ptr<ZAR_DAWAudioTrackMode> modeForPass(const ZAR_DAWMuteRecMatrix& matrix, ZAR_DAWMode mode,
+                                                   std::int32_t position) {
+  if (mode == ZAR_DAWModeRecord) return matrix.recordModeAtTrackIndex(position);
+  if (mode == ZAR_DAWModeRehearse) return matrix.rehearseModeAtTrackIndex(position);
+  return matrix.reviewModeAtTrackIndex(position);
 }
 
 // Puts the track's input monitor and mute into the state's shape; Record and unknown states
@@ -208,6 +220,10 @@ std::optional<ZAR_Error> ZAR_DAWApplicationProTools::setSelectionTC(const AXUIEl
                               [](char c) { return c == ':' || std::isspace(static_cast<unsigned char>(c)) != 0; }),
                digits.end());
   sendTextToDAWApplication(digits, false);
+  if (auto& box = BlackBox::shared(); box.recording()) {
+    box.record(ZAR_DAWPassRecord::Event{
+        .kind = ZAR_DAWPassRecord::EventKind::selectionTyped, .text = digits, .detail = start ? "start" : "end"});
+  }
   return std::nullopt;
 }
 
@@ -226,6 +242,7 @@ void ZAR_DAWApplicationProTools::onUIRefreshTimerRanOut(const zar::platform::Tim
   if (const auto device = huiDevice()) device->keepPortsOpen();
   const auto& center = Platform::current()->notificationCenter;
   findAudioTracks();
+  BlackBox::shared().notification(ZAR_DAWApplicationTrackNamesChangedNotification);
   center->post(ZAR_DAWApplicationTrackNamesChangedNotification);
 
   const TCTime start = ZAR_TCHelper::tcTimeFromString(selectionStartTC().value_or(""));
@@ -236,24 +253,11 @@ void ZAR_DAWApplicationProTools::onUIRefreshTimerRanOut(const zar::platform::Tim
   }
   setLastSelectionStartTC(start);
   setLastSelectionEndTC(end);
+  BlackBox::shared().notification(ZAR_DAWApplicationSelectionChangedNotification);
   center->post(ZAR_DAWApplicationSelectionChangedNotification);
 }
 
 // Transport.
-
-bool ZAR_DAWApplicationProTools::openPass(const std::shared_ptr<ZAR_VisualEvent>& event) {
-  if (!event) {
-    return false;
-  }
-  refreshHUI();
-  sleepFor(zar::protools::transport::kHUIConnectionWait);
-  const auto device = huiDevice();
-  if (!device || !device->connected()) {
-    showHUIUnavailableAlert();
-    return false;
-  }
-  return true;
-}
 
 void ZAR_DAWApplicationProTools::selectRange(const ZAR_VisualEvent& event, double pause) {
   setSelectionStartTC(event.startTCString());  // errors don't stop the transport
@@ -261,8 +265,69 @@ void ZAR_DAWApplicationProTools::selectRange(const ZAR_VisualEvent& event, doubl
   setSelectionEndTC(event.endTCString());
 }
 
+void ZAR_DAWApplicationProTools::beginPassRecord(ZAR_DAWMode mode, const ZAR_VisualEvent& event) {
+  auto& box = BlackBox::shared();
+  if (box.recording()) {
+    // The host starts a pass without stopping the last one: that one ends here, with its cue's count.
+    const auto previous = currentEvent();
+    box.endPass(ZAR_DAWPassRecord::Ending::nextPass, previous ? previous->numRecordedTakes() : -1);
+  }
+  ZAR_DAWPassRecord start;
+  start.mode = mode;
+  auto& cue = start.cue;
+  cue.cueNumber = event.cueNumber().value_or("");
+  const auto character = event.character();
+  cue.characterPrefix = character ? character->prefix().value_or("") : "";
+  cue.startTC = event.startTCString().value_or("");
+  cue.endTC = event.endTCString().value_or("");
+  cue.inPointFrameIndex = event.inPointFrameIndex();
+  cue.endFrameIndex = event.endFrameIndex();
+  cue.recTrackIndex = event.recTrackIndex();
+  cue.takesBefore = event.numRecordedTakes();
+
+  // What the framework knows already: the names discovery read, the cached lamps, the matrix.
+  const auto matrix = ZAR_DAWApplicationManager::sharedManager()->muteRecMatrix();
+  const auto nullMode = ZAR_DAWAudioTrackMode::nullTrackMode();
+  const auto tracks = audioTracks();
+  start.tracks.reserve(tracks.size());
+  for (std::size_t i = 0; i < tracks.size(); ++i) {
+    ZAR_DAWPassRecord::Track track;
+    track.position = static_cast<std::int32_t>(i);
+    track.name = tracks[i]->lastReadName();
+    const auto trackMode = modeForPass(*matrix, mode, track.position);
+    track.hasMode = trackMode != nullMode;
+    if (track.hasMode && trackMode) {
+      track.modeName = trackMode->name().value_or("");
+      track.states = {trackMode->beforeState(), trackMode->duringState(), trackMode->afterState()};
+    }
+    track.recEnabled = tracks[i]->recEnabled();
+    track.muted = tracks[i]->muted();
+    start.tracks.push_back(std::move(track));
+  }
+  const auto recordTrack = recordTrackOf(event);
+  start.recordTrackPosition = recordTrack ? recordTrack->index() : -1;
+  box.beginPass(std::move(start));
+}
+
+bool ZAR_DAWApplicationProTools::openPass(ZAR_DAWMode mode, const std::shared_ptr<ZAR_VisualEvent>& event) {
+  if (!event) {
+    return false;
+  }
+  beginPassRecord(mode, *event);
+  refreshHUI();
+  sleepFor(zar::protools::transport::kHUIConnectionWait);
+  const auto device = huiDevice();
+  if (!device || !device->connected()) {
+    showHUIUnavailableAlert();
+    BlackBox::shared().endPass(ZAR_DAWPassRecord::Ending::huiDown, event->numRecordedTakes());
+    return false;
+  }
+  BlackBox::shared().phase(ZAR_DAWEventPhaseBefore, -1);
+  return true;
+}
+
 void ZAR_DAWApplicationProTools::rehearseWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) {
-  if (!openPass(event)) return;
+  if (!openPass(ZAR_DAWModeRehearse, event)) return;
   ZAR_DAWApplication::rehearseWithEvent(event);
   updateAudioTracksForMode(ZAR_DAWModeRehearse, ZAR_DAWEventPhaseBefore);
   selectRange(*event, zar::protools::transport::kSelectionPause);
@@ -270,7 +335,7 @@ void ZAR_DAWApplicationProTools::rehearseWithEvent(const std::shared_ptr<ZAR_Vis
 }
 
 void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) {
-  if (!openPass(event)) return;
+  if (!openPass(ZAR_DAWModeRecord, event)) return;
   ZAR_DAWApplication::recordWithEvent(event);
 
   const auto recordTrack = recordTrackOf(*event);
@@ -289,7 +354,14 @@ void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_Visua
   }
   if (!parts.empty()) {
     if (recordTrack) {
-      recordTrack->setName(fmt::format("{}", fmt::join(parts, "_")));
+      const std::string name = fmt::format("{}", fmt::join(parts, "_"));
+      if (auto& box = BlackBox::shared(); box.recording()) {
+        box.record(ZAR_DAWPassRecord::Event{.kind = ZAR_DAWPassRecord::EventKind::rename,
+                                            .track = recordTrack->index(),
+                                            .text = name,
+                                            .detail = recordTrack->lastReadName()});
+      }
+      recordTrack->setName(name);
     } else {
       // The host should have shown the no-record-track warning instead of recording.
       ZAR_LOG_ERROR("No record track at position {} of {} record tracks; the take is not named",
@@ -306,7 +378,7 @@ void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_Visua
 }
 
 void ZAR_DAWApplicationProTools::reviewWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) {
-  if (!openPass(event)) return;
+  if (!openPass(ZAR_DAWModeReview, event)) return;
   ZAR_DAWApplication::reviewWithEvent(event);
   updateAudioTracksForMode(ZAR_DAWModeReview, ZAR_DAWEventPhaseBefore);
   selectRange(*event, zar::protools::transport::kReviewSelectionPause);
@@ -314,11 +386,13 @@ void ZAR_DAWApplicationProTools::reviewWithEvent(const std::shared_ptr<ZAR_Visua
 }
 
 void ZAR_DAWApplicationProTools::stopPlayback() {
+  const auto event = currentEvent();  // the bookkeeping lets go of it
   ZAR_DAWApplication::stopPlayback();
   // Stop is pressed and the zone selected again, but never released.
   sendHUI(HUICodec::selectSwitchZone(zar::hui::zone::transport));
   sendHUI(HUICodec::switchPort(zar::hui::transportPort::stop, true));
   sendHUI(HUICodec::selectSwitchZone(zar::hui::zone::transport));
+  BlackBox::shared().endPass(ZAR_DAWPassRecord::Ending::stopped, event ? event->numRecordedTakes() : -1);
 }
 
 void ZAR_DAWApplicationProTools::togglePlayback() {
@@ -342,21 +416,26 @@ void ZAR_DAWApplicationProTools::findAudioTracks() {
   if (list != nullptr) {
     for (const AXAttributeValue& entry : *list) {
       const auto* child = entry.get<AXUIElementRef>();
-      if (child == nullptr || *child == nullptr || !isTrackRow(*child)) continue;
+      if (child == nullptr || *child == nullptr) continue;
+      const auto title = trackRowTitle(*child);
+      if (!title) continue;
       // Track objects are matched to rows by position only.
       if (found < tracks.size()) {
         tracks[found]->setTrackCluster(*child);
       } else {
         tracks.push_back(std::make_shared<ZAR_DAWAudioTrack>(*child));
       }
+      tracks[found]->setLastReadName(ZAR_DAWAudioTrack::nameInRowTitle(*title).value_or(""));
       ++found;
     }
   }
   tracks.resize(found);
   // Rows at the same height keep the order in which the window lists them.
   std::stable_sort(tracks.begin(), tracks.end(), [](const auto& a, const auto& b) { return a->yPos() < b->yPos(); });
+  auto& box = BlackBox::shared();
   for (std::size_t i = 0; i < tracks.size(); ++i) {
     tracks[i]->setIndex(static_cast<std::int32_t>(i));
+    if (box.recording()) box.trackName(static_cast<std::int32_t>(i), tracks[i]->lastReadName());
   }
   setAudioTracks(std::move(tracks));
 }
@@ -390,6 +469,7 @@ void ZAR_DAWApplicationProTools::updateDAWTrackStatesForFrameIndex(std::int64_t 
   } else if (frameIndex > event->endFrameIndex()) {
     phase = ZAR_DAWEventPhaseAfter;
   }
+  BlackBox::shared().phase(phase, frameIndex);
   updateAudioTracksForMode(mode, phase);
 }
 
@@ -410,14 +490,7 @@ void ZAR_DAWApplicationProTools::updateAudioTracksForMode(ZAR_DAWMode mode, ZAR_
     const auto& track = tracks[i];
     // The matrix row is the list position (which discovery also makes the track's index).
     const auto position = static_cast<std::int32_t>(i);
-    std::shared_ptr<ZAR_DAWAudioTrackMode> trackMode;
-    if (mode == ZAR_DAWModeRecord) {
-      trackMode = matrix->recordModeAtTrackIndex(position);
-    } else if (mode == ZAR_DAWModeRehearse) {
-      trackMode = matrix->rehearseModeAtTrackIndex(position);
-    } else {
-      trackMode = matrix->reviewModeAtTrackIndex(position);
-    }
+    const auto trackMode = modeForPass(*matrix, mode, position);
     if (trackMode == nullMode) {
       continue;  // no mode assigned: the track is left alone
     }

@@ -50,6 +50,7 @@ class ZAR_DAWApplicationProTools : public ZAR_DAWApplication {
   /// Also names the record track from the naming preferences and counts the take.
   void recordWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) override;
   void reviewWithEvent(const std::shared_ptr<ZAR_VisualEvent>& event) override;
+  /// Also ends the pass's black box.
   void stopPlayback() override;
   /// One space-bar key-down to Pro Tools.
   void togglePlayback() override;
@@ -99,8 +100,12 @@ class ZAR_DAWApplicationProTools : public ZAR_DAWApplication {
   std::optional<std::string> selectionTC(const zar::platform::AXUIElementRef& field, ZAR_Error* error);
   std::optional<ZAR_Error> setSelectionTC(const zar::platform::AXUIElementRef& field,
                                           const std::optional<std::string>& tc, bool start);
-  /// The opening of a pass: a fresh HUI device, then the check that Pro Tools talks HUI with it.
-  bool openPass(const std::shared_ptr<ZAR_VisualEvent>& event);
+  /// The opening of a pass: its black box begun, a fresh HUI device, then the check that Pro Tools
+  /// talks HUI with it (the pass ends there when it doesn't).
+  bool openPass(ZAR_DAWMode mode, const std::shared_ptr<ZAR_VisualEvent>& event);
+  /// Begins the black box of a pass of `event` from what the framework knows already (no read of
+  /// Pro Tools); a pass still recording ends first.
+  void beginPassRecord(ZAR_DAWMode mode, const ZAR_VisualEvent& event);
   void selectRange(const ZAR_VisualEvent& event, double pause);
   /// The entry of the record tracks at the cue's record-track index; none when the cue names no
   /// entry (as in a rehearse or review where nothing records): then no track is the record track.

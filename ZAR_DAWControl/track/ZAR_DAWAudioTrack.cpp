@@ -11,6 +11,7 @@
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackMode.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
+#include "ZAR_DAWControl/passes/BlackBox.h"
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/track/TrackUI.h"
@@ -244,15 +245,21 @@ bool ZAR_DAWAudioTrack::rowAnswers() {
   return false;
 }
 
-bool ZAR_DAWAudioTrack::inputEnabled() const {
+std::optional<bool> ZAR_DAWAudioTrack::readInputMonitor() const {
   const auto value = UIElementUtilities::valueOfAttribute(zar::ax::kValueAttribute, inputButton());
   const auto* text = value ? value->get<std::string>() : nullptr;
-  return text != nullptr && *text == zar::track::kInputOnValue;
+  if (text == nullptr) return std::nullopt;
+  return *text == zar::track::kInputOnValue;
 }
+
+bool ZAR_DAWAudioTrack::inputEnabled() const { return readInputMonitor().value_or(false); }
 
 void ZAR_DAWAudioTrack::setInputEnabled(bool inputEnabled) {
   ZAR_LOG_DEBUG("{}::Setting input enabled state:{}", name(), inputEnabled ? 1 : 0);
-  if (this->inputEnabled() == inputEnabled) {
+  auto& box = zar::passes::BlackBox::shared();
+  const auto shown = readInputMonitor();
+  if (shown) box.inputRead(index(), *shown);
+  if (shown.value_or(false) == inputEnabled) {
     return;
   }
   std::lock_guard lock(inputGuardMutex);
@@ -263,6 +270,7 @@ void ZAR_DAWAudioTrack::setInputEnabled(bool inputEnabled) {
     UIElementUtilities::performAction(zar::ax::kPressAction, inputButton());
     lastInputSetTime = now;
     lastInputSetClock = clock;
+    box.inputPress(index(), inputEnabled);
   }
 }
 
@@ -296,6 +304,16 @@ std::string ZAR_DAWAudioTrack::description() const {
                      modeText(rehearseMode()), modeText(recordMode()), modeText(reviewMode()));
 }
 
+std::string ZAR_DAWAudioTrack::lastReadName() const {
+  std::lock_guard lock(_elementMutex);
+  return _lastReadName;
+}
+
+void ZAR_DAWAudioTrack::setLastReadName(std::string name) {
+  std::lock_guard lock(_elementMutex);
+  _lastReadName = std::move(name);
+}
+
 std::string ZAR_DAWAudioTrack::name() const {
   const auto title = UIElementUtilities::titleOfUIElement(trackCluster());
   if (!title) {
@@ -309,15 +327,25 @@ std::string ZAR_DAWAudioTrack::name() const {
 }
 
 void ZAR_DAWAudioTrack::setName(const std::string& name) {
+  const auto notEntered = [&](const char* why) {
+    auto& box = zar::passes::BlackBox::shared();
+    if (!box.recording()) return;
+    box.record(ZAR_DAWPassRecord::Event{.kind = ZAR_DAWPassRecord::EventKind::accessibilityFailure,
+                                        .track = index(),
+                                        .text = fmt::format("setName \"{}\" (name field)", name),
+                                        .detail = why});
+  };
   const auto field = nameTextField();
   if (!field) {
     ZAR_LOG_ERROR("{}::No name field to enter the name {} in", this->name(), name);
+    notEntered("no name field was found in the row");
     return;
   }
   // A field that no longer answers (its row was deleted, Pro Tools quit) has no place on screen:
   // a click would land at the screen's corner and the name in whatever is frontmost.
   if (!UIElementUtilities::attributeNamesOfUIElement(field)) {
     ZAR_LOG_ERROR("{}::The name field no longer answers; the name {} is not entered", this->name(), name);
+    notEntered("the name field no longer answers");
     return;
   }
   Rect frame = rectAttribute(zar::ax::kFrameAttribute, field);

@@ -77,7 +77,8 @@ class ZAR_DAWAudioTrack {
   /// Whether the input-monitor button shows "on".
   bool inputEnabled() const;
   /// Presses the input-monitor button when it shows the other state, at most one press per
-  /// `inputPressInterval` across all tracks; a request inside that time is dropped.
+  /// `inputPressInterval` across all tracks; a request inside that time is dropped. The read and
+  /// the press go into the black box of a pass in progress.
   void setInputEnabled(bool inputEnabled);
 
   /// The modes assigned to this track's position in the manager's matrix.
@@ -92,10 +93,14 @@ class ZAR_DAWAudioTrack {
   std::string description() const;
   /// The name as the row's title shows it; empty when it can't be read.
   std::string name() const;
+  /// The name that track discovery last read from the row's title (empty until then, or when the
+  /// title held no name); never reads the DAW.
+  std::string lastReadName() const;
+  void setLastReadName(std::string name);
   /// Enters a new name: double-clicks the name field, types the name through the typing script and
   /// puts the pointer (and the host's activation) back. Control characters are left out of the
-  /// name. Does nothing (and logs) for a track whose name field was never found or no longer
-  /// answers, rather than clicking blindly at the screen's corner.
+  /// name. Does nothing (and logs, and tells a pass's black box) for a track whose name field was
+  /// never found or no longer answers, rather than clicking blindly at the screen's corner.
   void setName(const std::string& name);
 
   /// Cached DAW states, published for code outside the class.
@@ -105,6 +110,8 @@ class ZAR_DAWAudioTrack {
  private:
   /// Whether the row still answers; remembers when it doesn't.
   bool rowAnswers();
+  /// What the input-monitor button shows; nothing when it can't be read.
+  std::optional<bool> readInputMonitor() const;
 
   std::atomic<std::int32_t> _index{0};
   std::atomic<float> _yPos{0};
@@ -115,6 +122,7 @@ class ZAR_DAWAudioTrack {
   zar::platform::AXUIElementRef _recButton;
   zar::platform::AXUIElementRef _inputButton;
   zar::platform::AXUIElementRef _muteButton;
+  std::string _lastReadName;
 };
 
 static_assert(ZAR_RegisterUserDefaults<ZAR_DAWAudioTrack>);

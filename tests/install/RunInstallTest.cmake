@@ -14,7 +14,7 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 # facts and helpers.
 file(GLOB_RECURSE installed RELATIVE ${prefix}/include ${prefix}/include/*)
 foreach(header IN LISTS installed)
-  if(header MATCHES "platform/linux/|spdlog|\\.pb\\.h$|/ProToolsTransport\\.h$|/ProToolsUI\\.h$|/TrackUI\\.h$|/Utf8Text\\.h$|/SavedCopy\\.h$|/Log\\.h$")
+  if(header MATCHES "platform/linux/|spdlog|\\.pb\\.h$|/ProToolsTransport\\.h$|/ProToolsUI\\.h$|/TrackUI\\.h$|/Utf8Text\\.h$|/SavedCopy\\.h$|/BlackBox\\.h$|/PassVerdict\\.h$|/Log\\.h$")
     message(FATAL_ERROR "internal header installed: ${header}")
   endif()
 endforeach()

@@ -4,15 +4,17 @@
 
 #include "ZAR_DAWControl/platform/Log.h"
 #include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_HUITrafficObserver.h"
 
 namespace zar::platform {
 
 PacedMidiOutput::PacedMidiOutput(std::string label, std::shared_ptr<Clock> clock, double baudRate,
-                                 std::size_t capacity)
+                                 std::size_t capacity, bool huiTraffic)
     : _label(std::move(label)),
       _clock(std::move(clock)),
       _baudRate(_clock && baudRate > 0 ? baudRate : 0),
-      _capacity(capacity) {
+      _capacity(capacity),
+      _huiTraffic(huiTraffic) {
   if (_baudRate > 0) {
     _waiter = _clock->makeBackgroundWaiter();
     _thread = std::thread([this] { run(); });
@@ -84,13 +86,21 @@ std::optional<double> PacedMidiOutput::send(std::span<const std::uint8_t> bytes)
                                                                        : nullptr;
   if (refusal) {
     failLocked(messages.size(), refusal);
+    lock.unlock();
+    reportNotSent(messages, refusal);
     return std::nullopt;
   }
+  const auto portFailed = [&](std::size_t failed) {
+    const char* why = "the port failed a send";
+    failLocked(messages.size() - failed - 1, why);
+    lock.unlock();
+    reportNotSent(std::span(messages).subspan(failed + 1), why);
+    return std::nullopt;
+  };
   if (_baudRate <= 0) {
     for (std::size_t i = 0; i < messages.size(); ++i) {
       if (!sendLocked(lock, messages[i], now)) {
-        failLocked(messages.size() - i - 1, "the port failed a send");
-        return std::nullopt;
+        return portFailed(i);
       }
     }
     return now;
@@ -99,8 +109,7 @@ std::optional<double> PacedMidiOutput::send(std::span<const std::uint8_t> bytes)
   const bool wasIdle = _queue.empty();
   if (wasIdle && now >= _linkFreeAt) {
     if (!sendLocked(lock, messages.front(), now)) {
-      failLocked(messages.size() - 1, "the port failed a send");
-      return std::nullopt;
+      return portFailed(0);
     }
     first = 1;
   }
@@ -165,6 +174,13 @@ bool PacedMidiOutput::sendLocked(std::unique_lock<std::mutex>& lock, const std::
   const auto pair = _pair;
   lock.unlock();
   const bool sent = pair->send(message);
+  if (auto* observer = _huiTraffic ? ZAR_HUITrafficObserver::shared() : nullptr) {
+    if (sent) {
+      observer->huiMessageSent(message);
+    } else {
+      observer->huiMessageNotSent(message, "the port failed a send");
+    }
+  }
   lock.lock();
   if (!sent) {
     _failed = true;
@@ -194,6 +210,7 @@ void PacedMidiOutput::dropQueueLocked(const char* why) {
     return;
   }
   failLocked(_queue.size(), why);
+  for (const auto& message : _queue) reportNotSent(std::span(&message, 1), why);
   _queue.clear();
   _queuedSeconds = 0;
   _progress.notify_all();
@@ -208,6 +225,14 @@ void PacedMidiOutput::failLocked(std::uint64_t messages, const std::string& why)
     ZAR_LOG_ERROR("{}: {} MIDI message{} not sent: {}", _label, messages, messages == 1 ? "" : "s", why);
   }
   _failedInRun += messages;
+}
+
+void PacedMidiOutput::reportNotSent(std::span<const std::vector<std::uint8_t>> messages, const char* why) const {
+  auto* observer = _huiTraffic ? ZAR_HUITrafficObserver::shared() : nullptr;
+  if (observer == nullptr) {
+    return;
+  }
+  for (const auto& message : messages) observer->huiMessageNotSent(message, why);
 }
 
 }  // namespace zar::platform

@@ -34,6 +34,8 @@ namespace zar::platform {
 /// - Closing sends what waits at once and never waits for the link.
 /// - Messages refused, failed or dropped are counted and logged once per run of failures; the
 ///   first message sent after a run says so (a warning).
+/// - The HUI output tells the process's `ZAR_HUITrafficObserver` of every message handed to the
+///   port and of every one refused, failed or dropped (a dropped queue under the output's lock).
 ///
 /// Thread-safe. The pair is sent to one message at a time, in order, and without the lock that
 /// `waitUntilSent`, the counts and the queue's state take, so a pair that calls out can't hold them.
@@ -51,8 +53,10 @@ class PacedMidiOutput {
   };
 
   /// `label` names the output in the log. A baud rate that is not positive (or no clock) sends
-  /// every message at once.
-  PacedMidiOutput(std::string label, std::shared_ptr<Clock> clock, double baudRate, std::size_t capacity);
+  /// every message at once. `huiTraffic`: the output is the HUI output, whose traffic the
+  /// process's `ZAR_HUITrafficObserver` hears.
+  PacedMidiOutput(std::string label, std::shared_ptr<Clock> clock, double baudRate, std::size_t capacity,
+                  bool huiTraffic = false);
   /// Closes.
   ~PacedMidiOutput();
   PacedMidiOutput(const PacedMidiOutput&) = delete;
@@ -86,11 +90,14 @@ class PacedMidiOutput {
   void sendHeadLocked(std::unique_lock<std::mutex>& lock, double now);
   void dropQueueLocked(const char* why);
   void failLocked(std::uint64_t messages, const std::string& why);
+  /// Tells the HUI traffic observer, if this output has one, that `messages` were not sent.
+  void reportNotSent(std::span<const std::vector<std::uint8_t>> messages, const char* why) const;
 
   const std::string _label;
   const std::shared_ptr<Clock> _clock;
   const double _baudRate;
   const std::size_t _capacity;
+  const bool _huiTraffic;
   std::unique_ptr<Clock::BackgroundWaiter> _waiter;
 
   std::mutex _sendMutex;  // held while a message is handed to the pair, and taken before `_mutex`

@@ -71,7 +71,7 @@ ZAR_MIDISystem::ZAR_MIDISystem(std::shared_ptr<zar::platform::MidiPorts> ports,
     : _ports(std::move(ports)),
       _huiRequest(std::move(huiRequest)),
       _huiOutput(std::make_unique<zar::platform::PacedMidiOutput>("HUI output", platformClock(), huiBaudRate,
-                                                                  kHUIOutputCapacity)),
+                                                                  kHUIOutputCapacity, true)),
       _huiSurface([this](std::span<const std::uint8_t> bytes) { return _huiOutput->send(bytes); }) {}
 
 ZAR_MIDISystem::~ZAR_MIDISystem() {

@@ -26,9 +26,14 @@ class VirtualClock final : public platform::Clock {
     std::thread::id thread;
   };
 
+  /// The wall clock of virtual time at time 0: 2026-01-01 00:00:00 UTC.
+  static constexpr double kWallClockAtZero = 1767225600.0;
+
   explicit VirtualClock(double start = 1000.0) : _now(start) {}
 
   double now() const override;
+  /// `kWallClockAtZero` + `now()`, so that wall-clock times come out the same at every run.
+  double secondsSince1970() const override { return kWallClockAtZero + now(); }
   /// Settles, then moves time on by `seconds`.
   void sleep(double seconds) override;
   void waitUntil(std::condition_variable& cv, std::unique_lock<std::mutex>& lock, double deadline) override;

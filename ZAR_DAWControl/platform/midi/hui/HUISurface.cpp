@@ -4,6 +4,7 @@
 
 #include "ZAR_DAWControl/platform/midi/hui/HUICodec.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
+#include "ZAR_DAWControl/platform/midi/ZAR_HUITrafficObserver.h"
 
 namespace zar::hui {
 
@@ -54,6 +55,12 @@ std::vector<HUISurface::Change> HUISurface::receive(std::span<const std::uint8_t
         _strips = {};
         break;
       case HUIEvent::Kind::lamp:
+        if (auto* observer = ZAR_HUITrafficObserver::shared()) {
+          // A strip's lamp names a track only once the bank in view is known and shown.
+          const bool stripOfKnownBank = event.zone <= zone::lastStrip && _view == View::settled && _navigator.offset();
+          observer->huiLampReceived(event.zone, event.port, event.on,
+                                    stripOfKnownBank ? *_navigator.offset() + event.zone : -1);
+        }
         if (const auto lamp = followedLamp(event.port); lamp && event.zone <= zone::lastStrip) {
           lampLocked(event.zone, *lamp, event.on, now, changes);
         }

@@ -56,7 +56,8 @@ class HUISurface {
 
   /// Host bytes arriving at `now`. Answers pings when `answerPings` (a device is attached), and
   /// then also brings the bank into a known position when it is not known. Returns the lamp
-  /// changes of tracks.
+  /// changes of tracks. Every lamp message is told to the process's `ZAR_HUITrafficObserver`, as
+  /// it is decoded (under the surface's lock).
   std::vector<Change> receive(std::span<const std::uint8_t> bytes, double now, bool answerPings);
   /// Does what is due by `now` (debounced lamps, the end of a settle, the survey's next bank).
   std::vector<Change> tick(double now);
