@@ -27,7 +27,7 @@ std::shared_ptr<const ZAR_DAWPassRecord> pass(std::uint64_t number) {
   record->startedAt = "2026-11-25T14:03:07Z";
   record->mode = ZAR_DAWModeRecord;
   record->cue.cueNumber = "12A";
-  record->tracks.push_back(ZAR_DAWPassRecord::Track{0, "Dialog 1", true, "Record", {3, 3, 0}, false, false});
+  record->tracks.push_back(ZAR_DAWPassRecord::Track{0, "Dialog 1", true, "Record", {ZAR_DAWTrackStateRecord, ZAR_DAWTrackStateRecord, ZAR_DAWTrackStatePlay}, false, false});
   ZAR_DAWPassRecord::Event lamp;
   lamp.kind = ZAR_DAWPassRecord::EventKind::trackLamp;
   lamp.track = 0;
@@ -98,7 +98,7 @@ TEST_P(PassLogTest, AFullDiskIsLoggedOnceAndSaidWhenPassesAreKeptAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, PassLogTest, testing::Values(false, true),
-                         [](const auto& info) { return info.param ? "Real" : "Simulated"; });
+                         [](const testing::TestParamInfo<bool>& param) { return param.param ? "Real" : "Simulated"; });
 
 // What is not a regular file is never written: the log is off for the run, without waiting.
 TEST(PassLogPlaces, AFifoADirectoryOrADeviceInThePlaceOfTheLogIsLeftAlone) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <limits>
 #include <ctime>
 #include <map>
 #include <optional>
@@ -52,11 +53,12 @@ std::vector<nlohmann::json> timeline(const ZAR_DAWPassRecord& record) {
     events.push_back(std::move(line));
   };
   zar::hui::HUIDecoder decoder;
-  std::optional<std::size_t> pressRun;  // the last line, while it is a run of HUI presses
+  constexpr std::size_t kNoRun = std::numeric_limits<std::size_t>::max();
+  std::size_t pressRun = kNoRun;  // the last line, while it is a run of HUI presses
   bool pingAnswered = false;
   std::map<std::int32_t, bool> inputs;
   for (const Event& event : record.events) {
-    if (event.kind != Kind::huiSent) pressRun.reset();
+    if (event.kind != Kind::huiSent) pressRun = kNoRun;
     switch (event.kind) {
       case Kind::notification:
         add(event, {{"event", "notification"}, {"name", event.text}});
@@ -73,13 +75,13 @@ std::vector<nlohmann::json> timeline(const ZAR_DAWPassRecord& record) {
           if (hui.kind == HUIEvent::Kind::pingReply) {
             if (!pingAnswered) add(event, {{"event", "hui"}, {"what", "ping answered"}});
             pingAnswered = true;
-            pressRun.reset();
+            pressRun = kNoRun;
             continue;
           }
           if (hui.kind != HUIEvent::Kind::switchPort || !hui.on) continue;  // releases complete a press
           const std::string button = huiButtonName(hui);
-          if (pressRun && events[*pressRun]["button"] == button) {
-            events[*pressRun]["count"] = events[*pressRun]["count"].get<int>() + 1;
+          if (pressRun != kNoRun && events[pressRun]["button"] == button) {
+            events[pressRun]["count"] = events[pressRun]["count"].get<int>() + 1;
             continue;
           }
           add(event, {{"event", "hui"}, {"what", "press"}, {"button", button}, {"count", 1}});
