@@ -52,7 +52,7 @@ dbus-send --session --print-reply --dest=org.a11y.Bus /org/a11y/bus org.freedesk
   string:org.a11y.Status string:IsEnabled variant:boolean:true >/dev/null
 
 export JACK_DEFAULT_SERVER="zar-x11-${DISPLAY#:}" JACK_NO_START_SERVER=1
-jackd -n "$JACK_DEFAULT_SERVER" -r -S -t 10000 -d dummy -r 48000 -p 1024 >"$work/jack.log" 2>&1 &
+jackd -n "$JACK_DEFAULT_SERVER" -r -t 10000 -d dummy -r 48000 -p 1024 >"$work/jack.log" 2>&1 &
 pids+=($!)
 jack_wait --server "$JACK_DEFAULT_SERVER" --wait --timeout 10 >/dev/null 2>&1
 echo "== private desktop: DISPLAY=$DISPLAY, JACK server $JACK_DEFAULT_SERVER"

@@ -10,14 +10,11 @@ namespace zar::test {
 using namespace std::chrono_literals;
 
 std::unique_ptr<ChildProcess> startJackServer(const std::string& name, int periodFrames) {
-  // No realtime scheduling: test machines rarely allow it and the dummy driver needs none. The
-  // server runs synchronously: a client that the loaded machine runs late delays the cycle instead
-  // of losing that period's MIDI (in the default asynchronous mode a late client's output of the
-  // cycle never reaches the ports it feeds, as a cable never loses a press), and it is given 10 s
-  // before the server drops it. A period of 1024 frames
+  // No realtime scheduling: test machines rarely allow it and the dummy driver needs none. A client
+  // the loaded machine runs late is given 10 s before the server drops it. A period of 1024 frames
   // gives each port a MIDI buffer that holds the surface's first burst (bringing the bank home)
   // even when the process callback runs late.
-  auto server = std::make_unique<ChildProcess>(std::vector<std::string>{"jackd", "-n", name, "-r", "-S", "-t", "10000", "-d",
+  auto server = std::make_unique<ChildProcess>(std::vector<std::string>{"jackd", "-n", name, "-r", "-t", "10000", "-d",
                                                                         "dummy", "-r", "48000", "-p",
                                                                         std::to_string(periodFrames)});
   ::setenv("JACK_DEFAULT_SERVER", name.c_str(), 1);
