@@ -43,14 +43,20 @@ bool assignedAsSaved(const ZAR_DAWMuteRecMatrix& matrix) {
   return true;
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+/// Settings on a fresh platform of their own.
+std::shared_ptr<zar::sim::MemoryFileUtility> installFiles() {
   auto files = std::make_shared<zar::sim::MemoryFileUtility>("/settings");
   auto platform = std::make_shared<zar::platform::Platform>();
   platform->fileUtility = files;
   zar::platform::Platform::install(platform);
-  {
+  return files;
+}
+
+/// The list of the four default modes and the matrix assigning them, each file beside the copy of
+/// its save, as the framework saved them; made once, as 30 saves take far longer than a run.
+const std::map<std::string, std::string>& goodFiles() {
+  static const std::map<std::string, std::string> saved = [] {
+    const auto files = installFiles();
     auto list = std::make_shared<ZAR_DAWAudioTrackModeList>();
     ZAR_DAWMuteRecMatrix matrix(list);
     for (std::int32_t track = 0; track < 10; ++track) {
@@ -58,9 +64,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       matrix.setRecordMode((*list->audioTrackModes())[3], track);
       matrix.setReviewMode((*list->audioTrackModes())[2], track);
     }
-  }
-  const std::string goodList = *files->readFile(listPath);
-  const std::string goodMatrix = *files->readFile(matrixPath);
+    return files->files();
+  }();
+  return saved;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const auto& good = goodFiles();
+  const auto files = installFiles();
+  for (const auto& [path, content] : good) files->writeFileAtomically(path, content);
+  const std::string& goodList = good.at(listPath);
+  const std::string& goodMatrix = good.at(matrixPath);
   const std::string input(reinterpret_cast<const char*>(data), size);
   files->writeFileAtomically(listPath, input);
   {

@@ -435,40 +435,4 @@ TEST_F(LampsTest, InASessionOfFortyTracksATrackArmedOutOfViewIsKnownBeforeTheFir
   expectCachesFollowProTools();
 }
 
-// The framework switches a track off over HUI; the user switches it on again in Pro Tools a
-// moment later. The cache must follow, so the framework's next "on" doesn't toggle it off.
-class UserChangeAfterToggle : public LampsTest, public testing::WithParamInterface<std::tuple<bool, double>> {};
-
-TEST_P(UserChangeAfterToggle, ReachesTheCacheWithinASecondOfItsLamp) {
-  const auto [mute, delay] = GetParam();
-  start(3, [](SimProTools& proTools) {
-    proTools.setTrackRecEnabled(1, true);
-    proTools.setTrackMuted(1, true);
-  });
-  sim.runFor(3.0);
-  const auto set = [&](bool value) { mute ? track(1)->setMuted(value, true) : track(1)->setRecEnabled(value, true); };
-  const auto shown = [&] { return mute ? _proTools->trackMuted(1) : _proTools->trackRecEnabled(1); };
-  const auto cached = [&] { return mute ? track(1)->muted() : track(1)->recEnabled(); };
-
-  set(false);
-  sim.runFor(delay);
-  ASSERT_FALSE(shown()) << "the framework's toggle reached Pro Tools";
-  mute ? _proTools->setTrackMuted(1, true) : _proTools->setTrackRecEnabled(1, true);
-  sim.runFor(1.0);
-  EXPECT_TRUE(cached());
-
-  set(true);
-  sim.runFor(1.0);
-  EXPECT_TRUE(shown()) << "the framework's next switch-on sent no toggle";
-  expectCachesFollowProTools();
-}
-
-INSTANTIATE_TEST_SUITE_P(RecordEnableAndMute, UserChangeAfterToggle,
-                         testing::Combine(testing::Bool(), testing::Values(0.1, 0.3, 1.0)),
-                         [](const auto& testInfo) {
-                           const int ms = static_cast<int>(std::get<1>(testInfo.param) * 1000);
-                           return std::string(std::get<0>(testInfo.param) ? "Mute" : "RecordEnable") + "After" +
-                                  std::to_string(ms) + "ms";
-                         });
-
 }  // namespace

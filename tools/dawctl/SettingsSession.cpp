@@ -65,10 +65,12 @@ SettingsSession::SettingsSession(const std::string& directory)
   }
   // The paths of copies made in memory mean nothing on disk; the copy is made at the commit.
   for (const Status& status : statuses) {
-    if (status.event == Status::Event::modesNotFound) {
-      fmt::print(stderr, "dawctl settings: {}: {}\n", status.path,
-                 status.description.substr(0, status.description.find(" It is kept")));
-    }
+    if (status.event != Status::Event::modesNotFound) continue;
+    fmt::print(stderr, "dawctl settings: {}: {}\n", status.path,
+               status.description.substr(0, status.description.find(" It is kept")));
+    // Kept in memory as `<file>.<tag>-<n>`.
+    const std::string tagged = status.keptCopyPath.substr(std::min(status.path.size() + 1, status.keptCopyPath.size()));
+    if (!tagged.empty()) _keptAside.emplace_back(status.path, tagged.substr(0, tagged.rfind('-')));
   }
 }
 
@@ -88,37 +90,23 @@ std::shared_ptr<ZAR_DAWAudioTrackMode> SettingsSession::resolve(const std::strin
 
 void SettingsSession::commit() {
   const auto files = _memory->files();
-  // The framework keeps a copy aside in memory as `<file>.<tag>-<n>`; on disk the same copy is
-  // made, before the file is written, for each file that is written.
-  std::vector<std::pair<std::string, std::string>> keptAside;  // file, tag
+  // Each copy of a save before its file, as the framework writes them.
   std::vector<std::string> changed;
-  for (const auto& [where, content] : files) {
-    const auto original = _original.find(where);
-    if (original != _original.end() && original->second == content) continue;
-    std::string file;
-    for (const char* fileName : settingsFileNames) {
-      for (const std::string& known : {path(fileName), path(fileName) + std::string(zar::modes::SavedCopy::suffix)}) {
-        if (where == known) changed.push_back(where);
-        if (where.size() > known.size() + 1 && where.compare(0, known.size() + 1, known + ".") == 0 &&
-            known.size() > file.size()) {
-          file = known;
-        }
-      }
-    }
-    if (!file.empty() && std::find(changed.begin(), changed.end(), where) == changed.end()) {
-      const std::string tagged = where.substr(file.size() + 1);
-      keptAside.emplace_back(file, tagged.substr(0, tagged.rfind('-')));
+  for (const char* fileName : settingsFileNames) {
+    for (const std::string& where : {path(fileName) + std::string(zar::modes::SavedCopy::suffix), path(fileName)}) {
+      const auto content = files.find(where);
+      if (content == files.end()) continue;
+      const auto original = _original.find(where);
+      if (original == _original.end() || original->second != content->second) changed.push_back(where);
     }
   }
   if (changed.empty()) return;
   _disk.applicationSupportDirectoryPath();
-  for (const auto& [file, tag] : keptAside) {
+  for (const auto& [file, tag] : _keptAside) {
     if (std::find(changed.begin(), changed.end(), file) == changed.end() || !_disk.fileExists(file)) continue;
     const auto kept = _disk.keepAside(file, tag, zar::modes::SettingsFile::keptCopies);
     if (!kept.done) failSettingsCommand(fmt::format("cannot keep {} aside: {}", file, kept.failure), kExitFailure);
   }
-  // Each copy of a save before its file, as the framework writes them.
-  std::sort(changed.begin(), changed.end(), [](const std::string& a, const std::string& b) { return a > b; });
   for (const std::string& where : changed) {
     if (!_disk.writeFileAtomically(where, files.at(where))) {
       failSettingsCommand(fmt::format("cannot write {}", where), kExitFailure);

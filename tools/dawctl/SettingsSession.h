@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
@@ -48,6 +49,8 @@ class SettingsSession {
   zar::native::LocalFileUtility _disk;
   std::shared_ptr<zar::sim::MemoryFileUtility> _memory;
   std::map<std::string, std::string> _original;
+  /// What the framework kept aside in memory as the files were read: the file and the copy's tag.
+  std::vector<std::pair<std::string, std::string>> _keptAside;
 };
 
 }  // namespace dawctl

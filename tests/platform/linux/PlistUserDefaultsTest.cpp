@@ -4,7 +4,6 @@
 #include <plist/plist.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -18,7 +17,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "ZAR_DAWControl/platform/Platform.h"
@@ -235,8 +233,6 @@ TEST_F(PlistUserDefaultsTest, BadFilesAreMovedAsideByteForByteWithoutHarm) {
       {"", "is not a property list"},
       {"<?xml version=\"1.0\"?><plist><array><integer>1</integer></array></plist>", "does not hold a dictionary"},
       {nestedXml(PlistUserDefaults::maximumNesting), "nests deeper than 128 levels"},
-      {nestedXml(10'000), "nests deeper"},
-      {nestedXml(100'000), "nests deeper"},
       {nestedXml(200, "<!-- </array> -->"), "nests deeper"},  // closes in comments close nothing
       {"<!DOCTYPE plist [<!ENTITY a \"]>\">]>" + nestedXml(200), "nests deeper"},  // a subset with quotes
       {binaryChain(100'000, false), "nests deeper"},
@@ -244,8 +240,6 @@ TEST_F(PlistUserDefaultsTest, BadFilesAreMovedAsideByteForByteWithoutHarm) {
       {"</array></dict>" + nestedXml(200), "nests deeper"},                   // closes before any open
       {repeated("<dict\t><array\r><array\n><dict/><array ><array/>", 50), "nests deeper"},
       {"<plist><!-- never closed", "is not a property list"},
-      {"<plist><![CDATA[ never closed", "is not a property list"},
-      {"<?xml never closed", "is not a property list"},
       {"<!DOCTYPE plist [<!ENTITY a \"b\">", "is not a property list"},
       {"<plist><dict><key>k</key><array", "is not a property list"},
       {"bplist00", "is not a property list"},
@@ -457,40 +451,6 @@ TEST(PlistUserDefaultsPath, FollowsAnAbsoluteXdgConfigHomeElseHomeElseTheUserDat
   EXPECT_NE(fromDatabase, "/.config/id.plist");
   config ? ::setenv("XDG_CONFIG_HOME", savedConfig.c_str(), 1) : ::unsetenv("XDG_CONFIG_HOME");
   home ? ::setenv("HOME", savedHome.c_str(), 1) : ::unsetenv("HOME");
-}
-
-TEST_F(PlistUserDefaultsTest, ConcurrentWritersLeaveAWholeFileWithTheLastValues) {
-  constexpr int writers = 4;
-  constexpr int rounds = 25;
-  auto defaults = std::make_shared<PlistUserDefaults>(path, logger);
-  std::atomic<bool> writing{true};
-  std::atomic<int> tornReads{0};
-  // A reader of the file itself must only ever see a complete property list.
-  std::thread fileReader([&] {
-    while (writing.load()) {
-      if (fs::exists(path) && !parseFile(path)) ++tornReads;
-    }
-  });
-  std::vector<std::thread> threads;
-  for (int w = 0; w < writers; ++w) {
-    threads.emplace_back([&, w] {
-      for (int i = 0; i < rounds; ++i) {
-        defaults->setInteger(i, "writer" + std::to_string(w));
-        defaults->setInteger(w * 1000 + i, "shared");
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  ASSERT_TRUE(defaults->synchronize());
-  writing = false;
-  fileReader.join();
-
-  EXPECT_EQ(tornReads.load(), 0);
-  EXPECT_EQ(temp.entries(), std::vector<std::string>{"com.zar.Test.plist"}) << "no temporary files left";
-  PlistUserDefaults restarted(path, logger);
-  for (int w = 0; w < writers; ++w) EXPECT_EQ(restarted.integerForKey("writer" + std::to_string(w)), rounds - 1);
-  EXPECT_EQ(restarted.objectForKey("shared"), defaults->objectForKey("shared")) << "the file holds the last state";
-  EXPECT_TRUE(logger->statements().empty());
 }
 
 }  // namespace
