@@ -104,6 +104,7 @@ void ZAR_DAWApplication::registerUserDefaults() {
   Platform::current()->userDefaults->registerDefaults({
       {ZAR_DAWSelectEventOnListSelectionPrefKey, true},
       {ZAR_DAWAssignRecordTracksAutomaticallyPrefKey, true},
+      {ZAR_DAWKeepPassLogPrefKey, true},
   });
 }
 

@@ -2,6 +2,7 @@
 
 #include "ZAR_DAWControl/platform/Log.h"
 
+#include <filesystem>
 #include <utility>
 
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
@@ -9,6 +10,7 @@
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/passes/BlackBox.h"
+#include "ZAR_DAWControl/passes/PassLog.h"
 #include "ZAR_DAWControl/platform/Platform.h"
 #include "ZAR_DAWControl/protools/ProToolsUI.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
@@ -58,6 +60,18 @@ ZAR_DAWApplicationManager::ZAR_DAWApplicationManager() {
   auto matrix = std::make_shared<ZAR_DAWMuteRecMatrix>(list);
   _trackModeList = std::move(list);
   _muteRecMatrix = std::move(matrix);
+
+  const auto platform = Platform::current();
+  _passLog = std::make_shared<zar::passes::PassLog>(
+      platform->fileUtility,
+      (std::filesystem::path(platform->fileUtility->applicationSupportDirectoryPath()) / zar::passes::PassLog::kFileName)
+          .string());
+  // The black box outlives every manager; a manager's log leaves with the manager.
+  BlackBox::shared().setSink([log = std::weak_ptr(_passLog), defaults = platform->userDefaults](
+                                 std::shared_ptr<const ZAR_DAWPassRecord> record) {
+    const auto passLog = log.lock();
+    if (passLog && defaults->boolForKey(ZAR_DAWKeepPassLogPrefKey)) passLog->append(std::move(record));
+  });
 }
 
 ZAR_DAWApplicationManager::~ZAR_DAWApplicationManager() { stopRefreshingDAWApplications(); }

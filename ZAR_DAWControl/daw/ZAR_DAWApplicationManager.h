@@ -11,6 +11,10 @@
 #include "ZAR_DAWControl/platform/RunLoop.h"
 #include "ZAR_DAWControl/platform/Workspace.h"
 
+namespace zar::passes {
+class PassLog;
+}
+
 class ZAR_DAWAudioTrackModeList;
 class ZAR_DAWMuteRecMatrix;
 struct ZAR_DAWPassRecord;
@@ -18,7 +22,7 @@ struct ZAR_DAWPassRecord;
 /// The framework's entry point. Once allowed and enabled, it looks for a running Pro Tools every
 /// 2.5 seconds, keeps the application object for it while it stays connected, and announces each
 /// change with "ZAR_DAWApplicationAdded" and "ZAR_DAWApplicationRemoved". It also owns the user's
-/// track mode list and mute/rec matrix.
+/// track mode list and mute/rec matrix, and the pass log beside them ("PassLog.jsonl").
 ///
 /// Discovery passes never overlap: a pass that starts while another runs does nothing, so two
 /// passes can't both create an application or announce it twice. No lock is held while the
@@ -74,6 +78,8 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
   std::shared_ptr<ZAR_DAWApplication> _currentApplication;
   std::shared_ptr<ZAR_DAWMuteRecMatrix> _muteRecMatrix;
   std::shared_ptr<ZAR_DAWAudioTrackModeList> _trackModeList;
+  // Where the black box's finished records go on disk, while "ZAR_DAWKeepPassLog" says so.
+  std::shared_ptr<zar::passes::PassLog> _passLog;
   zar::platform::TimerRef _refreshTimer;
   std::atomic<bool> _enabled{false};
   std::atomic<bool> _allowed{false};

@@ -24,6 +24,12 @@ inline constexpr const char* ZAR_DAWAssignRecordTracksAutomaticallyPrefKey = "ZA
 inline constexpr const char* ZAR_DAWAudioTrackNameCharacterPrefixPrefKey = "ZAR_DAWAudioTrackNameCharacterPrefix";
 inline constexpr const char* ZAR_DAWAudioTrackNameNumRecordsPrefKey = "ZAR_DAWAudioTrackNameNumRecords";
 inline constexpr const char* ZAR_DAWAudioTrackNameCueNumberPrefKey = "ZAR_DAWAudioTrackNameCueNumber";
+/// Whether every pass's record is also appended to "PassLog.jsonl" in the application support
+/// directory, beside the settings files (`dawctl takes` reads it). YES by default: a record helps
+/// only when it was kept before anything went wrong, and keeping it costs a pass nothing (it is
+/// written by a thread of its own, and the file is bounded to the last 500 passes). Read at the end
+/// of every pass, so a change takes effect at the next.
+inline constexpr const char* ZAR_DAWKeepPassLogPrefKey = "ZAR_DAWKeepPassLog";
 inline constexpr const char* ZAR_DAWNotAvailableSuppression = "ZAR_DAWNotAvailableSuppression";
 inline constexpr const char* ZAR_DAWHUINotAvailableSuppression = "ZAR_DAWHUINotAvailableSuppression";
 

@@ -155,7 +155,14 @@ void BlackBox::record(Event event) {
   if (!recording()) return;
   if (event.time == 0) event.time = clockNow();
   std::lock_guard lock(_mutex);
-  if (_pass) appendLocked(std::move(event));
+  if (!_pass) return;
+  if (event.kind == Kind::rename && followed(event.track)) {
+    auto& names = _pass->names;
+    const auto position = static_cast<std::size_t>(event.track);
+    if (names.size() <= position) names.resize(position + 1);
+    names[position].reset();
+  }
+  appendLocked(std::move(event));
 }
 
 void BlackBox::notification(const std::string& name) {
@@ -262,5 +269,7 @@ void BlackBox::huiMessageNotSent(std::span<const std::uint8_t> message, const ch
 void BlackBox::huiLampReceived(std::uint8_t zone, std::uint8_t port, bool on, std::int32_t track) {
   lamp(zone, port, on, track);
 }
+
+void BlackBox::huiLampToggled(std::int32_t track, bool recordReady, bool on) { trackLamp(track, recordReady, on); }
 
 }  // namespace zar::passes

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -87,14 +88,16 @@ class BlackBox final : private ZAR_HUITrafficObserver {
     bool phaseHasFrame = false;
     /// By track position: the input monitor's last read in this phase (-1 none, 0 off, 1 on).
     std::vector<std::int8_t> inputReads;
-    /// By track position: the last name read.
-    std::vector<std::string> names;
+    /// By track position: the last name read; nothing once the framework renamed the track, so
+    /// that the next read is kept whatever it says.
+    std::vector<std::optional<std::string>> names;
   };
 
   BlackBox();
   void huiMessageSent(std::span<const std::uint8_t> message) override;
   void huiMessageNotSent(std::span<const std::uint8_t> message, const char* why) override;
   void huiLampReceived(std::uint8_t zone, std::uint8_t port, bool on, std::int32_t track) override;
+  void huiLampToggled(std::int32_t track, bool recordReady, bool on) override;
 
   /// Appends to the pass in progress, or counts the event as dropped when it is full.
   void appendLocked(ZAR_DAWPassRecord::Event&& event);

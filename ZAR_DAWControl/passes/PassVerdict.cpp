@@ -29,6 +29,12 @@ ZAR_DAWEventPhase phaseOf(const Event& event) {
 
 bool isPhase(const Event& event) { return event.kind == Kind::phase; }
 
+// A name read from a row title ends with the blank before the track's kind; a name typed has none.
+std::string_view withoutTrailingBlanks(std::string_view name) {
+  while (!name.empty() && name.back() == ' ') name.remove_suffix(1);
+  return name;
+}
+
 std::array<Span, kPhaseCount> phaseSpans(const std::vector<Event>& events) {
   std::array<Span, kPhaseCount> spans{};
   std::optional<ZAR_DAWEventPhase> current;
@@ -131,9 +137,11 @@ Shown shownAt(const Record& record, const Record::Track& track, const Span& span
       if (events[i].kind == Kind::inputRead && events[i].track == track.position) shown.input = events[i].on;
     }
   }
+  // Otherwise the last the framework knew in the phase: what it read, or what it pressed since.
   for (std::size_t i = span.end; i > 0 && !shown.input; --i) {
     const Event& event = events[i - 1];
-    if (event.kind == Kind::inputRead && event.track == track.position) shown.input = event.on;
+    const bool known = event.kind == Kind::inputRead || event.kind == Kind::inputPress;
+    if (known && event.track == track.position) shown.input = event.on;
   }
   return shown;
 }
@@ -217,7 +225,7 @@ void judgeTake(Record& record) {
   if (readBack == events.end()) {
     record.unjudged.push_back(
         fmt::format("the new name \"{}\" of the record track was not read back during the pass", rename->text));
-  } else if (readBack->text != rename->text) {
+  } else if (withoutTrailingBlanks(readBack->text) != withoutTrailingBlanks(rename->text)) {
     addDifference(record, rename->track, 0,
                   fmt::format("named \"{}\" in Pro Tools, not \"{}\"", readBack->text, rename->text));
   }

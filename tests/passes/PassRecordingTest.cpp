@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <any>
 
+#include "ZAR_DAWControl/accessibility/AXNames.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
@@ -142,6 +145,7 @@ TEST_F(PassRecordingTest, APassEndsWhenProToolsDoesNotTalkHUIOrGoesAway) {
   const auto down = postedRecord();
   ASSERT_TRUE(down);
   EXPECT_EQ(down->ending, Ending::huiDown);
+  EXPECT_EQ(down->verdictText(), "cut short: Pro Tools didn't talk HUI with the framework: nothing was done");
   const std::size_t warning = find(*down, kind(Kind::warning));
   ASSERT_LT(warning, down->events.size());
   EXPECT_EQ(down->events[warning].text, "Can't establish HUI connection");
@@ -161,6 +165,42 @@ TEST_F(PassRecordingTest, APassEndsWhenProToolsDoesNotTalkHUIOrGoesAway) {
             gone->events.size());
   _driver->stopPlayback();
   EXPECT_EQ(_posted.size(), 1u) << "the pass had ended";
+}
+
+// A take in which Pro Tools ends up showing other than the modes ask, by the user's hand or because
+// the name field was busy when the take was to be named: each difference names its track and phase.
+TEST_F(PassRecordingTest, TheVerdictNamesEachTrackAndPhaseThatDifferedFromTheModes) {
+  const auto event = zar::test::takeCue();
+  _proTools->trackNameField(0)->failNextCalls(zar::platform::AXError::cannotComplete, 1);
+  _driver->recordWithEvent(event);  // the take's name is not entered
+  sim.runFor(1.0);
+  _driver->updateDAWTrackStatesForFrameIndex(990);
+  sim.runFor(1.0);
+  _driver->updateDAWTrackStatesForFrameIndex(1000);
+  sim.runFor(1.0);
+  // During the cue the user unmutes the guide track, switches its input monitor on and arms it.
+  _proTools->setTrackMuted(1, false);
+  _proTools->inputMonitorButton(1)->performAction(zar::ax::kPressAction);
+  _proTools->setTrackRecEnabled(1, true);
+  sim.runFor(1.0);
+  _driver->updateDAWTrackStatesForFrameIndex(1190);
+  sim.runFor(1.0);
+  _driver->stopPlayback();
+
+  const auto record = postedRecord();
+  ASSERT_TRUE(record);
+  std::vector<std::string> differences;
+  for (const auto& d : record->differences) {
+    differences.push_back(fmt::format("{} \"{}\" {}: {}", d.position, d.track, ZAR_DAWPassRecord::phaseText(d.phase), d.text));
+  }
+  EXPECT_EQ(differences, (std::vector<std::string>{
+                             "1 \"Dialog 2 \" during: record enable on, asked off",
+                             "1 \"Dialog 2 \" during: mute off, asked on",
+                             "1 \"Dialog 2 \" during: input monitor on, asked off",
+                             "0 \"Dialog 1 \" 0: named \"Dialog 1 \" in Pro Tools, not \"JO_2_101\"",
+                         }));
+  EXPECT_EQ(record->verdictText(), "4 differences");
+  EXPECT_TRUE(record->cutShort.empty());
 }
 
 TEST_F(PassRecordingTest, RecordingMakesNoAccessibilityCall) {

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "PassReport.h"
 #include "ProToolsStage.h"
 #include "StandInStage.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWControlConstants.h"
@@ -205,15 +206,12 @@ void DemoScript::pass(ZAR_DAWMode mode) {
       mode == ZAR_DAWModeRehearse ? fmt::format("Rehearse cue {}", _session.cueNumber)
       : mode == ZAR_DAWModeRecord ? fmt::format("Record take {} of cue {}", takesBefore + 1, _session.cueNumber)
                                   : fmt::format("Review cue {}", _session.cueNumber);
-  nlohmann::json event{{"event", "pass"}, {"pass", key}, {"title", title}, {"hui", true}};
-  if (mode == ZAR_DAWModeRecord) event["take"] = takesBefore + 1;
-  add(std::move(event));
-
   const auto recordPositions = _check->recordPositions(_rows.size());
   const auto index = static_cast<std::size_t>(_session.recTrackIndex);
   const std::optional<std::size_t> recordPosition =
       index < recordPositions.size() ? std::optional(recordPositions[index]) : std::nullopt;
   if (mode == ZAR_DAWModeRecord && !recordPosition) {
+    add({{"event", "pass"}, {"pass", key}, {"title", title}, {"hui", true}, {"take", takesBefore + 1}});
     // What a host does for a take without a record track: warn instead of recording.
     ZAR_DAWApplication::showNoRecTrackSelectedWarning();
     _timeline->flush();
@@ -224,6 +222,10 @@ void DemoScript::pass(ZAR_DAWMode mode) {
   const auto app = application();
   if (!app) throw Failure("Pro Tools went away");
   const auto received = _stage->received();
+  _passEvents.emplace();
+  _passFindings.clear();
+  _takeDiffers = false;
+  _timeline->hold(true);
   if (mode == ZAR_DAWModeRehearse) app->rehearseWithEvent(_cue);
   if (mode == ZAR_DAWModeRecord) app->recordWithEvent(_cue);
   if (mode == ZAR_DAWModeReview) app->reviewWithEvent(_cue);
@@ -234,12 +236,14 @@ void DemoScript::pass(ZAR_DAWMode mode) {
     const std::int32_t takes = _cue->numRecordedTakes();
     add({{"event", "takes"}, {"cue", _session.cueNumber}, {"count", takes}});
     if (takes != takesBefore + 1) {
+      _takeDiffers = true;
       differ(key, "before", fmt::format("the cue has {} recorded takes, not {}", takes, takesBefore + 1));
     }
     // The naming preferences are left at their defaults: prefix, takes so far and cue number.
     const std::string name = fmt::format("{}_{}_{}", _session.characterPrefix, takesBefore, _session.cueNumber);
     const auto shown = _stage->rows().at(*recordPosition).name;
     if (shown != name) {
+      _takeDiffers = true;
       differ(key, "before", fmt::format("the record track is named \"{}\" in Pro Tools, not \"{}\"", shown, name));
     }
   }
@@ -255,10 +259,13 @@ void DemoScript::pass(ZAR_DAWMode mode) {
     differ(key, "after", fmt::format("Pro Tools' transport is {} after Stop", shown));
   }
   addReceived(received, _stage->received());
+  _timeline->hold(false);
+  reportPass(mode, true, ZAR_DAWPassRecord::Ending::stopped);
 }
 
 // The picture plays from before the cue to after it, one frame update per frame at the frame
-// rate; the tracks are checked at the last frame of each phase, when they have settled.
+// rate; the tracks are read from Pro Tools' side at the last frame of each phase, when they have
+// settled, and checked.
 void DemoScript::play(ZAR_DAWMode mode, std::optional<std::size_t> recordPosition) {
   const auto fps = _options.framesPerSecond;
   // Long enough for every track's input monitor to be pressed, one press per interval, with a
@@ -285,10 +292,11 @@ void DemoScript::play(ZAR_DAWMode mode, std::optional<std::size_t> recordPositio
     if (frame != first && phaseOf(frame - 1) != phase) checkStart(mode, phase, recordPosition);
     if (frame == last || phaseOf(frame + 1) != phase) {
       const auto previous = _rows;
-      const std::string title = fmt::format("{} the cue ({}, cue {})", phaseKey(phase), key, _session.cueNumber);
-      _rows = table(key, phaseKey(phase), title);
+      _rows = _stage->rows();
       ++_checks;
-      report(key, phaseKey(phase), _check->compare(mode, phase, recordPosition, previous, _rows, true));
+      const auto found = _check->compare(mode, phase, recordPosition, previous, _rows, true);
+      for (const auto& difference : found) _passFindings.emplace(phase, difference.position);
+      report(key, phaseKey(phase), found);
     }
     _timeline->live(fmt::format("picture at {} ({} the cue)", timecodeOf(frame), phaseKey(phase)));
     _stage->runFor(start + static_cast<double>(frame - first + 1) / fps - now());
@@ -311,12 +319,7 @@ void DemoScript::checkStart(ZAR_DAWMode mode, ZAR_DAWEventPhase phase, std::opti
 void DemoScript::passWithoutHUI() {
   ++_passes;
   const std::int32_t takes = _cue->numRecordedTakes();
-  add({{"event", "pass"},
-       {"pass", "record"},
-       {"title", fmt::format("Record take {} of cue {} while Pro Tools doesn't talk HUI", takes + 1,
-                             _session.cueNumber)},
-       {"take", takes + 1},
-       {"hui", false}});
+  add({{"event", "note"}, {"text", fmt::format("Take {} of cue {} while Pro Tools doesn't talk HUI", takes + 1, _session.cueNumber)}});
   _stage->stopPinging();
   add({{"event", "note"}, {"text", "Pro Tools stops pinging the HUI ports (as when HUI is unselected in its peripherals)"}});
   runUntil(
@@ -332,8 +335,12 @@ void DemoScript::passWithoutHUI() {
   if (!app) throw Failure("Pro Tools went away");
   const auto counts = _timeline->counts();
   const auto received = _stage->received();
+  _passEvents.emplace();
+  _passFindings.clear();
+  _takeDiffers = false;
+  _timeline->hold(true);
   app->recordWithEvent(_cue);
-  _timeline->flush();
+  _timeline->hold(false);
   const auto after = _stage->received();
   addReceived(received, after);
 
@@ -356,6 +363,69 @@ void DemoScript::passWithoutHUI() {
   if (_cue->numRecordedTakes() != takes) {
     differ("record", "refused", fmt::format("the take count moved to {} without HUI", _cue->numRecordedTakes()));
   }
+  reportPass(ZAR_DAWModeRecord, false, ZAR_DAWPassRecord::Ending::huiDown);
+}
+
+void DemoScript::reportPass(ZAR_DAWMode mode, bool hui, ZAR_DAWPassRecord::Ending expected) {
+  auto scriptEvents = std::move(_passEvents).value_or(decltype(_passEvents)::value_type{});
+  _passEvents.reset();
+  const std::string key = passKey(mode);
+  const auto records = _manager->recentPassRecords();
+  const auto record = records.empty() ? nullptr : records.back();
+  if (!record || record == _lastRecord) {
+    add({{"event", "pass"}, {"pass", key}, {"title", fmt::format("{} cue {}", key, _session.cueNumber)}, {"hui", hui}});
+    for (auto& [event, time] : scriptEvents) _timeline->add(std::move(event), time);
+    differ(key, "", "the framework kept no record of the pass");
+    return;
+  }
+  _lastRecord = record;
+  auto events = passReportEvents(*record);
+  events.front()["pass"] = key;
+  events.front()["hui"] = hui;
+  if (mode == ZAR_DAWModeRecord) events.front()["take"] = record->cue.takesBefore + 1;
+  for (auto& event : events) {
+    const double time = record->startTime + event.value("t", 0.0);
+    _timeline->add(std::move(event), time);
+  }
+  for (auto& [event, time] : scriptEvents) _timeline->add(std::move(event), time);
+  _timeline->flush();
+
+  // The record's verdict against the script's own findings, for the tracks the session has.
+  const auto inSession = [&](std::int32_t position) {
+    return std::any_of(record->tracks.begin(), record->tracks.end(),
+                       [&](const ZAR_DAWPassRecord::Track& track) { return track.position == position; });
+  };
+  std::set<std::pair<ZAR_DAWEventPhase, std::int32_t>> judged;
+  bool takeJudged = false;
+  for (const auto& difference : record->differences) {
+    if (difference.phase == 0) {
+      takeJudged = true;
+    } else {
+      judged.emplace(difference.phase, difference.position);
+    }
+  }
+  std::vector<std::string> disagreements;
+  if (record->ending != expected) disagreements.push_back(fmt::format("the record's verdict is \"{}\"", record->verdictText()));
+  for (const auto& [phase, position] : judged) {
+    if (!_passFindings.contains({phase, position})) {
+      disagreements.push_back(fmt::format("the record finds track {} {} the cue other than the modes ask, Pro Tools' "
+                                          "controls show what they ask", position, phaseKey(phase)));
+    }
+  }
+  for (const auto& [phase, position] : _passFindings) {
+    if (inSession(position) && !judged.contains({phase, position})) {
+      disagreements.push_back(fmt::format("Pro Tools' controls show track {} {} the cue other than the modes ask, "
+                                          "the record finds what they ask", position, phaseKey(phase)));
+    }
+  }
+  if (takeJudged != _takeDiffers) {
+    disagreements.push_back(takeJudged ? "the record finds the take miscounted or misnamed, Pro Tools' controls don't"
+                                       : "Pro Tools' controls show the take miscounted or misnamed, the record doesn't");
+  }
+  if (disagreements.empty()) {
+    add({{"event", "note"}, {"text", "the demo's own reading of Pro Tools agrees with the record"}});
+  }
+  for (const auto& text : disagreements) differ(key, "", "the record and Pro Tools disagree: " + text);
 }
 
 void DemoScript::finish() {
@@ -387,23 +457,6 @@ void DemoScript::onAction(const FrameworkTap::Action& action) {
   // The tap comes with the platform, before the timeline; the framework acts only after both.
   if (!_timeline) return;
   _timeline->onAction(action);
-  if (action.kind == FrameworkTap::Action::Kind::script) noteRenames(action.time);
-}
-
-// After the framework's typing script: the names Pro Tools shows that differ from the last table.
-void DemoScript::noteRenames(double time) {
-  std::vector<TrackRow> rows;
-  try {
-    rows = _stage->rows();
-  } catch (const DemoFailure&) {
-    return;  // Pro Tools went away: the next table says so, outside the framework's call
-  }
-  for (std::size_t i = 0; i < rows.size() && i < _rows.size(); ++i) {
-    if (rows[i].name != _rows[i].name) {
-      _timeline->add({{"event", "renamed"}, {"position", i}, {"from", _rows[i].name}, {"to", rows[i].name}}, time);
-    }
-  }
-  _timeline->flush();
 }
 
 std::vector<TrackRow> DemoScript::table(const std::string& pass, const std::string& phase, const std::string& title,
@@ -439,6 +492,10 @@ void DemoScript::differ(const std::string& pass, const std::string& phase, const
 }
 
 void DemoScript::add(nlohmann::json event) {
+  if (_passEvents) {
+    _passEvents->emplace_back(std::move(event), now());
+    return;
+  }
   _timeline->add(std::move(event), now());
   _timeline->flush();
 }

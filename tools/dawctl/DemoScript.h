@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "PhaseCheck.h"
 #include "DemoStage.h"
 #include "ZAR_DAWControl/daw/ZAR_DAWApplicationManager.h"
+#include "ZAR_DAWControl/passes/ZAR_DAWPassRecord.h"
 #include "ZAR_DAWControl/platform/NotificationObservation.h"
 #include "ZAR_DAWControl/platform/midi/MidiMessageSplitter.h"
 #include "ZAR_DAWControl/platform/sim/MemoryFileUtility.h"
@@ -26,9 +28,11 @@ namespace dawctl {
 /// The road of one take, as a host would drive it: the framework is enabled against Pro Tools
 /// with the demo's session, a cue is rehearsed, recorded twice and reviewed, with the picture's
 /// frames fed to the framework through the phases before, during and after the cue, and a last
-/// take is tried while Pro Tools doesn't talk HUI. Everything the framework does is written as a
-/// timeline; at the end of every phase a table shows the tracks as Pro Tools shows them, checked
-/// against what the modes ask.
+/// take is tried while Pro Tools doesn't talk HUI. Every pass is written as its black box tells it
+/// (the framework's record of the pass: its timeline, what Pro Tools showed at the end of every
+/// phase and its verdict). The demo checks each phase's end itself too, reading Pro Tools' side
+/// directly, and fails when Pro Tools differs from what the modes ask or when the two checks
+/// disagree.
 class DemoScript {
  public:
   enum class Desktop { sim, x11 };
@@ -62,10 +66,12 @@ class DemoScript {
   void play(ZAR_DAWMode mode, std::optional<std::size_t> recordPosition);
   void checkStart(ZAR_DAWMode mode, ZAR_DAWEventPhase phase, std::optional<std::size_t> recordPosition);
   void passWithoutHUI();
+  /// Writes the record of the pass that just ended, then what the script found during it, and
+  /// compares the record's verdict with the script's own findings.
+  void reportPass(ZAR_DAWMode mode, bool hui, ZAR_DAWPassRecord::Ending expected);
   void finish();
 
   void onAction(const FrameworkTap::Action& action);
-  void noteRenames(double time);
   /// Reads what Pro Tools shows, writes it as a table (marking what changed since the last one)
   /// and returns it. `settled`: at a phase's end (or outside a pass) rather than as it starts.
   std::vector<TrackRow> table(const std::string& pass, const std::string& phase, const std::string& title,
@@ -106,6 +112,14 @@ class DemoScript {
   int _passes = 0;
   int _checks = 0;
   std::vector<PhaseCheck::Difference> _differences;
+
+  // The pass in progress: the script's events, written after the pass's record, with their
+  // times; and what the script found at the phases' ends (phase, position), and whether the take
+  // was counted and named other than asked.
+  std::optional<std::vector<std::pair<nlohmann::json, double>>> _passEvents;
+  std::set<std::pair<ZAR_DAWEventPhase, std::int32_t>> _passFindings;
+  bool _takeDiffers = false;
+  std::shared_ptr<const ZAR_DAWPassRecord> _lastRecord;
 };
 
 }  // namespace dawctl

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
+#include "PassReport.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
 #include "ZAR_DAWControl/platform/utility/Utf8Text.h"
 #include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
@@ -14,25 +14,6 @@ namespace dawctl {
 namespace {
 
 using zar::hui::HUIEvent;
-
-// The name of a HUI button as a surface labels it.
-std::string buttonName(const HUIEvent& event) {
-  namespace hui = zar::hui;
-  if (event.zone <= hui::zone::lastStrip) {
-    static constexpr const char* kStripPorts[] = {"fader touch", "select", "mute",   "solo",
-                                                  "auto",        "v-sel",  "insert", "rec/rdy"};
-    return fmt::format("{} of strip {}", kStripPorts[event.port % hui::kPortsPerZone], event.zone + 1);
-  }
-  if (event.zone == hui::zone::channelSelection) {
-    static constexpr const char* kPorts[] = {"channel left", "bank left", "channel right", "bank right"};
-    return event.port < 4 ? kPorts[event.port] : fmt::format("channel selection port {}", event.port);
-  }
-  if (event.zone == hui::zone::transport) {
-    static constexpr const char* kPorts[] = {"Talkback", "Rewind", "Fast Forward", "Stop", "Play", "Record"};
-    if (event.port < 6) return kPorts[event.port];
-  }
-  return fmt::format("port {} of zone {:#04x}", event.port, event.zone);
-}
 
 // The track's name in a row title such as "Booth Mic - Audio Track ".
 std::string trackOfRowTitle(const std::string& title) {
@@ -66,6 +47,7 @@ void DemoTimeline::add(nlohmann::json event, double time) {
 
 void DemoTimeline::onNotification(const std::string& name, const std::string& detail, double time) {
   std::lock_guard lock(_mutex);
+  if (_held) return;
   queueLocked({{"event", "notification"}, {"name", name}, {"detail", detail}}, time);
 }
 
@@ -80,13 +62,14 @@ void DemoTimeline::onAction(const FrameworkTap::Action& action) {
   const std::string clicked = doubleClick ? _describePoint(action.mouse.location) : std::string();
   {
     std::lock_guard lock(_mutex);
+    countLocked(action.kind);
+    if (_held) return;
     if (action.kind != Kind::midi && action.kind != Kind::pause) endPressRunLocked();
     switch (action.kind) {
       case Kind::pause:
         if (action.seconds >= 0.05) liveText = fmt::format("the framework pauses {:.0f} ms...", action.seconds * 1000);
         break;
       case Kind::key: {
-        ++_counts.keys;
         if (!action.key.keyDown) break;
         const auto& characters = action.key.characters;
         if (characters == "\n" || characters == "\r" ||
@@ -106,11 +89,9 @@ void DemoTimeline::onAction(const FrameworkTap::Action& action) {
         break;
       }
       case Kind::mouse:
-        ++_counts.mouseEvents;
         if (doubleClick) queueLocked({{"event", "double-click"}, {"target", clicked}}, action.time);
         break;
       case Kind::press: {
-        ++_counts.presses;
         endTypingLocked();
         _typingInto = action.title;
         nlohmann::json event{{"event", "pressed"}, {"element", action.title}};
@@ -119,16 +100,13 @@ void DemoTimeline::onAction(const FrameworkTap::Action& action) {
         break;
       }
       case Kind::script:
-        ++_counts.scripts;
         queueLocked({{"event", "script"}}, action.time);
         break;
       case Kind::warning:
-        ++_counts.warnings;
         queueLocked({{"event", "warning"}, {"message", action.title}, {"informative", action.parentTitle}},
                     action.time);
         break;
       case Kind::midi:
-        ++_counts.midiMessages;
         onMidiLocked(action);
         break;
     }
@@ -136,6 +114,32 @@ void DemoTimeline::onAction(const FrameworkTap::Action& action) {
   if (_isMainThread()) {
     flush(false);
     if (liveText) live(*liveText);
+  }
+}
+
+void DemoTimeline::countLocked(FrameworkTap::Action::Kind kind) {
+  using Kind = FrameworkTap::Action::Kind;
+  switch (kind) {
+    case Kind::pause:
+      break;
+    case Kind::key:
+      ++_counts.keys;
+      break;
+    case Kind::mouse:
+      ++_counts.mouseEvents;
+      break;
+    case Kind::press:
+      ++_counts.presses;
+      break;
+    case Kind::script:
+      ++_counts.scripts;
+      break;
+    case Kind::warning:
+      ++_counts.warnings;
+      break;
+    case Kind::midi:
+      ++_counts.midiMessages;
+      break;
   }
 }
 
@@ -150,7 +154,7 @@ void DemoTimeline::onMidiLocked(const FrameworkTap::Action& action) {
       continue;
     }
     if (event.kind != HUIEvent::Kind::switchPort || !event.on) continue;  // releases complete a press
-    const std::string button = buttonName(event);
+    const std::string button = huiButtonName(event);
     if (_pressRun && (*_pressRun)["button"] == button) {
       (*_pressRun)["count"] = (*_pressRun)["count"].get<int>() + 1;
       continue;
@@ -189,6 +193,15 @@ void DemoTimeline::flush(bool endRuns) {
     events.swap(_pending);
   }
   for (const auto& event : events) _output.write(event);
+}
+
+void DemoTimeline::hold(bool held) {
+  std::lock_guard lock(_mutex);
+  if (held) {
+    endPressRunLocked();
+    endTypingLocked();
+  }
+  _held = held;
 }
 
 void DemoTimeline::live(const std::string& text) { _output.live(text); }

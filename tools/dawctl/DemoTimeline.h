@@ -16,8 +16,10 @@
 
 namespace dawctl {
 
-/// The demo's timeline: what the framework did (from the tap), what it announced (its
-/// notifications) and the script's own events, as events with time stamps. Events may come from
+/// The demo's timeline outside passes: what the framework did (from the tap), what it announced
+/// (its notifications) and the script's own events, as events with time stamps. A pass's own
+/// timeline is its black box's, written by the script once the pass has ended: while the timeline
+/// is held the framework's actions are counted and nothing of theirs is written. Events may come from
 /// any thread; they are written, in the order they came, on the main thread only, and the main
 /// thread's own actions (typing, pauses) also feed the live line.
 class DemoTimeline {
@@ -38,6 +40,9 @@ class DemoTimeline {
                std::function<std::string(const zar::platform::Point&)> describePoint);
 
   void onAction(const FrameworkTap::Action& action);
+  /// Holds the framework's actions and notifications back (counting the actions) from now until
+  /// `hold(false)`.
+  void hold(bool held);
   void onNotification(const std::string& name, const std::string& detail, double time);
   /// Adds an event of the script's; written at the next flush.
   void add(nlohmann::json event, double time);
@@ -51,6 +56,7 @@ class DemoTimeline {
 
  private:
   void queueLocked(nlohmann::json event, double time);
+  void countLocked(FrameworkTap::Action::Kind kind);
   void onMidiLocked(const FrameworkTap::Action& action);
   void endPressRunLocked();
   void endTypingLocked();
@@ -63,6 +69,7 @@ class DemoTimeline {
   mutable std::mutex _mutex;
   std::vector<nlohmann::json> _pending;
   Counts _counts;
+  bool _held = false;
   zar::hui::HUIDecoder _decoder;
   bool _pingAnswerTold = false;
   // A run of presses of the same HUI button, told once with its count.

@@ -32,10 +32,16 @@ std::string passTitle(const ZAR_DAWPassRecord& record) {
   return fmt::format("Review cue {}", cue.cueNumber);
 }
 
+// A track's name as Pro Tools' row title gives it, without the blanks at its end.
+std::string shownName(std::string name) {
+  while (!name.empty() && name.back() == ' ') name.pop_back();
+  return name;
+}
+
 // "2 \"Dialog 2\"", or the position alone for a track the pass didn't find.
 std::string trackText(const ZAR_DAWPassRecord& record, std::int32_t position) {
   for (const auto& track : record.tracks) {
-    if (track.position == position) return fmt::format("{} \"{}\"", position, track.name);
+    if (track.position == position) return fmt::format("{} \"{}\"", position, shownName(track.name));
   }
   return std::to_string(position);
 }
@@ -57,8 +63,24 @@ std::vector<nlohmann::json> timeline(const ZAR_DAWPassRecord& record) {
   std::size_t pressRun = kNoRun;  // the last line, while it is a run of HUI presses
   bool pingAnswered = false;
   std::map<std::int32_t, bool> inputs;
+  // The lamps the pass began with make one line of those lit.
+  bool begun = false;
+  std::vector<std::string> armed;
+  std::vector<std::string> muted;
   for (const Event& event : record.events) {
     if (event.kind != Kind::huiSent) pressRun = kNoRun;
+    if (!begun && event.kind == Kind::trackLamp) {
+      if (event.on) (event.text == "record" ? armed : muted).push_back(trackText(record, event.track));
+      continue;
+    }
+    if (!begun && event.kind == Kind::phase) {
+      begun = true;
+      const auto list = [](const std::vector<std::string>& tracks) {
+        return tracks.empty() ? std::string("none") : fmt::format("{}", fmt::join(tracks, ", "));
+      };
+      add(event, {{"event", "note"},
+                  {"text", fmt::format("as the pass begins Pro Tools shows armed: {}; muted: {}", list(armed), list(muted))}});
+    }
     switch (event.kind) {
       case Kind::notification:
         add(event, {{"event", "notification"}, {"name", event.text}});
@@ -124,11 +146,11 @@ std::vector<nlohmann::json> timeline(const ZAR_DAWPassRecord& record) {
         add(event, {{"event", "typed"}, {"text", event.text}, {"into", "the selection " + event.detail}, {"seconds", 0.0}});
         break;
       case Kind::rename:
-        add(event, {{"event", "renamed"}, {"from", event.detail}, {"to", event.text}});
+        add(event, {{"event", "renamed"}, {"from", shownName(event.detail)}, {"to", event.text}});
         break;
       case Kind::trackName:
         add(event, {{"event", "note"},
-                    {"text", fmt::format("Pro Tools shows track {} named \"{}\"", event.track, event.text)}});
+                    {"text", fmt::format("Pro Tools shows track {} named \"{}\"", event.track, shownName(event.text))}});
         break;
       case Kind::accessibilityFailure:
         add(event, {{"event", "note"}, {"text", fmt::format("accessibility failed: {} ({})", event.text, event.detail)}});
@@ -203,13 +225,15 @@ std::vector<nlohmann::json> passReportEvents(const ZAR_DAWPassRecord& record) {
         if (difference.text.starts_with("input")) changed.push_back("input");
       }
       tracks.push_back({{"position", track.position},
-                        {"name", track.name},
+                        {"name", shownName(track.name)},
                         {"rec", shown.recEnabled},
                         {"mute", shown.muted},
                         {"input", shown.input ? nlohmann::json(*shown.input) : nlohmann::json()},
                         {"changed", std::move(changed)}});
     }
     events.push_back({{"event", "table"},
+                      {"pass", ZAR_DAWPassRecord::modeText(record.mode)},
+                      {"phase", ZAR_DAWPassRecord::phaseText(phase.phase)},
                       {"title", fmt::format("at the end of the phase {} ({}, cue {})", phaseTitle(phase.phase),
                                             ZAR_DAWPassRecord::modeText(record.mode), cue.cueNumber)},
                       {"tracks", std::move(tracks)}});

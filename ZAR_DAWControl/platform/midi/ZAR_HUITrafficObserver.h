@@ -22,6 +22,10 @@ class ZAR_HUITrafficObserver {
   /// A lamp message of Pro Tools: `port` of `zone` turned `on`. For a channel strip `track` is the
   /// track position it shows (bank offset + strip) when the bank in view is known, else -1.
   virtual void huiLampReceived(std::uint8_t zone, std::uint8_t port, bool on, std::int32_t track) = 0;
+  /// The surface pressed the record-ready (`recordReady`) or mute button of `track` while it knew
+  /// the lamp: it takes the lamp for `on` from now on, as the framework does. Pro Tools' next lamps
+  /// confirm it, or, when Pro Tools didn't take the press, turn it back (a lamp change like any).
+  virtual void huiLampToggled(std::int32_t track, bool recordReady, bool on) = 0;
 
   /// Installs the process's observer (nothing: none); it must live as long as the process or until
   /// it is replaced. Any thread.

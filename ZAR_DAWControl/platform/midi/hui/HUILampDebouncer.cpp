@@ -96,19 +96,20 @@ void HUILampDebouncer::keepPendingOnlyFor(int first, int last, double now) {
   }
 }
 
-void HUILampDebouncer::toggled(int track, HUILamp lamp, double now) {
+std::optional<bool> HUILampDebouncer::toggled(int track, HUILamp lamp, double now) {
   if (track < 0 || track >= kTrackCount) {
-    return;
+    return std::nullopt;
   }
   Lamp& entry = _lamps[static_cast<std::size_t>(track)][static_cast<std::size_t>(lamp)];
   entry.pendingSince.reset();
   entry.shownInstead.reset();
   if (entry.state == State::unknown) {
     entry.toggledAt.reset();
-    return;
+    return std::nullopt;
   }
   entry.state = entry.state == State::on ? State::off : State::on;
   entry.toggledAt = now;
+  return entry.state == State::on;
 }
 
 void HUILampDebouncer::reset() { _lamps = {}; }

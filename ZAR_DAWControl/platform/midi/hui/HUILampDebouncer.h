@@ -55,8 +55,9 @@ class HUILampDebouncer {
   /// never comes. Reports already due stay for the next sweep. A press of a track out of view keeps
   /// its toggled value: the host's answer may have come after the bank moved.
   void keepPendingOnlyFor(int first, int last, double now);
-  /// The surface pressed the button of one lamp at `now`: a known state flips.
-  void toggled(int track, HUILamp lamp, double now);
+  /// The surface pressed the button of one lamp at `now`: a known state flips. Returns the new
+  /// state, or nothing when it is not known.
+  std::optional<bool> toggled(int track, HUILamp lamp, double now);
   /// Forgets every state: all lamps unknown.
   void reset();
   /// Every lamp whose state is known, by track and lamp.

@@ -105,7 +105,9 @@ bool HUISurface::pressStripPort(int track, std::uint8_t port, double now) {
   appendPressLocked(press, static_cast<std::uint8_t>(track - *_navigator.offset()), port);
   const auto arrives = moveLocked(moves, now, press);
   if (const auto lamp = followedLamp(port); lamp && arrives) {
-    _debouncer.toggled(track, *lamp, *arrives);
+    const auto on = _debouncer.toggled(track, *lamp, *arrives);
+    auto* observer = ZAR_HUITrafficObserver::shared();
+    if (on && observer) observer->huiLampToggled(track, *lamp == HUILamp::recordReady, *on);
   }
   return true;
 }
