@@ -102,6 +102,8 @@ std::vector<std::shared_ptr<const ZAR_DAWPassRecord>> ZAR_DAWApplicationManager:
   return BlackBox::shared().recentRecords();
 }
 
+void ZAR_DAWApplicationManager::flushPassLog() const { _passLog->flush(); }
+
 zar::platform::TimerRef ZAR_DAWApplicationManager::refreshTimer() const {
   std::lock_guard lock(_propertyMutex);
   return _refreshTimer;

@@ -55,6 +55,10 @@ class ZAR_DAWApplicationManager : public std::enable_shared_from_this<ZAR_DAWApp
   /// as "ZAR_DAWApplicationPassEnded" carried it. Copies of the shared pointers; the records never
   /// change. Any thread; returns at once.
   std::vector<std::shared_ptr<const ZAR_DAWPassRecord>> recentPassRecords() const;
+  /// Returns once every record handed to the pass log ("PassLog.jsonl" beside the settings files,
+  /// while "ZAR_DAWKeepPassLog" is YES) is on disk, or failed to get there. The log is written by a
+  /// thread of its own; the manager's destruction waits for it too. Any thread.
+  void flushPassLog() const;
   zar::platform::TimerRef refreshTimer() const;
 
   /// Starts the 2.5-second discovery timer and runs a first pass on the calling thread.

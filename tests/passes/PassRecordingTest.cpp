@@ -10,6 +10,7 @@
 #include "ZAR_DAWControl/modes/ZAR_DAWAudioTrackModeList.h"
 #include "ZAR_DAWControl/modes/ZAR_DAWMuteRecMatrix.h"
 #include "ZAR_DAWControl/passes/BlackBox.h"
+#include "ZAR_DAWControl/passes/PassLog.h"
 #include "ZAR_DAWControl/platform/sim/SimAccessibility.h"
 #include "ZAR_DAWControl/platform/sim/SimHUIHost.h"
 #include "support/ProToolsTest.h"
@@ -201,6 +202,28 @@ TEST_F(PassRecordingTest, TheVerdictNamesEachTrackAndPhaseThatDifferedFromTheMod
                          }));
   EXPECT_EQ(record->verdictText(), "4 differences");
   EXPECT_TRUE(record->cutShort.empty());
+}
+
+// Every finished pass goes on as a line of the pass log beside the settings files, until the
+// preference turns it off.
+TEST_F(PassRecordingTest, FinishedPassesGoToThePassLogWhileThePreferenceSaysSo) {
+  const auto files = zar::platform::Platform::current()->fileUtility;
+  const std::string path = files->applicationSupportDirectoryPath() + "/PassLog.jsonl";
+  const auto event = zar::test::takeCue();
+  _driver->rehearseWithEvent(event);
+  _driver->stopPlayback();
+  _manager->flushPassLog();
+  const auto lines = [&] { return zar::passes::PassLog::read(*files, path).records; };
+  ASSERT_EQ(lines().size(), 1u);
+  EXPECT_EQ(lines().front(), *postedRecord());
+
+  sim.userDefaults->setObject(ZAR_DAWKeepPassLogPrefKey, false);
+  _driver->rehearseWithEvent(event);
+  _driver->stopPlayback();
+  _manager->flushPassLog();
+  EXPECT_EQ(lines().size(), 1u);
+  ASSERT_EQ(_posted.size(), 2u);
+  EXPECT_EQ(_manager->recentPassRecords().back(), _posted.back()) << "the black box keeps it all the same";
 }
 
 TEST_F(PassRecordingTest, RecordingMakesNoAccessibilityCall) {
