@@ -35,11 +35,6 @@ const Case kCases[] = {
      "",
      {"1 Dialog 2 1: record enable on, asked off", "1 Dialog 2 2: record enable on, asked off"},
      {}},
-    {"the mute never came",
-     [](PassRecordBuilder& p) { p.drop(Kind::trackLamp, 1, kDuring); },
-     "",
-     {"1 Dialog 2 2: mute off, asked on"},
-     {}},
     {"input monitor switched back by the user before the cue",
      [](PassRecordBuilder& p) {
        p.insertAtEnd(kBefore, PassRecordBuilder::read(2, false));
@@ -63,11 +58,6 @@ const Case kCases[] = {
      {"input monitors of tracks 1 \"Dialog 2\", 2 \"Music\" not read by the end of the phase before the cue",
       "input monitor of track 2 \"Music\" not read by the end of the phase during the cue",
       "input monitors of tracks 1 \"Dialog 2\", 2 \"Music\" not read by the end of the phase after the cue"}},
-    {"rename not done",
-     [](PassRecordBuilder& p) { p.find(Kind::trackName, 0, kDuring)->text = "Dialog 1"; },
-     "",
-     {"0 Dialog 1 0: named \"Dialog 1\" in Pro Tools, not \"A_4_12\""},
-     {}},
     {"rename not read back", [](PassRecordBuilder& p) { p.drop(Kind::trackName, 0, kDuring); }, "", {}, {kNotReadBack}},
     {"take not counted",
      [](PassRecordBuilder& p) { p.record.cue.takesAfter = 3; },
@@ -86,15 +76,6 @@ const Case kCases[] = {
      {"0 Dialog 1 1: record enable on, asked off", "0 Dialog 1 2: record enable on, asked off",
       "0 Dialog 1 2: mute off, asked on",
       "-1  0: no record track at the cue's record-track index 2: the take was not named"},
-     {}},
-    {"Pro Tools didn't talk HUI",
-     [](PassRecordBuilder& p) {
-       p.record.events.clear();
-       p.record.ending = Ending::huiDown;
-       p.record.cue.takesAfter = 3;
-     },
-     "Pro Tools didn't talk HUI with the framework: nothing was done",
-     {},
      {}},
     // The phase the pass ended in: record enable and mute judged, a wrong input monitor not.
     {"Pro Tools gone after the cue",
@@ -131,6 +112,8 @@ const Case kCases[] = {
      {"input monitors in the phase during the cue, where the pass ended: not judged"}},
 };
 
+// The differences a take on the simulated desktop shows (a mute gone, a name not entered, HUI down)
+// are in PassRecordingTest; these are the rules around them.
 TEST(PassVerdict, JudgesWhatTheModesAskPhaseByPhase) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);

@@ -13,6 +13,7 @@ class FrameworkTap::Clock final : public zar::platform::Clock {
   Clock(std::shared_ptr<const FrameworkTap> tap, std::shared_ptr<zar::platform::Clock> inner)
       : _tap(std::move(tap)), _inner(std::move(inner)) {}
   double now() const override { return _inner->now(); }
+  double secondsSince1970() const override { return _inner->secondsSince1970(); }
   void sleep(double seconds) override {
     Action action{Action::Kind::pause};
     action.seconds = seconds;
