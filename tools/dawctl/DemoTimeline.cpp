@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 
 #include "PassReport.h"
 #include "ZAR_DAWControl/platform/utility/KeyboardLayout.h"
@@ -22,8 +21,6 @@ std::string trackOfRowTitle(const std::string& title) {
   return name;
 }
 
-double rounded(double seconds) { return std::round(seconds * 1000.0) / 1000.0; }
-
 }  // namespace
 
 DemoTimeline::DemoTimeline(DemoOutput& output, std::function<bool()> isMainThread, double start,
@@ -34,7 +31,7 @@ DemoTimeline::DemoTimeline(DemoOutput& output, std::function<bool()> isMainThrea
       _describePoint(std::move(describePoint)) {}
 
 void DemoTimeline::queueLocked(nlohmann::json event, double time) {
-  event["t"] = rounded(time - _start);
+  event["t"] = roundedSeconds(time - _start);
   _pending.push_back(std::move(event));
 }
 
@@ -176,7 +173,7 @@ void DemoTimeline::endTypingLocked() {
   queueLocked({{"event", "typed"},
                {"text", _typed},
                {"into", _typingInto.empty() ? "Pro Tools" : _typingInto},
-               {"seconds", rounded(_typingEnd - _typingTime)}},
+               {"seconds", roundedSeconds(_typingEnd - _typingTime)}},
               _typingTime);
   _typed.clear();
   _typingInto.clear();

@@ -21,9 +21,7 @@ using Event = ZAR_DAWPassRecord::Event;
 using Kind = ZAR_DAWPassRecord::EventKind;
 using zar::hui::HUIEvent;
 
-double rounded(double seconds) { return std::round(seconds * 1000.0) / 1000.0; }
-
-std::string onOff(bool on) { return on ? "on" : "off"; }
+const char* lampText(bool on) { return on ? "on" : "off"; }
 
 std::string passTitle(const ZAR_DAWPassRecord& record) {
   const auto& cue = record.cue;
@@ -55,7 +53,7 @@ std::string phaseTitle(ZAR_DAWEventPhase phase) {
 std::vector<nlohmann::json> timeline(const ZAR_DAWPassRecord& record) {
   std::vector<nlohmann::json> events;
   const auto add = [&](const Event& event, nlohmann::json line) {
-    line["t"] = rounded(event.time - record.startTime);
+    line["t"] = roundedSeconds(event.time - record.startTime);
     events.push_back(std::move(line));
   };
   zar::hui::HUIDecoder decoder;
@@ -120,11 +118,11 @@ std::vector<nlohmann::json> timeline(const ZAR_DAWPassRecord& record) {
       case Kind::trackLamp:
         add(event, {{"event", "note"},
                     {"text", fmt::format("Pro Tools shows the {} of {} {}", event.text == "record" ? "record enable" : "mute",
-                                         trackText(record, event.track), onOff(event.on))}});
+                                         trackText(record, event.track), lampText(event.on))}});
         break;
       case Kind::inputPress:
         add(event, {{"event", "pressed"},
-                    {"element", fmt::format("the input monitor (to turn it {})", onOff(event.on))},
+                    {"element", fmt::format("the input monitor (to turn it {})", lampText(event.on))},
                     {"track", trackText(record, event.track)}});
         break;
       case Kind::inputRead: {
@@ -132,7 +130,7 @@ std::vector<nlohmann::json> timeline(const ZAR_DAWPassRecord& record) {
         if (known != inputs.end() && known->second != event.on) {
           add(event, {{"event", "note"},
                       {"text", fmt::format("the input monitor of {} reads {}", trackText(record, event.track),
-                                           onOff(event.on))}});
+                                           lampText(event.on))}});
         }
         inputs[event.track] = event.on;
         break;
@@ -162,13 +160,15 @@ std::vector<nlohmann::json> timeline(const ZAR_DAWPassRecord& record) {
   }
   if (record.droppedEvents > 0) {
     events.push_back({{"event", "note"},
-                      {"t", rounded(record.endTime - record.startTime)},
+                      {"t", roundedSeconds(record.endTime - record.startTime)},
                       {"text", fmt::format("{} later events were not kept", record.droppedEvents)}});
   }
   return events;
 }
 
 }  // namespace
+
+double roundedSeconds(double seconds) { return std::round(seconds * 1000.0) / 1000.0; }
 
 std::string huiButtonName(const HUIEvent& event) {
   namespace hui = zar::hui;
@@ -250,7 +250,10 @@ std::vector<nlohmann::json> passReportEvents(const ZAR_DAWPassRecord& record) {
                                                        : fmt::format("{}: {}", trackText(record, difference.position),
                                                                      difference.text)}});
   }
-  for (const auto& line : record.unjudged) events.push_back({{"event", "note"}, {"t", rounded(record.endTime - record.startTime)}, {"text", "not judged: " + line}});
+  for (const auto& line : record.unjudged) {
+    events.push_back(
+        {{"event", "note"}, {"t", roundedSeconds(record.endTime - record.startTime)}, {"text", "not judged: " + line}});
+  }
   events.push_back({{"event", "verdict"}, {"text", record.verdictText()}, {"asTheModesAsk", record.differences.empty() && record.cutShort.empty()}});
   return events;
 }

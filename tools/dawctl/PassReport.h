@@ -20,6 +20,8 @@ void printPassReport(const ZAR_DAWPassRecord& record, std::FILE* out);
 /// "2026-11-25 15:03:07" in the local time zone, for a record's `startedAt`; the text itself when
 /// it is no such time.
 std::string localTime(const std::string& startedAt);
+/// Seconds rounded to the millisecond, as the demo's events carry their times.
+double roundedSeconds(double seconds);
 /// The name of a HUI button as a surface labels it ("mute of strip 3", "Play").
 std::string huiButtonName(const zar::hui::HUIEvent& event);
 

@@ -35,11 +35,11 @@ PassLog::Contents readLog(const std::string& directoryOption, bool& damaged) {
   const std::string path = (std::filesystem::path(directory) / PassLog::kFileName).string();
   zar::native::LocalFileUtility disk(directory);
   PassLog::Contents contents = PassLog::read(disk, path);
-  using Status = zar::platform::FileRead::Status;
+  using ReadStatus = zar::platform::FileRead::Status;
   damaged = false;
-  if (contents.status == Status::missing) {
+  if (contents.status == ReadStatus::missing) {
     fmt::print(stderr, "dawctl takes: no pass kept yet ({} is missing)\n", path);
-  } else if (contents.status != Status::read) {
+  } else if (contents.status != ReadStatus::read) {
     fmt::print(stderr, "dawctl takes: {} can't be read: {}\n", path, contents.failure);
     damaged = true;
   } else if (contents.damagedLines > 0) {
