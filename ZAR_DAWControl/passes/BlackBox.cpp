@@ -57,6 +57,14 @@ Event messageEvent(Kind kind, std::span<const std::uint8_t> message) {
 
 bool followed(std::int32_t track) { return track >= 0 && static_cast<std::size_t>(track) < kFollowedPositions; }
 
+/// The entry of a followed `track` in per-position state, which grows (with `fill`) to hold it.
+template <typename T>
+T& entryOf(std::vector<T>& entries, std::int32_t track, const T& fill = T{}) {
+  const auto position = static_cast<std::size_t>(track);
+  if (entries.size() <= position) entries.resize(position + 1, fill);
+  return entries[position];
+}
+
 }  // namespace
 
 BlackBox& BlackBox::shared() {
@@ -85,10 +93,7 @@ void BlackBox::beginPass(ZAR_DAWPassRecord start) {
   start.differences.clear();
   start.unjudged.clear();
   for (const auto& track : start.tracks) {
-    if (!followed(track.position)) continue;
-    const auto position = static_cast<std::size_t>(track.position);
-    if (pass->names.size() <= position) pass->names.resize(position + 1);
-    pass->names[position] = track.name;
+    if (followed(track.position)) entryOf(pass->names, track.position) = track.name;
   }
   pass->record = std::move(start);
 
@@ -155,14 +160,7 @@ void BlackBox::record(Event event) {
   if (!recording()) return;
   if (event.time == 0) event.time = clockNow();
   std::lock_guard lock(_mutex);
-  if (!_pass) return;
-  if (event.kind == Kind::rename && followed(event.track)) {
-    auto& names = _pass->names;
-    const auto position = static_cast<std::size_t>(event.track);
-    if (names.size() <= position) names.resize(position + 1);
-    names[position].reset();
-  }
-  appendLocked(std::move(event));
+  if (_pass) appendLocked(std::move(event));
 }
 
 void BlackBox::notification(const std::string& name) {
@@ -210,11 +208,8 @@ void BlackBox::inputRead(std::int32_t track, bool on) {
   std::lock_guard lock(_mutex);
   if (!_pass) return;
   if (followed(track)) {
-    auto& reads = _pass->inputReads;
-    const auto position = static_cast<std::size_t>(track);
-    if (reads.size() <= position) reads.resize(position + 1, -1);
     const std::int8_t read = on ? 1 : 0;
-    if (std::exchange(reads[position], read) == read) return;
+    if (std::exchange(entryOf(_pass->inputReads, track, std::int8_t{-1}), read) == read) return;
   }
   appendLocked(Event{.time = now, .kind = Kind::inputRead, .track = track, .on = on, .text = {}, .detail = {}});
 }
@@ -243,13 +238,20 @@ void BlackBox::trackName(std::int32_t track, const std::string& name) {
   std::lock_guard lock(_mutex);
   if (!_pass) return;
   if (followed(track)) {
-    auto& names = _pass->names;
-    const auto position = static_cast<std::size_t>(track);
-    if (names.size() <= position) names.resize(position + 1);
-    if (names[position] == name) return;
-    names[position] = name;
+    auto& last = entryOf(_pass->names, track);
+    if (last == name) return;
+    last = name;
   }
   appendLocked(Event{.time = now, .kind = Kind::trackName, .track = track, .text = name, .detail = {}});
+}
+
+void BlackBox::rename(std::int32_t track, const std::string& name, const std::string& oldName) {
+  if (!recording()) return;
+  const double now = clockNow();
+  std::lock_guard lock(_mutex);
+  if (!_pass) return;
+  if (followed(track)) entryOf(_pass->names, track).reset();
+  appendLocked(Event{.time = now, .kind = Kind::rename, .track = track, .text = name, .detail = oldName});
 }
 
 std::vector<std::shared_ptr<const ZAR_DAWPassRecord>> BlackBox::recentRecords() const {

@@ -70,6 +70,9 @@ class BlackBox final : private ZAR_HUITrafficObserver {
   void phase(ZAR_DAWEventPhase phase, std::int64_t frame);
   /// Kept when the name differs from the last one read for the position.
   void trackName(std::int32_t track, const std::string& name);
+  /// The framework enters `name` for the track that was read as `oldName`; the next name read of
+  /// the track is kept whatever it says, so a name that stayed as it was is read back too.
+  void rename(std::int32_t track, const std::string& name, const std::string& oldName);
 
   /// The last passes, oldest first.
   std::vector<std::shared_ptr<const ZAR_DAWPassRecord>> recentRecords() const;

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
+
 namespace zar::passes {
 
 namespace {
@@ -28,12 +30,6 @@ ZAR_DAWEventPhase phaseOf(const Event& event) {
 }
 
 bool isPhase(const Event& event) { return event.kind == Kind::phase; }
-
-// A name read from a row title ends with the blank before the track's kind; a name typed has none.
-std::string_view withoutTrailingBlanks(std::string_view name) {
-  while (!name.empty() && name.back() == ' ') name.remove_suffix(1);
-  return name;
-}
 
 std::array<Span, kPhaseCount> phaseSpans(const std::vector<Event>& events) {
   std::array<Span, kPhaseCount> spans{};
@@ -90,12 +86,7 @@ Asked askedOf(const Record::Track& track, bool isRecordTrack, ZAR_DAWEventPhase 
   switch (phase) {
     case ZAR_DAWEventPhaseBefore:
       asked.recEnabled = records && isRecordTrack;
-      if (records && !isRecordTrack) {
-        asked.muted = false;
-        asked.input = false;
-      } else {
-        asked.apply(before);
-      }
+      asked.apply(records && !isRecordTrack ? ZAR_DAWTrackStatePlay : before);
       break;
     case ZAR_DAWEventPhaseDuring:
       // Record enable is set before the cue only; it must hold through the cue.
@@ -107,12 +98,7 @@ Asked askedOf(const Record::Track& track, bool isRecordTrack, ZAR_DAWEventPhase 
       }
       break;
     default:
-      if (records && !isRecordTrack) {
-        asked.muted = false;
-        asked.input = false;
-      } else {
-        asked.apply(after);
-      }
+      asked.apply(records && !isRecordTrack ? ZAR_DAWTrackStatePlay : after);
       break;
   }
   return asked;
@@ -225,7 +211,8 @@ void judgeTake(Record& record) {
   if (readBack == events.end()) {
     record.unjudged.push_back(
         fmt::format("the new name \"{}\" of the record track was not read back during the pass", rename->text));
-  } else if (withoutTrailingBlanks(readBack->text) != withoutTrailingBlanks(rename->text)) {
+  } else if (ZAR_DAWAudioTrack::withoutTrailingBlanks(readBack->text) !=
+             ZAR_DAWAudioTrack::withoutTrailingBlanks(rename->text)) {  // a name read ends with a blank
     addDifference(record, rename->track, 0,
                   fmt::format("named \"{}\" in Pro Tools, not \"{}\"", readBack->text, rename->text));
   }

@@ -355,12 +355,7 @@ void ZAR_DAWApplicationProTools::recordWithEvent(const std::shared_ptr<ZAR_Visua
   if (!parts.empty()) {
     if (recordTrack) {
       const std::string name = fmt::format("{}", fmt::join(parts, "_"));
-      if (auto& box = BlackBox::shared(); box.recording()) {
-        box.record(ZAR_DAWPassRecord::Event{.kind = ZAR_DAWPassRecord::EventKind::rename,
-                                            .track = recordTrack->index(),
-                                            .text = name,
-                                            .detail = recordTrack->lastReadName()});
-      }
+      BlackBox::shared().rename(recordTrack->index(), name, recordTrack->lastReadName());
       recordTrack->setName(name);
     } else {
       // The host should have shown the no-record-track warning instead of recording.

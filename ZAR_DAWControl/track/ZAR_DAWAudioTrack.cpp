@@ -127,6 +127,11 @@ std::optional<std::string> ZAR_DAWAudioTrack::nameInRowTitle(std::string_view ti
   return std::nullopt;
 }
 
+std::string_view ZAR_DAWAudioTrack::withoutTrailingBlanks(std::string_view name) {
+  while (!name.empty() && name.back() == ' ') name.remove_suffix(1);
+  return name;
+}
+
 ZAR_DAWAudioTrack::ZAR_DAWAudioTrack(AXUIElementRef trackCluster) { setTrackCluster(std::move(trackCluster)); }
 
 AXUIElementRef ZAR_DAWAudioTrack::trackCluster() const {

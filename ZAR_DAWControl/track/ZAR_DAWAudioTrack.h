@@ -34,6 +34,9 @@ class ZAR_DAWAudioTrack {
   /// " audio track", "- Aux Track", " auxiliary track" (in that order) that occurs, to the letter
   /// ("Dialog 1 " of "Dialog 1 - Audio Track "); nothing when none occurs. Any thread.
   static std::optional<std::string> nameInRowTitle(std::string_view title);
+  /// A name as `nameInRowTitle` reads it, without the blanks that end it ("Dialog 1" of
+  /// "Dialog 1 "): the name as it was typed, and as a person reads it. Any thread.
+  static std::string_view withoutTrailingBlanks(std::string_view name);
   /// At most one input-monitor press per this many seconds, across all tracks.
   static constexpr double inputPressInterval = 0.2;
 

@@ -367,7 +367,7 @@ void DemoScript::passWithoutHUI() {
 }
 
 void DemoScript::reportPass(ZAR_DAWMode mode, bool hui, ZAR_DAWPassRecord::Ending expected) {
-  auto scriptEvents = std::move(_passEvents).value_or(decltype(_passEvents)::value_type{});
+  auto scriptEvents = std::move(*_passEvents);  // the pass began with them
   _passEvents.reset();
   const std::string key = passKey(mode);
   const auto records = _manager->recentPassRecords();

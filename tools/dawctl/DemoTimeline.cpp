@@ -16,9 +16,7 @@ using zar::hui::HUIEvent;
 
 // The track's name in a row title such as "Booth Mic - Audio Track ".
 std::string trackOfRowTitle(const std::string& title) {
-  auto name = ZAR_DAWAudioTrack::nameInRowTitle(title).value_or("");
-  while (!name.empty() && name.back() == ' ') name.pop_back();
-  return name;
+  return std::string(ZAR_DAWAudioTrack::withoutTrailingBlanks(ZAR_DAWAudioTrack::nameInRowTitle(title).value_or("")));
 }
 
 }  // namespace

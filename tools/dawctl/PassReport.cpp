@@ -12,6 +12,7 @@
 #include "DemoOutput.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIDecoder.h"
 #include "ZAR_DAWControl/platform/midi/hui/HUIProtocol.h"
+#include "ZAR_DAWControl/track/ZAR_DAWAudioTrack.h"
 
 namespace dawctl {
 
@@ -30,11 +31,8 @@ std::string passTitle(const ZAR_DAWPassRecord& record) {
   return fmt::format("Review cue {}", cue.cueNumber);
 }
 
-// A track's name as Pro Tools' row title gives it, without the blanks at its end.
-std::string shownName(std::string name) {
-  while (!name.empty() && name.back() == ' ') name.pop_back();
-  return name;
-}
+// A track's name as a person reads it.
+std::string shownName(std::string_view name) { return std::string(ZAR_DAWAudioTrack::withoutTrailingBlanks(name)); }
 
 // "2 \"Dialog 2\"", or the position alone for a track the pass didn't find.
 std::string trackText(const ZAR_DAWPassRecord& record, std::int32_t position) {
